@@ -1,0 +1,61 @@
+# The front door. Everything here only calls the presets of CMakePresets.json and the scripts beside it.
+.PHONY: demo test bench soak asan tsan fuzz test-armv7 format install clean
+
+JOBS ?= 2
+
+# --- the two commands to start with ---
+demo: build/test/build.ninja
+	cmake --build --preset test -j $(JOBS) --target all
+	scripts/demo.sh build/test
+
+test: build/test/build.ninja
+	cmake --build --preset test -j $(JOBS)
+	ctest --preset test
+
+# --- more ---
+bench:
+	scripts/install-packages.sh bench
+	cmake --preset release -DORB_BUILD_TESTS=OFF
+	cmake --build --preset release -j $(JOBS)
+	scripts/bench.sh build/release
+
+# The random tests with more seeds: make soak ORB_SOAK_SEEDS=1000
+soak: export ORB_SOAK_SEEDS ?= 200
+soak: build/test/build.ninja
+	cmake --build --preset test -j $(JOBS)
+	ctest --preset test -L soak
+
+asan tsan:
+	scripts/install-packages.sh test
+	cmake --preset $@
+	cmake --build --preset $@ -j $(JOBS)
+	ctest --preset $@
+
+fuzz:
+	scripts/install-packages.sh fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	scripts/fuzz.sh build/fuzz
+
+test-armv7:
+	scripts/install-packages.sh armv7
+	scripts/setup-armv7.sh build/armv7-sysroot
+	cmake --preset armv7
+	cmake --build --preset armv7 -j $(JOBS)
+	ctest --preset armv7
+
+format:
+	scripts/install-packages.sh format
+	git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+install: build/test/build.ninja
+	cmake --preset release -DORB_BUILD_BENCH=OFF -DORB_BUILD_TESTS=OFF
+	cmake --build --preset release -j $(JOBS)
+	cmake --install build/release
+
+clean:
+	rm -rf build
+
+build/test/build.ninja: CMakePresets.json CMakeLists.txt
+	scripts/install-packages.sh test
+	cmake --preset test

@@ -1,0 +1,25 @@
+#pragma once
+#include <string>
+#include <vector>
+
+#include "aiolib.h"
+
+/// Data files that the benchmarks work on.
+
+/// Path in the folder of this run, which is made anew and removed at the end.
+std::string samplePath(const std::string& name);
+
+/// Ends the program when a call that must succeed does not.
+void require(ULONG status, const char* what);
+
+/// Codes of all header values of type double.
+std::vector<ULONG> doubleCodes();
+
+/// A file with a value for each of doubleCodes() and an integer spectrum.
+void makeSampleFile(const std::string& path, ULONG channels);
+
+constexpr unsigned kLibraryRecords = 50000;
+/// Codes of the six numbers of a nuclide line.
+constexpr ULONG kLineCodes[] = {0x20070002, 0x20070003, 0x20070004, 0x20070005, 0x20070006, 0x20070007};
+/// A nuclide library of kLibraryRecords lines.
+void makeLibraryFile(const std::string& path);

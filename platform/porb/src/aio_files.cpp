@@ -1,0 +1,69 @@
+#include "aioproto.h"
+#include "dictionary_cache.h"
+#include "guard.h"
+
+using namespace porb;
+
+namespace {
+
+/// Opens through `storage()` and hands out the handle; null on failure.
+template <typename MakeStorage>
+Status openFile(void** handle, const char* path, bool writable, MakeStorage&& storage) noexcept {
+  if (handle == nullptr) return AIO_BADARG;
+  *handle = nullptr;
+  if (path == nullptr || *path == '\0') return AIO_BADARG;
+  return guarded([&]() -> Status {
+    const Dictionary& dictionary = currentDictionary();  // before anything is created
+    *handle =
+        HandleTable::instance().insert(std::make_unique<DataFile>(path, writable, dictionary, storage()));
+    return AIO_OK;
+  });
+}
+
+}  // namespace
+
+extern "C" LONG AioIsOpen(const void* handle) {
+  return HandleTable::instance().isOpen(handle) ? 1 : 0;
+}
+
+extern "C" ULONG AioOpen2(void** handle, const char* path, ULONG access, ULONG share, ULONG flags) {
+  const bool known = (access == AIO_READ_ONLY || access == AIO_READ_WRITE) && share == 0 && flags == 0;
+  if (!known) {
+    if (handle != nullptr) *handle = nullptr;
+    return AIO_BADARG;
+  }
+  const bool writable = access == AIO_READ_WRITE;
+  return openFile(handle, path, writable, [&] { return openSqliteStorage(path, writable); });
+}
+
+extern "C" ULONG AioCreate(void** handle, const char* path, ULONG size, void* reserved1, void* reserved2,
+                           void* reserved3) {
+  if (size != 0 || reserved1 != nullptr || reserved2 != nullptr || reserved3 != nullptr) {
+    if (handle != nullptr) *handle = nullptr;
+    return AIO_BADARG;
+  }
+  return openFile(handle, path, true, [&] { return createSqliteStorage(path); });
+}
+
+extern "C" ULONG AioFlush(void* handle) {
+  return withFile(handle, [](DataFile& file) -> Status {
+    file.flush();
+    return AIO_OK;
+  });
+}
+
+extern "C" ULONG AioClose2(void* handle, ULONG option) {
+  if (option > AIO_CLOSE_DELETE) return HandleTable::instance().isOpen(handle) ? AIO_BADARG : AIO_BADHANDLE;
+  return guarded([&]() -> Status {
+    Status status = AIO_BADHANDLE;
+    HandleTable::instance().take(handle, [&](DataFile& file) {
+      status = guarded([&]() -> Status {
+        if (option == AIO_CLOSE_FLUSH) file.flush();
+        if (option == AIO_CLOSE_DELETE && !file.isWritable()) return AIO_READONLY;
+        if (option == AIO_CLOSE_DELETE) file.storage().remove();
+        return AIO_OK;
+      });
+    });
+    return status;
+  });
+}

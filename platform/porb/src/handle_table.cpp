@@ -1,0 +1,75 @@
+#include "handle_table.h"
+
+namespace porb {
+
+HandleTable& HandleTable::instance() noexcept {
+  static HandleTable* const table = new HandleTable;  // never destroyed: calls may come late at exit
+  return *table;
+}
+
+HandleTable::HandleTable() {
+  for (std::size_t slot = 0; slot < kSlots; ++slot) free_.push_back(static_cast<std::uint16_t>(slot));
+}
+
+void* HandleTable::insert(std::unique_ptr<DataFile> file) {
+  std::uint16_t number = 0;
+  {
+    const std::lock_guard lock(free_mutex_);
+    if (free_.empty()) throw Failure(AIO_TOOMANYFILES);
+    number = free_.front();
+    free_.pop_front();
+  }
+  Slot& slot = slots_[number];
+  const std::lock_guard lock(slot.mutex);
+  std::uintptr_t handle = 0;
+  do handle = ++slot.generation << kSlotBits | number;
+  while (handle >> kSlotBits == 0);  // generation 0 is left out, so no handle is null
+  slot.file = file.release();
+  slot.dictionary.store(&slot.file->dictionary(), std::memory_order_release);
+  slot.handle.store(handle, std::memory_order_release);
+  return reinterpret_cast<void*>(handle);
+}
+
+void HandleTable::release(Slot& slot) {
+  const std::lock_guard lock(free_mutex_);
+  free_.push_back(static_cast<std::uint16_t>(&slot - slots_.data()));
+}
+
+bool HandleTable::isOpen(const void* handle) const noexcept {
+  return names(handle, slotOf(handle));
+}
+
+const Dictionary* HandleTable::dictionary(const void* handle) const noexcept {
+  const Slot& slot = slotOf(handle);
+  if (!names(handle, slot)) return nullptr;
+  return slot.dictionary.load(std::memory_order_acquire);
+}
+
+HandleTable::Pin HandleTable::pin(const void* handle) noexcept {
+  Pin pin;
+  Slot& slot = slotOf(handle);
+  if (!names(handle, slot)) return pin;  // the usual bad handle needs no lock
+  pin.lock_ = std::unique_lock(slot.mutex);
+  if (names(handle, slot)) pin.file_ = slot.file;
+  return pin;
+}
+
+HandleTable::PinPair HandleTable::pin(const void* first, const void* second) noexcept {
+  PinPair pair;
+  Slot& one = slotOf(first);
+  Slot& two = slotOf(second);
+  if (&one == &two) {
+    pair.first = pin(first);
+    if (first == second) pair.second.file_ = pair.first.file_;
+    return pair;
+  }
+  std::unique_lock lower((&one < &two ? one : two).mutex);
+  std::unique_lock upper((&one < &two ? two : one).mutex);
+  pair.first.lock_ = std::move(&one < &two ? lower : upper);
+  pair.second.lock_ = std::move(&one < &two ? upper : lower);
+  if (names(first, one)) pair.first.file_ = one.file;
+  if (names(second, two)) pair.second.file_ = two.file;
+  return pair;
+}
+
+}  // namespace porb

@@ -1,0 +1,397 @@
+#include "sqlite_storage.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+#include "content.h"
+#include "sqlite_schema.h"
+#include "sqlite_values.h"
+
+namespace porb {
+namespace {
+
+/// The path without symbolic links, so that two names of one file meet in one lock. A file that does not
+/// exist yet is named by its directory.
+std::string canonicalPath(const std::string& path) {
+  const auto resolve = [](const std::string& name) {
+    const std::unique_ptr<char, void (*)(void*)> real(realpath(name.c_str(), nullptr), std::free);
+    if (!real) throw Failure(statusOfErrno(errno));
+    return std::string(real.get());
+  };
+  struct stat state {};
+  if (lstat(path.c_str(), &state) == 0) return resolve(path);
+  const auto slash = path.rfind('/');
+  if (slash == std::string::npos) return resolve(".") + "/" + path;
+  return resolve(path.substr(0, slash + 1)) + path.substr(slash);
+}
+
+/// What can be said of a file before SQLite looks at it.
+void requireReadableFile(const std::string& path, bool writable) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) != 0) throw Failure(statusOfErrno(errno));
+  if (!S_ISREG(state.st_mode)) throw Failure(AIO_NOTREGULAR);
+  if (access(path.c_str(), writable ? R_OK | W_OK : R_OK) != 0) throw Failure(statusOfErrno(errno));
+  if (state.st_size == 0) throw Failure(AIO_EMPTYFILE);
+}
+
+void writeAll(int descriptor, const std::string& bytes) {
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t n = write(descriptor, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno != EINTR) throw Failure(statusOfErrno(errno));
+    if (n > 0) done += static_cast<std::size_t>(n);
+  }
+}
+
+/// Puts an empty data file at `path`, whole or not at all: made under another name and renamed. The writer's
+/// lock keeps other creators away.
+void makeEmptyFile(const std::string& path) {
+  const std::string& image = emptyFileImage();
+  const std::string draft = path + "-new";
+  const int descriptor = open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+  if (descriptor < 0) throw Failure(statusOfErrno(errno));
+  try {
+    writeAll(descriptor, image);
+  } catch (...) {
+    close(descriptor);
+    unlink(draft.c_str());
+    throw;
+  }
+  close(descriptor);
+  // Not every file system can rename without replacing; the check before it is enough among ourselves.
+  if (renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) return;
+  if ((errno == EINVAL || errno == ENOSYS) && rename(draft.c_str(), path.c_str()) == 0) return;
+  const int error = errno;
+  unlink(draft.c_str());
+  throw Failure(statusOfErrno(error));
+}
+
+std::uint64_t checksumOfShape(std::uint16_t cls, std::uint32_t size, const SpectralShape& shape) noexcept {
+  return mixHash(mixHash(mixHash(mixHash(mixHash(2, cls), size), shape.groups), shape.rows), shape.channels);
+}
+
+}  // namespace
+
+std::uint64_t checksumOf(const Block& block) {
+  const Spectra* spectra = block.spectra();
+  const SpectralShape shape = spectra != nullptr ? spectra->shape() : SpectralShape{};
+  const std::uint64_t head = checksumOfShape(block.cls(), block.size(), shape);
+  return spectra != nullptr ? head : head + block.table()->hash();
+}
+
+std::unique_ptr<Storage> openSqliteStorage(const std::string& path, bool writable) {
+  requireReadableFile(path, writable);
+  if (!writable) return std::make_unique<SqliteStorage>(path, nullptr);
+  std::string real = canonicalPath(path);
+  auto lock = std::make_unique<WriterLock>(real);
+  return std::make_unique<SqliteStorage>(std::move(real), std::move(lock));
+}
+
+std::unique_ptr<Storage> createSqliteStorage(const std::string& path) {
+  struct stat state {};
+  if (lstat(path.c_str(), &state) == 0) throw Failure(AIO_FILEEXISTS);
+  std::string real = canonicalPath(path);
+  auto lock = std::make_unique<WriterLock>(real);
+  if (lstat(path.c_str(), &state) == 0) throw Failure(AIO_FILEEXISTS);
+  makeEmptyFile(real);
+  return std::make_unique<SqliteStorage>(std::move(real), std::move(lock));
+}
+
+// A reader opens for writing too where the system lets it: only so can it complete a transaction that a dead
+// writer left half done. It never writes otherwise.
+SqliteStorage::SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock)
+    : path_(std::move(path)), lock_(std::move(lock)), database_(path_, SQLITE_OPEN_READWRITE) {
+  if (lock_ && sqlite3_db_readonly(database_.get(), "main") == 1) throw Failure(AIO_NOACCESS);
+  try {
+    openForReading();
+  } catch (const Failure& failure) {
+    const Status status = failure.status();
+    const bool unreadable = status == AIO_CORRUPT || status == AIO_NOTADATABASE || status == AIO_IOERROR;
+    throw Failure(unreadable ? diagnose(database_, status) : status);
+  }
+  // After a flush has returned the journal's removal is on disk too, so power loss cannot undo the flush.
+  if (lock_) database_.execute("PRAGMA synchronous=EXTRA;PRAGMA journal_mode=DELETE");
+}
+
+void SqliteStorage::openForReading() {
+  database_.execute("PRAGMA cell_size_check=ON");
+  beginRead();
+  try {
+    verifyFormat(database_);
+  } catch (...) {
+    endRead();
+    throw;
+  }
+  endRead();
+}
+
+Statement& SqliteStorage::prepared(Statement& statement, const char* sql) {
+  if (!statement) statement = database_.prepare(sql);
+  return statement;
+}
+
+void SqliteStorage::beginRead() {
+  if (read_depth_ == 0) {
+    prepared(begin_read_, "BEGIN").run();
+    try {
+      // BEGIN alone takes no lock; the first read does, and recovers what a dead writer left.
+      state();
+    } catch (...) {
+      database_.rollback();
+      throw;
+    }
+  }
+  ++read_depth_;
+}
+
+void SqliteStorage::endRead() noexcept {
+  if (--read_depth_ == 0) database_.rollback();  // nothing was written
+}
+
+std::uint64_t SqliteStorage::state() {
+  Statement& query = prepared(data_version_, "PRAGMA data_version");
+  const ResetScope scope(query);
+  query.step();
+  return static_cast<std::uint64_t>(query.integer(0));
+}
+
+void SqliteStorage::remove() {
+  if (unlink(path_.c_str()) != 0) throw Failure(statusOfErrno(errno));
+}
+
+// ---- Reading ----------------------------------------------------------------------------------------------
+
+namespace {
+
+/// A number of the file that must lie in a range.
+template <typename T>
+T bounded(const Statement& row, int column, std::int64_t least, std::int64_t most) {
+  requireContent(row.columnType(column) == SQLITE_INTEGER);
+  const std::int64_t value = row.integer(column);
+  requireContent(value >= least && value <= most);
+  return static_cast<T>(value);
+}
+
+}  // namespace
+
+std::vector<BlockHeader> SqliteStorage::listBlocks() {
+  Statement& query =
+      prepared(list_blocks_,
+               "SELECT class,size,entries,groups_n,rows_n,channels_n,checksum FROM block ORDER BY class");
+  const ResetScope scope(query);
+  std::vector<BlockHeader> headers;
+  while (query.step()) {
+    BlockHeader header;
+    header.cls = bounded<std::uint16_t>(query, 0, 0, 0xFFFF);
+    header.size = bounded<std::uint32_t>(query, 1, 0, 0xFFFFFFFF);
+    header.working_entries = bounded<std::uint32_t>(query, 2, 0, AIO_MAX_ENTRIES);
+    header.shape.groups = bounded<std::uint32_t>(query, 3, 0, AIO_MAX_GROUPS);
+    header.shape.rows = bounded<std::uint32_t>(query, 4, 0, AIO_MAX_GROUPS);
+    header.shape.channels = bounded<std::uint32_t>(query, 5, 0, AIO_MAX_CHANNELS);
+    header.checksum = static_cast<std::uint64_t>(query.integer(6));
+    if (header.cls == ORB_CLS_SPECTRUM) requireContent(checkShape(header.shape) == AIO_OK);
+    headers.push_back(header);
+  }
+  return headers;
+}
+
+std::uint32_t SqliteStorage::countRecords(std::uint16_t cls) {
+  Statement& query = prepared(count_records_, "SELECT count(*) FROM record WHERE class=?");
+  const ResetScope scope(query);
+  query.bind(1, cls).step();
+  return bounded<std::uint32_t>(query, 0, 0, AIO_MAX_RECORDS);
+}
+
+std::unique_ptr<Block> SqliteStorage::loadBlock(const BlockHeader& header) {
+  auto block = header.cls == ORB_CLS_SPECTRUM
+                   ? std::make_unique<Block>(header.cls, header.size, loadSpectra(header))
+                   : std::make_unique<Block>(header.cls, header.size, loadTable(header));
+  requireContent(checksumOf(*block) == header.checksum);
+  return block;
+}
+
+void SqliteStorage::loadRecords(const BlockHeader& header, Table& table, std::vector<std::uint32_t>& ids,
+                                std::vector<std::uint32_t>& entries) {
+  const std::uint32_t n = countRecords(header.cls);
+  table.reserve(n);
+  ids.reserve(n);
+  entries.reserve(n);
+  Statement& query = prepared(list_records_, "SELECT id,rank,entries FROM record WHERE class=? ORDER BY id");
+  const ResetScope scope(query);
+  query.bind(1, header.cls);
+  while (query.step()) {
+    ids.push_back(bounded<std::uint32_t>(query, 0, 1, UINT32_MAX - 2));
+    entries.push_back(bounded<std::uint32_t>(query, 2, 0, AIO_MAX_ENTRIES));
+    requireContent(query.columnType(1) == SQLITE_INTEGER);
+    table.addLoaded(ids.back(), query.integer(1));
+  }
+}
+
+Table SqliteStorage::loadTable(const BlockHeader& header) {
+  Table table;
+  std::vector<std::uint32_t> ids;
+  std::vector<std::uint32_t> entries;
+  loadRecords(header, table, ids, entries);
+
+  // Records and values both come by ascending id, so one pass brings them together.
+  ValueLoader loader(table, header.working_entries, ids, entries);
+  Statement& query = prepared(list_values_,
+                              "SELECT record,entry,code,type,value FROM value WHERE class=? "
+                              "ORDER BY record,entry,code");
+  const ResetScope scope(query);
+  query.bind(1, header.cls);
+  while (query.step()) loader.take(query, header.cls);
+  loader.finish();
+  requireContent(table.finishLoading());
+  return table;
+}
+
+Spectra SqliteStorage::loadSpectra(const BlockHeader& header) {
+  Spectra spectra(header.shape);
+  Statement& query = prepared(list_spectra_, "SELECT group_no,row_no,format,checksum,channels FROM spectrum");
+  const ResetScope scope(query);
+  while (query.step()) {
+    const SpectrumKey key{bounded<std::uint32_t>(query, 0, 1, header.shape.groups),
+                          bounded<std::uint32_t>(query, 1, 1, header.shape.rows)};
+    Spectrum spectrum;
+    spectrum.format = bounded<LONG>(query, 2, AIO_FORMAT_LONG, AIO_FORMAT_FLOAT);
+    requireContent(query.columnType(4) == SQLITE_BLOB);
+    const std::string_view bytes = query.bytes(4);
+    requireContent(bytes.size() == std::size_t{4} * header.shape.channels);
+    spectrum.channels.resize(header.shape.channels);
+    if (!bytes.empty()) std::memcpy(spectrum.channels.data(), bytes.data(), bytes.size());
+    spectrum.dirty = false;
+    requireContent(spectrum.hash() == static_cast<std::uint64_t>(query.integer(3)));
+    spectra.addLoaded(key, std::move(spectrum));
+  }
+  return spectra;
+}
+
+// ---- Writing ----------------------------------------------------------------------------------------------
+
+void SqliteStorage::commit(const ChangeSet& changes, const Dictionary& dictionary) {
+  try {
+    prepared(begin_write_, "BEGIN IMMEDIATE").run();
+    for (const std::uint16_t cls : changes.removed) deleteClass(cls);
+    for (const Block* block : changes.changed) writeBlock(*block, dictionary);
+    prepared(end_write_, "COMMIT").run();
+  } catch (...) {
+    database_.rollback();
+    names_known_ = false;  // what was noted as written is not
+    throw;
+  }
+}
+
+void SqliteStorage::deleteClass(std::uint16_t cls) {
+  prepared(drop_values_, "DELETE FROM value WHERE class=?").bind(1, cls).run();
+  prepared(drop_records_, "DELETE FROM record WHERE class=?").bind(1, cls).run();
+  prepared(drop_block_, "DELETE FROM block WHERE class=?").bind(1, cls).run();
+  if (cls == ORB_CLS_SPECTRUM) prepared(drop_spectra_, "DELETE FROM spectrum").run();
+}
+
+void SqliteStorage::writeBlock(const Block& block, const Dictionary& dictionary) {
+  if (block.isRewrite()) deleteClass(block.cls());
+  const Spectra* spectra = block.spectra();
+  const SpectralShape shape = spectra != nullptr ? spectra->shape() : SpectralShape{};
+  const std::size_t working_entries = spectra != nullptr ? 0 : block.table()->record(0)->entryCount();
+  prepared(put_block_, "INSERT OR REPLACE INTO block VALUES(?,?,?,?,?,?,?)")
+      .bind(1, block.cls())
+      .bind(2, block.size())
+      .bind(3, static_cast<std::int64_t>(working_entries))
+      .bind(4, shape.groups)
+      .bind(5, shape.rows)
+      .bind(6, shape.channels)
+      .bind(7, static_cast<std::int64_t>(checksumOf(block)))
+      .run();
+  if (spectra != nullptr)
+    writeSpectra(*spectra);
+  else
+    writeTable(block.cls(), *block.table(), dictionary);
+}
+
+void SqliteStorage::writeTable(std::uint16_t cls, const Table& table, const Dictionary& dictionary) {
+  if (!table.isRewrite()) {
+    for (const std::uint32_t id : table.deletedIds()) {
+      prepared(drop_record_values_, "DELETE FROM value WHERE class=? AND record=?")
+          .bind(1, cls)
+          .bind(2, id)
+          .run();
+      prepared(drop_record_, "DELETE FROM record WHERE class=? AND id=?").bind(1, cls).bind(2, id).run();
+    }
+  }
+  table.forEachToWrite([&](const Record& record) {
+    writeRecord(cls, record, table.isRewrite() || record.rewrite, dictionary);
+  });
+}
+
+void SqliteStorage::writeRecord(std::uint16_t cls, const Record& record, bool all,
+                                const Dictionary& dictionary) {
+  if (record.rewrite)
+    prepared(drop_record_values_, "DELETE FROM value WHERE class=? AND record=?")
+        .bind(1, cls)
+        .bind(2, record.id)
+        .run();
+  if (record.id != 0)
+    prepared(put_record_, "INSERT OR REPLACE INTO record VALUES(?,?,?,?)")
+        .bind(1, cls)
+        .bind(2, record.id)
+        .bind(3, record.rank)
+        .bind(4, static_cast<std::int64_t>(record.entryCount()))
+        .run();
+  for (std::size_t entry = 0; entry <= record.entryCount(); ++entry)
+    writeRow(cls, record, entry, all, dictionary);
+}
+
+void SqliteStorage::writeRow(std::uint16_t cls, const Record& record, std::size_t entry, bool all,
+                             const Dictionary& dictionary) {
+  for (const Cell& cell : record.entry(entry)->cells()) {
+    if (!all && !cell.dirty()) continue;
+    const std::uint32_t code = std::uint32_t{cls} << 16 | cell.param();
+    Statement& put = prepared(put_value_, "INSERT OR REPLACE INTO value VALUES(?,?,?,?,?,?)");
+    put.bind(1, cls)
+        .bind(2, record.id)
+        .bind(3, static_cast<std::int64_t>(entry))
+        .bind(4, code)
+        .bind(5, cell.type());
+    bindValue(put, 6, cell);
+    put.run();
+    writeName(code, dictionary);
+  }
+}
+
+void SqliteStorage::writeName(std::uint32_t code, const Dictionary& dictionary) {
+  if (!names_known_) {
+    names_.clear();
+    Statement query = database_.prepare("SELECT code FROM name");
+    while (query.step()) names_.insert(static_cast<std::uint32_t>(query.integer(0)));
+    names_known_ = true;
+  }
+  const Parameter* parameter = dictionary.find(code);
+  if (parameter == nullptr || !names_.insert(code).second) return;
+  prepared(put_name_, "INSERT OR REPLACE INTO name VALUES(?,?,?,?)")
+      .bind(1, code)
+      .bindText(2, parameter->name.view())
+      .bindText(3, parameter->unit.view())
+      .bindText(4, parameter->description.view())
+      .run();
+}
+
+void SqliteStorage::writeSpectra(const Spectra& spectra) {
+  for (const auto& [key, spectrum] : spectra.written()) {
+    if (!spectra.isRewrite() && !spectrum.dirty) continue;
+    prepared(put_spectrum_, "INSERT OR REPLACE INTO spectrum VALUES(?,?,?,?,?)")
+        .bind(1, key.group)
+        .bind(2, key.row)
+        .bind(3, spectrum.format)
+        .bind(4, static_cast<std::int64_t>(spectrum.hash()))
+        .bindBlob(5, spectrum.channels.data(), spectrum.channels.size() * sizeof(std::uint32_t))
+        .run();
+  }
+}
+
+}  // namespace porb
