@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 namespace {
@@ -34,27 +35,46 @@ void require(ULONG status, const char* what) {
   std::exit(1);
 }
 
+AioParamInfo_T describe(ULONG code) {
+  AioParamInfo_T info;
+  require(AioUtilParamInfo(nullptr, code, &info), "AioUtilParamInfo");
+  return info;
+}
+
+/// Stores some value of the parameter's type.
+void putSomething(void* file, ULONG code) {
+  const AioParamInfo_T info = describe(code);
+  const bool is_text = info.lReturnType == AIO_T_TEXT || info.lReturnType == AIO_T_NAME;
+  const double number = static_cast<double>(code & 0xFFFFu);
+  char buffer[16] = "text";
+  USHORT size = 4;
+  if (!is_text) {
+    size = static_cast<USHORT>(info.lReturnLength);
+    std::memcpy(buffer, &number, size);
+  }
+  require(AioPutParam(file, code, 0, 0, buffer, &size), "AioPutParam");
+}
+
+std::vector<ULONG> headerCodes() {
+  std::vector<ULONG> codes;
+  for (ULONG code = 0; AioUtilNextParam(nullptr, code, &code) == AIO_OK;)
+    if (describe(code).ulLevel == AIO_IN_HEADER) codes.push_back(code);
+  return codes;
+}
+
 std::vector<ULONG> doubleCodes() {
   std::vector<ULONG> codes;
-  AioParamInfo_T info;
-  for (ULONG code = 0; AioUtilNextParam(nullptr, code, &code) == AIO_OK;) {
-    require(AioUtilParamInfo(nullptr, code, &info), "AioUtilParamInfo");
-    if (info.ulLevel == AIO_IN_HEADER && info.lReturnType == AIO_T_DOUBLE) codes.push_back(code);
-  }
+  for (const ULONG code : headerCodes())
+    if (describe(code).lReturnType == AIO_T_DOUBLE) codes.push_back(code);
   return codes;
 }
 
 void makeSampleFile(const std::string& path, ULONG channels) {
   void* file = nullptr;
   require(AioCreate(&file, path.c_str(), 0, nullptr, nullptr, nullptr), "AioCreate");
-  double value = 0.5;
-  USHORT size = sizeof value;
-  for (const ULONG code : doubleCodes()) {
-    require(AioPutParam(file, code, 0, 0, &value, &size), "AioPutParam");
-    value += 1.25;
-  }
+  for (const ULONG code : headerCodes()) putSomething(file, code);
   const LONG n_channels = static_cast<LONG>(channels);
-  size = sizeof n_channels;
+  const USHORT size = sizeof n_channels;
   require(AioPutParam(file, 0x20000007, 0, 0, &n_channels, &size), "AioPutParam");
   std::vector<LONG> counts(channels);
   for (ULONG i = 0; i < channels; ++i) counts[i] = static_cast<LONG>(i % 997);

@@ -12,10 +12,13 @@ std::string samplePath(const std::string& name);
 /// Ends the program when a call that must succeed does not.
 void require(ULONG status, const char* what);
 
-/// Codes of all header values of type double.
+/// Those of headerCodes() that are doubles.
 std::vector<ULONG> doubleCodes();
 
-/// A file with a value for each of doubleCodes() and an integer spectrum.
+/// Codes of all header values: what a full data file holds besides its tables. The yardsticks hold as many values.
+std::vector<ULONG> headerCodes();
+
+/// A file with a value for each of headerCodes() and an integer spectrum.
 void makeSampleFile(const std::string& path, ULONG channels);
 
 constexpr unsigned kLibraryRecords = 50000;

@@ -61,7 +61,7 @@ const std::string& libraryFile() {
 
 const peers::Sqlite& sqliteTable() {
   static const peers::Sqlite database(samplePath("peer.sqlite"));
-  static const bool made = (database.makeTable(doubleCodes()), true);
+  static const bool made = (database.makeTable(headerCodes()), true);
   static_cast<void>(made);
   return database;
 }
@@ -101,7 +101,7 @@ void getSqlite(benchmark::State& state) {
 }
 
 void getLmdb(benchmark::State& state) {
-  static const peers::Lmdb database(samplePath("peer.lmdb"), doubleCodes());
+  static const peers::Lmdb database(samplePath("peer.lmdb"), headerCodes());
   const auto& codes = accessOrder();
   std::size_t next = 0;
   for (auto _ : state) {
@@ -112,8 +112,8 @@ void getLmdb(benchmark::State& state) {
 }
 
 void getHdf5(benchmark::State& state) {
-  static const peers::Hdf5 file(samplePath("peer.h5"), doubleCodes());
-  const std::size_t n = doubleCodes().size();
+  static const peers::Hdf5 file(samplePath("peer.h5"), headerCodes());
+  const std::size_t n = headerCodes().size();
   std::size_t next = 0;
   for (auto _ : state) {
     double value = file.get(next);
@@ -172,7 +172,7 @@ void flushSqlite(benchmark::State& state) {
   const peers::Sqlite database(samplePath("flush.sqlite"));
   database.run("PRAGMA synchronous=EXTRA");
   database.run("DROP TABLE IF EXISTS value");
-  database.makeTable(doubleCodes());
+  database.makeTable(headerCodes());
   const auto update = database.prepare("UPDATE value SET value=? WHERE code=? AND record=0 AND entry=0");
   double value = 1;
   for (auto _ : state) {

@@ -17,7 +17,8 @@ mkdir -p "$state/lists/partial" "$state/cache/archives/partial" "$state/download
 
 apt="apt-get -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o Dir::State=$state -o Dir::State::lists=$state/lists
   -o Dir::State::status=$state/status -o Dir::Cache=$state/cache -o APT::Sandbox::User=root"
-$apt update >"$state/log" 2>&1 || { cat "$state/log" >&2; exit 1; }
+# One list that cannot be had (a mirror just being renewed) does no harm while the packages are found in another.
+$apt update >"$state/log" 2>&1 || echo "setup-armv7: not every package list was fetched, going on" >&2
 # shellcheck disable=SC2086  # lists of words
 (cd "$state/download" && $apt download $packages >>"$state/log" 2>&1) || { cat "$state/log" >&2; exit 1; }
 for package in "$state/download"/*.deb; do dpkg-deb -x "$package" "$sysroot"; done

@@ -204,13 +204,14 @@ void Dictionary::markBlockTypes() noexcept {
 
 void Dictionary::buildIndex() {
   std::size_t room = 16;
-  while (room < 4 * parameters_.size()) room *= 2;
+  while (room < 2 * parameters_.size()) room *= 2;
   slots_.resize(room);
   mask_ = static_cast<std::uint32_t>(room - 1);
-  for (const Parameter& parameter : parameters_) {
-    std::uint32_t at = slotOf(parameter.code);
-    while (slots_[at].parameter != nullptr) at = (at + 1) & mask_;
-    slots_[at] = {parameter.code, &parameter};
+  for (std::uint32_t number = 1; number <= parameters_.size(); ++number) {
+    const std::uint32_t code = parameters_[number - 1].code;
+    std::uint32_t at = slotOf(code);
+    while (slots_[at].number != 0) at = (at + 1) & mask_;
+    slots_[at] = {code, number};
   }
 }
 

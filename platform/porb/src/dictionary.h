@@ -50,8 +50,8 @@ class Dictionary {
   const Parameter* find(std::uint32_t code) const noexcept {
     for (std::uint32_t at = slotOf(code);; at = (at + 1) & mask_) {
       const Slot& slot = slots_[at];
-      if (slot.parameter == nullptr) return nullptr;
-      if (slot.code == code) return slot.parameter;
+      if (slot.number == 0) return nullptr;
+      if (slot.code == code) return &parameters_[slot.number - 1];
     }
   }
   /// Without regard to case.
@@ -65,7 +65,7 @@ class Dictionary {
  private:
   struct Slot {
     std::uint32_t code = 0;
-    const Parameter* parameter = nullptr;
+    std::uint32_t number = 0;  // place in parameters_ and one; 0: empty
   };
   struct ClassWords {
     std::uint16_t cls;
@@ -78,7 +78,7 @@ class Dictionary {
 
   std::vector<Parameter> parameters_;  // ascending codes
   std::vector<ClassWords> classes_;
-  std::vector<Slot> slots_;  // open addressing, never more than a quarter full
+  std::vector<Slot> slots_;  // open addressing, never more than half full
   std::uint32_t mask_ = 0;
 };
 

@@ -1,24 +1,31 @@
 #include "handle_table.h"
 
+#include <utility>
+
 namespace porb {
 
-HandleTable& HandleTable::instance() noexcept {
-  static HandleTable* const table = new HandleTable;  // never destroyed: calls may come late at exit
-  return *table;
+constinit HandleTable HandleTable::table;
+
+std::uint16_t HandleTable::takeFreeSlot() {
+  const std::lock_guard lock(free_mutex_);
+  if (never_used_ < kSlots) return never_used_++;
+  if (n_released_ == 0) throw Failure(AIO_TOOMANYFILES);
+  --n_released_;
+  return std::exchange(first_released_, slots_[first_released_].next_free);
 }
 
-HandleTable::HandleTable() {
-  for (std::size_t slot = 0; slot < kSlots; ++slot) free_.push_back(static_cast<std::uint16_t>(slot));
+void HandleTable::release(Slot& slot) noexcept {
+  const auto number = static_cast<std::uint16_t>(&slot - slots_);
+  const std::lock_guard lock(free_mutex_);
+  if (n_released_++ == 0)
+    first_released_ = number;
+  else
+    slots_[last_released_].next_free = number;
+  last_released_ = number;
 }
 
 void* HandleTable::insert(std::unique_ptr<DataFile> file) {
-  std::uint16_t number = 0;
-  {
-    const std::lock_guard lock(free_mutex_);
-    if (free_.empty()) throw Failure(AIO_TOOMANYFILES);
-    number = free_.front();
-    free_.pop_front();
-  }
+  const std::uint16_t number = takeFreeSlot();
   Slot& slot = slots_[number];
   const std::lock_guard lock(slot.mutex);
   std::uintptr_t handle = 0;
@@ -28,11 +35,6 @@ void* HandleTable::insert(std::unique_ptr<DataFile> file) {
   slot.dictionary.store(&slot.file->dictionary(), std::memory_order_release);
   slot.handle.store(handle, std::memory_order_release);
   return reinterpret_cast<void*>(handle);
-}
-
-void HandleTable::release(Slot& slot) {
-  const std::lock_guard lock(free_mutex_);
-  free_.push_back(static_cast<std::uint16_t>(&slot - slots_.data()));
 }
 
 bool HandleTable::isOpen(const void* handle) const noexcept {

@@ -1,8 +1,6 @@
 #pragma once
-#include <array>
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 
@@ -22,7 +20,7 @@ class HandleTable {
   static constexpr unsigned kSlotBits = 12;
   static constexpr std::size_t kSlots = std::size_t{1} << kSlotBits;
 
-  static HandleTable& instance() noexcept;
+  static HandleTable& instance() noexcept { return table; }
 
   /// Gives a file its handle. @throws Failure(AIO_TOOMANYFILES)
   void* insert(std::unique_ptr<DataFile> file);
@@ -60,10 +58,13 @@ class HandleTable {
     std::atomic<std::uintptr_t> handle{0};  // 0: free
     std::atomic<const Dictionary*> dictionary{nullptr};
     DataFile* file = nullptr;       // guarded by mutex
-    std::uintptr_t generation = 0;  // guarded by free_mutex_ while free
+    std::uintptr_t generation = 0;  // guarded by mutex
+    std::uint16_t next_free = 0;    // guarded by free_mutex_
   };
 
-  HandleTable();
+  constexpr HandleTable() = default;
+  static HandleTable table;  // made at compile time, so it is there before and after everything else
+
   static std::uintptr_t numberOf(const void* handle) noexcept {
     return reinterpret_cast<std::uintptr_t>(handle);
   }
@@ -72,11 +73,17 @@ class HandleTable {
   static bool names(const void* handle, const Slot& slot) noexcept {
     return handle != nullptr && slot.handle.load(std::memory_order_acquire) == numberOf(handle);
   }
-  void release(Slot& slot);
+  std::uint16_t takeFreeSlot();
+  void release(Slot& slot) noexcept;
 
-  std::array<Slot, kSlots> slots_;
+  Slot slots_[kSlots];
   std::mutex free_mutex_;
-  std::deque<std::uint16_t> free_;
+  // Guarded by free_mutex_: slots never used are handed out first, then the released ones in the order of
+  // release.
+  std::uint16_t never_used_ = 0;
+  std::uint16_t n_released_ = 0;
+  std::uint16_t first_released_ = 0;
+  std::uint16_t last_released_ = 0;
 };
 
 template <typename Finish>

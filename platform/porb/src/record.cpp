@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 
 namespace porb {
 namespace {
@@ -18,7 +19,7 @@ std::uint64_t hashRow(const CellRow& row, std::uint64_t place) noexcept {
 
 }  // namespace
 
-const Cell* CellRow::find(std::uint16_t param) const noexcept {
+const Cell* CellRow::search(std::uint16_t param) const noexcept {
   // Branch-free halving: a mispredicted branch costs more than the few steps.
   const Cell* base = cells_.data();
   std::size_t n = cells_.size();
@@ -33,15 +34,32 @@ const Cell* CellRow::find(std::uint16_t param) const noexcept {
 
 void CellRow::put(Cell&& cell) {
   const auto place = std::lower_bound(cells_.begin(), cells_.end(), cell.param(), before);
-  if (place != cells_.end() && place->param() == cell.param())
+  if (place != cells_.end() && place->param() == cell.param()) {
     *place = std::move(cell);
-  else
-    cells_.insert(place, std::move(cell));
+    return;
+  }
+  cells_.insert(place, std::move(cell));
+  updateIndex();
+}
+
+/// A row that cannot have an index (too high a number, no memory) is searched.
+void CellRow::updateIndex() noexcept {
+  if (!is_indexed_) return;
+  if (cells_.empty() || cells_.back().param() >= kIndexed) {
+    places_.reset();
+    return;
+  }
+  if (!places_) places_.reset(new (std::nothrow) std::uint16_t[kIndexed]);
+  if (!places_) return;
+  std::fill_n(places_.get(), kIndexed, std::uint16_t{0});
+  std::uint16_t place = 0;
+  for (const Cell& cell : cells_) places_[cell.param()] = ++place;
 }
 
 void CellRow::assign(std::vector<Cell>& cells) {
   cells_.reserve(cells.size());
   std::move(cells.begin(), cells.end(), std::back_inserter(cells_));
+  updateIndex();
 }
 
 CellRow CellRow::clone() const {

@@ -177,6 +177,7 @@ Status Table::assignRecord(std::size_t number, Record&& copy) {
 Table Table::clone() const {
   Table copy;
   copy.working_ = working_.clone();
+  copy.working_.values.keepIndex();
   copy.pool_.reserve(order_.size());
   copy.order_.reserve(order_.size());
   for (const std::uint32_t place : order_) {

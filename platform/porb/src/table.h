@@ -17,7 +17,7 @@ namespace porb {
 /// Every operation either succeeds or leaves the table as it was.
 class Table {
  public:
-  Table() = default;
+  Table() { working_.values.keepIndex(); }
 
   std::size_t recordCount() const noexcept { return order_.size(); }
   /// Record 0 is the working record. Null when there is no such record.

@@ -8,7 +8,9 @@ namespace porb {
 
 enum class Kind : std::uint8_t { None, Integer, Float, Double, Text };
 
-constexpr Kind kindOf(int type) noexcept {
+namespace detail {
+
+constexpr Kind kindOfType(int type) noexcept {
   switch (type) {
     case AIO_T_BOOL:
     case AIO_T_FLAG:
@@ -31,8 +33,7 @@ constexpr Kind kindOf(int type) noexcept {
   }
 }
 
-/// Bytes of a number in a value buffer; 0 for text and unknown types.
-constexpr std::uint16_t widthOf(int type) noexcept {
+constexpr std::uint16_t widthOfType(int type) noexcept {
   switch (type) {
     case AIO_T_BOOL:
     case AIO_T_FLAG:
@@ -51,6 +52,30 @@ constexpr std::uint16_t widthOf(int type) noexcept {
     default:
       return 0;
   }
+}
+
+struct TypeTable {
+  Kind kind[256] = {};
+  std::uint8_t width[256] = {};
+  constexpr TypeTable() {
+    for (int type = 0; type < 256; ++type) {
+      kind[type] = kindOfType(type);
+      width[type] = static_cast<std::uint8_t>(widthOfType(type));
+    }
+  }
+};
+inline constexpr TypeTable kTypes;  // a look-up instead of a switch: every get asks
+
+}  // namespace detail
+
+/// Type codes are those of the dictionary, all below 256; an unknown one is of no kind.
+constexpr Kind kindOf(int type) noexcept {
+  return detail::kTypes.kind[type & 0xFF];
+}
+
+/// Bytes of a number in a value buffer; 0 for text and unknown types.
+constexpr std::uint16_t widthOf(int type) noexcept {
+  return detail::kTypes.width[type & 0xFF];
 }
 
 constexpr bool isUnsigned(int type) noexcept {

@@ -21,7 +21,7 @@ To saturate(From v) noexcept {
     return static_cast<To>(v);
   } else if constexpr (std::is_integral_v<To>) {
     // A limit itself may have no exact double; the power of two just above it always has one.
-    constexpr double kAbove = 2.0 * static_cast<double>(Limits::max() / 2 + 1);
+    constexpr double kAbove = 2.0 * static_cast<double>(To{1} << (Limits::digits - 1));
     if (std::isnan(v)) return 0;
     if (v >= kAbove) return Limits::max();
     if (v <= static_cast<double>(Limits::min())) return Limits::min();
