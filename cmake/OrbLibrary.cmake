@@ -35,7 +35,9 @@ function(orb_add_library name)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/orbfileaccess>)
   target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LINK} PRIVATE ${ARG_PRIVATE_LINK})
   target_compile_features(${name} PUBLIC cxx_std_17)
-  target_link_options(${name} PRIVATE $<$<NOT:$<BOOL:${ORB_SANITIZE}>>:-Wl,-z,defs>)
+  if(NOT ORB_SANITIZE)  # the runtime of a sanitizer comes with the program
+    target_link_options(${name} PRIVATE -Wl,-z,defs)
+  endif()
   # Calls inside a library go straight to their target, not through a table that others could redirect.
   target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
   set_target_properties(${name} PROPERTIES

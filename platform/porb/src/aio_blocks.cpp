@@ -11,9 +11,8 @@ struct LevelOfClass {
   ULONG level;
   USHORT cls;
 };
-constexpr LevelOfClass kLevels[] = {{AIO_LEVEL_PEAKS, ORB_CLS_PEAKS},
-                                    {AIO_LEVEL_NUCLIDES, ORB_CLS_NUCRESULTS},
-                                    {AIO_LEVEL_LIMITS, ORB_CLS_LIMITS}};
+constexpr LevelOfClass kLevels[] = {
+    {AIO_LEVEL_PEAKS, ORB_CLS_PEAKS}, {AIO_LEVEL_NUCLIDES, ORB_CLS_NUCRESULTS}, {AIO_LEVEL_LIMITS, ORB_CLS_LIMITS}};
 
 }  // namespace
 

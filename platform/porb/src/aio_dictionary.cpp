@@ -19,11 +19,11 @@ Status withDictionary(const void* handle, Operation&& operation) noexcept {
 }  // namespace
 
 extern "C" ULONG AioUtilGetPInfo(const void* handle, ULONG code, char* name, char* description, USHORT* flags,
-                                 LONG* storage_type, LONG* storage_length, LONG* return_type,
-                                 LONG* return_length, LONG* block_type, LONG* device_flags) {
+                                 LONG* storage_type, LONG* storage_length, LONG* return_type, LONG* return_length,
+                                 LONG* block_type, LONG* device_flags) {
   return withDictionary(handle, [&](const Dictionary& dictionary) -> Status {
-    if (!name || !description || !flags || !storage_type || !storage_length || !return_type ||
-        !return_length || !block_type || !device_flags)
+    if (!name || !description || !flags || !storage_type || !storage_length || !return_type || !return_length ||
+        !block_type || !device_flags)
       return AIO_BADARG;
     const Parameter* parameter = dictionary.find(code);
     if (parameter == nullptr) return AIO_UNKNOWNPARAM;

@@ -14,8 +14,7 @@ Status openFile(void** handle, const char* path, bool writable, MakeStorage&& st
   if (path == nullptr || *path == '\0') return AIO_BADARG;
   return guarded([&]() -> Status {
     const Dictionary& dictionary = currentDictionary();  // before anything is created
-    *handle =
-        HandleTable::instance().insert(std::make_unique<DataFile>(path, writable, dictionary, storage()));
+    *handle = HandleTable::instance().insert(std::make_unique<DataFile>(path, writable, dictionary, storage()));
     return AIO_OK;
   });
 }

@@ -35,8 +35,8 @@ extern "C" ULONG AioListBlocks(void* handle, AioBlockInfo_T* blocks, ULONG capac
   });
 }
 
-extern "C" ULONG AioListValues(void* handle, USHORT cls, USHORT record, AioValueInfo_T* values,
-                               ULONG capacity, ULONG* count) {
+extern "C" ULONG AioListValues(void* handle, USHORT cls, USHORT record, AioValueInfo_T* values, ULONG capacity,
+                               ULONG* count) {
   return withFile(handle, [&](DataFile& file) -> Status {
     if (count == nullptr || (values == nullptr && capacity != 0)) return AIO_BADARG;
     Block* block = file.block(cls);
@@ -62,10 +62,9 @@ extern "C" ULONG AioListValues(void* handle, USHORT cls, USHORT record, AioValue
 
 extern "C" ULONG AioCheck(void* handle, AioCheckReport_T report, void* context) {
   return withFile(handle, [&](DataFile& file) -> Status {
-    return file.storage().check(file.dictionary(),
-                                [&](std::uint16_t cls, Status status, const std::string& text) {
-                                  if (report != nullptr) report(context, cls, status, text.c_str());
-                                });
+    return file.storage().check(file.dictionary(), [&](std::uint16_t cls, Status status, const std::string& text) {
+      if (report != nullptr) report(context, cls, status, text.c_str());
+    });
   });
 }
 

@@ -15,8 +15,8 @@ Status spectraOf(DataFile& file, Spectra*& spectra) {
 
 }  // namespace
 
-extern "C" ULONG AioReadSpectrum2(void* handle, void* buffer, LONG format, ULONG channels, ULONG first,
-                                  ULONG row, ULONG group) {
+extern "C" ULONG AioReadSpectrum2(void* handle, void* buffer, LONG format, ULONG channels, ULONG first, ULONG row,
+                                  ULONG group) {
   return withFile(handle, [&](DataFile& file) -> Status {
     if (buffer == nullptr && channels != 0) return AIO_BADARG;
     Spectra* spectra = nullptr;

@@ -57,8 +57,7 @@ Status putValue(DataFile& file, ULONG code, USHORT record, USHORT entry, const v
 
 }  // namespace
 
-extern "C" ULONG AioGetParam(void* handle, ULONG code, USHORT record, USHORT entry, void* buffer,
-                             USHORT* size) {
+extern "C" ULONG AioGetParam(void* handle, ULONG code, USHORT record, USHORT entry, void* buffer, USHORT* size) {
   return withFile(handle, [&](DataFile& file) -> Status {
     if (buffer == nullptr || size == nullptr) return AIO_BADARG;
     return getValue(file, code, record, entry, buffer, size);
@@ -73,8 +72,7 @@ extern "C" ULONG AioPutParam(void* handle, ULONG code, USHORT record, USHORT ent
   });
 }
 
-extern "C" ULONG AioFindRecord(void* handle, USHORT cls, ULONG kind, const void* key, USHORT* record,
-                               USHORT start) {
+extern "C" ULONG AioFindRecord(void* handle, USHORT cls, ULONG kind, const void* key, USHORT* record, USHORT start) {
   if (record != nullptr) *record = 0;
   return withFile(handle, [&](DataFile& file) -> Status {
     if (record == nullptr || key == nullptr || cls != ORB_CLS_NUCLIB) return AIO_BADARG;

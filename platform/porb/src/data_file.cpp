@@ -13,8 +13,7 @@ auto lowerBound(Slots& slots, std::uint16_t cls) {
 
 }  // namespace
 
-DataFile::DataFile(std::string path, bool writable, const Dictionary& dictionary,
-                   std::unique_ptr<Storage> storage)
+DataFile::DataFile(std::string path, bool writable, const Dictionary& dictionary, std::unique_ptr<Storage> storage)
     : path_(std::move(path)), writable_(writable), dictionary_(dictionary), storage_(std::move(storage)) {
   const Snapshot snapshot(*this);
 }
@@ -23,8 +22,7 @@ DataFile::Snapshot::Snapshot(DataFile& file) : file_(file) {
   file_.storage_->beginRead();
   try {
     // A reader never mixes two flushed states: when the writer has moved on, all of its image follows.
-    if (!file_.is_listed_ || (!file_.writable_ && file_.storage_->state() != file_.state_))
-      file_.followWriter();
+    if (!file_.is_listed_ || (!file_.writable_ && file_.storage_->state() != file_.state_)) file_.followWriter();
   } catch (...) {
     file_.storage_->endRead();
     throw;

@@ -11,10 +11,10 @@ struct TypeWord {
   std::string_view word;
   int type;
 };
-constexpr TypeWord kTypeWords[] = {
-    {"bool", AIO_T_BOOL},   {"int16", AIO_T_INT16}, {"flag", AIO_T_FLAG},     {"uint16", AIO_T_UINT16},
-    {"int32", AIO_T_INT32}, {"int64", AIO_T_INT64}, {"float", AIO_T_FLOAT},   {"text", AIO_T_TEXT},
-    {"name", AIO_T_NAME},   {"time", AIO_T_TIME},   {"double", AIO_T_DOUBLE}, {"real8", AIO_T_REAL8}};
+constexpr TypeWord kTypeWords[] = {{"bool", AIO_T_BOOL},     {"int16", AIO_T_INT16},   {"flag", AIO_T_FLAG},
+                                   {"uint16", AIO_T_UINT16}, {"int32", AIO_T_INT32},   {"int64", AIO_T_INT64},
+                                   {"float", AIO_T_FLOAT},   {"text", AIO_T_TEXT},     {"name", AIO_T_NAME},
+                                   {"time", AIO_T_TIME},     {"double", AIO_T_DOUBLE}, {"real8", AIO_T_REAL8}};
 
 constexpr std::string_view kLevelWords[] = {"header", "record", "entry"};  // AIO_IN_HEADER, ...
 
@@ -43,8 +43,7 @@ char upper(char c) {
 }
 
 bool sameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return upper(x) == upper(y); });
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return upper(x) == upper(y); });
 }
 
 std::vector<std::string_view> split(std::string_view line) {
@@ -117,10 +116,9 @@ class Reader {
     fail("'" + std::string(word) + "' is no level (header, record or entry)");
   }
 
-  void readType(std::string_view word, std::string_view digits, std::uint8_t& type,
-                std::uint16_t& length) const {
-    const auto* known = std::find_if(std::begin(kTypeWords), std::end(kTypeWords),
-                                     [&](const TypeWord& t) { return t.word == word; });
+  void readType(std::string_view word, std::string_view digits, std::uint8_t& type, std::uint16_t& length) const {
+    const auto* known =
+        std::find_if(std::begin(kTypeWords), std::end(kTypeWords), [&](const TypeWord& t) { return t.word == word; });
     if (known == std::end(kTypeWords)) fail("'" + std::string(word) + "' is no type");
     type = static_cast<std::uint8_t>(known->type);
     const char* end = digits.data() + digits.size();
@@ -148,8 +146,8 @@ class Reader {
     while (words != "-" && !words.empty()) {
       const auto comma = std::min(words.find(','), words.size());
       const std::string_view word = trim(words.substr(0, comma));
-      const auto* known = std::find_if(std::begin(kFlagWords), std::end(kFlagWords),
-                                       [&](const FlagWord& f) { return f.word == word; });
+      const auto* known =
+          std::find_if(std::begin(kFlagWords), std::end(kFlagWords), [&](const FlagWord& f) { return f.word == word; });
       if (known == std::end(kFlagWords)) fail("'" + std::string(word) + "' is no flag");
       bits = static_cast<std::uint16_t>(bits | known->bit);
       words.remove_prefix(std::min(comma + 1, words.size()));
@@ -234,8 +232,7 @@ bool Dictionary::hasClass(std::uint16_t cls) const noexcept {
 }
 
 const char* Dictionary::className(std::uint16_t cls) const noexcept {
-  const auto found =
-      std::find_if(classes_.begin(), classes_.end(), [&](const ClassWords& c) { return c.cls == cls; });
+  const auto found = std::find_if(classes_.begin(), classes_.end(), [&](const ClassWords& c) { return c.cls == cls; });
   return found != classes_.end() ? found->words.c_str() : nullptr;
 }
 

@@ -34,8 +34,7 @@ Location locate() {
   const std::string name = named == nullptr || *named == '\0' ? kDefaultName : named;
   if (name.find('/') != std::string::npos) return {name, false};
   const char* moved = std::getenv("ORB_DATA_DIR");
-  return {std::string(moved != nullptr && *moved != '\0' ? moved : ORB_DATA_DIR) + "/" + name,
-          name == kDefaultName};
+  return {std::string(moved != nullptr && *moved != '\0' ? moved : ORB_DATA_DIR) + "/" + name, name == kDefaultName};
 }
 
 [[noreturn]] void refuse(Status status, const std::string& message) {
@@ -63,8 +62,7 @@ std::unique_ptr<const Dictionary> read(const std::string& path) {
 const Dictionary& cached(const std::string& path, const struct stat& state) {
   static std::mutex mutex;
   static auto* const known = new std::map<FileState, std::unique_ptr<const Dictionary>>;
-  const FileState key{path,          state.st_dev,         state.st_ino,
-                      state.st_size, state.st_mtim.tv_sec, state.st_mtim.tv_nsec};
+  const FileState key{path, state.st_dev, state.st_ino, state.st_size, state.st_mtim.tv_sec, state.st_mtim.tv_nsec};
   const std::lock_guard lock(mutex);
   auto& dictionary = (*known)[key];
   if (!dictionary) dictionary = read(path);

@@ -34,9 +34,8 @@ Status withFile(const void* handle, Operation&& operation) noexcept {
 /// As withFile, for operations that change the file.
 template <typename Operation>
 Status withWritableFile(const void* handle, Operation&& operation) noexcept {
-  return withFile(handle, [&](DataFile& file) -> Status {
-    return file.isWritable() ? operation(file) : Status{AIO_READONLY};
-  });
+  return withFile(handle,
+                  [&](DataFile& file) -> Status { return file.isWritable() ? operation(file) : Status{AIO_READONLY}; });
 }
 
 /// Runs operation(source, destination) for operations that change the destination; both may be one file.

@@ -26,6 +26,7 @@ void HandleTable::release(Slot& slot) noexcept {
 
 void* HandleTable::insert(std::unique_ptr<DataFile> file) {
   const std::uint16_t number = takeFreeSlot();
+  file->storage().keep();  // nothing can fail from here on
   Slot& slot = slots_[number];
   const std::lock_guard lock(slot.mutex);
   std::uintptr_t handle = 0;

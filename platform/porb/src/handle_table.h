@@ -65,9 +65,7 @@ class HandleTable {
   constexpr HandleTable() = default;
   static HandleTable table;  // made at compile time, so it is there before and after everything else
 
-  static std::uintptr_t numberOf(const void* handle) noexcept {
-    return reinterpret_cast<std::uintptr_t>(handle);
-  }
+  static std::uintptr_t numberOf(const void* handle) noexcept { return reinterpret_cast<std::uintptr_t>(handle); }
   Slot& slotOf(const void* handle) noexcept { return slots_[numberOf(handle) & (kSlots - 1)]; }
   const Slot& slotOf(const void* handle) const noexcept { return slots_[numberOf(handle) & (kSlots - 1)]; }
   static bool names(const void* handle, const Slot& slot) noexcept {

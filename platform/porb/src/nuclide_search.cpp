@@ -31,8 +31,7 @@ bool sameNuclide(std::string_view a, std::string_view b) noexcept {
 
 /// The first record from `start` on whose value of `param` satisfies matches(cell).
 template <typename Matches>
-Status findFirst(const Table& library, std::uint16_t param, std::size_t start, USHORT& record,
-                 Matches&& matches) {
+Status findFirst(const Table& library, std::uint16_t param, std::size_t start, USHORT& record, Matches&& matches) {
   for (std::size_t number = start == 0 ? 1 : start; number <= library.recordCount(); ++number) {
     const Cell* cell = library.record(number)->values.find(param);
     if (cell == nullptr || !matches(*cell)) continue;

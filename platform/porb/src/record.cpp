@@ -82,8 +82,7 @@ Record Record::clone() const {
 
 std::uint64_t Record::hash() const noexcept {
   const std::uint64_t key = mixHash(1, id);
-  std::uint64_t sum =
-      mixHash(mixHash(key, static_cast<std::uint64_t>(rank)), entryCount()) + hashRow(values, key);
+  std::uint64_t sum = mixHash(mixHash(key, static_cast<std::uint64_t>(rank)), entryCount()) + hashRow(values, key);
   for (std::size_t i = 0; i < entryCount(); ++i) sum += hashRow((*entries)[i], mixHash(key, i + 1));
   return sum;
 }

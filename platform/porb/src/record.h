@@ -30,8 +30,7 @@ class CellRow {
   CellRow clone() const;
 
  private:
-  static constexpr std::uint16_t kIndexed =
-      1024;  // parameters of a class are numbered from 0 without large gaps
+  static constexpr std::uint16_t kIndexed = 1024;  // parameters of a class are numbered from 0 without large gaps
 
   const Cell* search(std::uint16_t param) const noexcept;
   void updateIndex() noexcept;

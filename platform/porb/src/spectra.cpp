@@ -52,12 +52,10 @@ Status checkShape(const SpectralShape& shape) noexcept {
 }
 
 std::uint64_t Spectrum::hash() const noexcept {
-  return mixHash(static_cast<std::uint64_t>(format), channels.data(),
-                 channels.size() * sizeof(std::uint32_t));
+  return mixHash(static_cast<std::uint64_t>(format), channels.data(), channels.size() * sizeof(std::uint32_t));
 }
 
-Status Spectra::locate(LONG format, ULONG channels, ULONG first, ULONG row, ULONG group,
-                       Range& range) const noexcept {
+Status Spectra::locate(LONG format, ULONG channels, ULONG first, ULONG row, ULONG group, Range& range) const noexcept {
   if (format != AIO_FORMAT_LONG && format != AIO_FORMAT_FLOAT) return AIO_BADFORMAT;
   range.key = {std::max<ULONG>(group, 1), std::max<ULONG>(row, 1)};
   if (range.key.group > shape_.groups || range.key.row > shape_.rows) return AIO_BADSPECTRUM;
@@ -66,8 +64,7 @@ Status Spectra::locate(LONG format, ULONG channels, ULONG first, ULONG row, ULON
   return AIO_OK;
 }
 
-Status Spectra::read(void* buffer, LONG format, ULONG channels, ULONG first, ULONG row,
-                     ULONG group) const noexcept {
+Status Spectra::read(void* buffer, LONG format, ULONG channels, ULONG first, ULONG row, ULONG group) const noexcept {
   Range range{};
   const Status status = locate(format, channels, first, row, group, range);
   if (status != AIO_OK || channels == 0) return status;
@@ -75,8 +72,7 @@ Status Spectra::read(void* buffer, LONG format, ULONG channels, ULONG first, ULO
   if (found == spectra_.end())
     std::memset(buffer, 0, channels * sizeof(std::uint32_t));  // zero in both formats
   else
-    copyChannels(found->second.channels.data() + range.offset, found->second.format, buffer, format,
-                 channels);
+    copyChannels(found->second.channels.data() + range.offset, found->second.format, buffer, format, channels);
   return AIO_OK;
 }
 

@@ -52,9 +52,7 @@ class Spectra {
 
   // ---- For the storage ----------------------------------------------------------------------------------
   const std::map<SpectrumKey, Spectrum>& written() const noexcept { return spectra_; }
-  void addLoaded(const SpectrumKey& key, Spectrum&& spectrum) {
-    spectra_.insert_or_assign(key, std::move(spectrum));
-  }
+  void addLoaded(const SpectrumKey& key, Spectrum&& spectrum) { spectra_.insert_or_assign(key, std::move(spectrum)); }
   bool isRewrite() const noexcept { return rewrite_; }
   void setRewrite() noexcept { rewrite_ = true; }
   bool isDirty() const noexcept;
@@ -65,8 +63,7 @@ class Spectra {
     SpectrumKey key;
     std::uint32_t offset;
   };
-  Status locate(LONG format, ULONG channels, ULONG first, ULONG row, ULONG group,
-                Range& range) const noexcept;
+  Status locate(LONG format, ULONG channels, ULONG first, ULONG row, ULONG group, Range& range) const noexcept;
 
   SpectralShape shape_;
   std::map<SpectrumKey, Spectrum> spectra_;

@@ -75,14 +75,12 @@ void checkTable(std::uint16_t cls, const Table& table, const Dictionary& diction
   for (std::size_t number = 0; number <= table.recordCount(); ++number) {
     const Record& record = *table.record(number);
     for (std::size_t entry = 0; entry <= record.entryCount(); ++entry)
-      checkTypes(cls, *record.entry(entry),
-                 " at record " + std::to_string(number) + ", entry " + std::to_string(entry), dictionary,
-                 findings);
+      checkTypes(cls, *record.entry(entry), " at record " + std::to_string(number) + ", entry " + std::to_string(entry),
+                 dictionary, findings);
   }
 }
 
-void checkBlock(SqliteStorage& storage, const BlockHeader& header, const Dictionary& dictionary,
-                Findings& findings) {
+void checkBlock(SqliteStorage& storage, const BlockHeader& header, const Dictionary& dictionary, Findings& findings) {
   const std::size_t before = findings.damages();
   try {
     const std::unique_ptr<Block> block = storage.loadBlock(header);

@@ -84,15 +84,13 @@ Statement& Statement::bindDouble(int index, double value) {
 
 Statement& Statement::bindText(int index, std::string_view text) {
   const char* bytes = text.empty() ? "" : text.data();
-  requireSqlite(
-      sqlite3_bind_text(statement_.get(), index, bytes, static_cast<int>(text.size()), SQLITE_STATIC));
+  requireSqlite(sqlite3_bind_text(statement_.get(), index, bytes, static_cast<int>(text.size()), SQLITE_STATIC));
   return *this;
 }
 
 Statement& Statement::bindBlob(int index, const void* bytes, std::size_t n) {
-  requireSqlite(n == 0
-                    ? sqlite3_bind_zeroblob(statement_.get(), index, 0)
-                    : sqlite3_bind_blob(statement_.get(), index, bytes, static_cast<int>(n), SQLITE_STATIC));
+  requireSqlite(n == 0 ? sqlite3_bind_zeroblob(statement_.get(), index, 0)
+                       : sqlite3_bind_blob(statement_.get(), index, bytes, static_cast<int>(n), SQLITE_STATIC));
   return *this;
 }
 
@@ -137,8 +135,8 @@ Database::Database(const std::string& path, int flags) {
   requireSqlite(result);
   sqlite3_busy_timeout(database, kBusyTimeout_ms);
   sqlite3_limit(database, SQLITE_LIMIT_LENGTH, kMostRowBytes);
-  for (const int setting : {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW,
-                            SQLITE_DBCONFIG_TRUSTED_SCHEMA, SQLITE_DBCONFIG_DQS_DDL, SQLITE_DBCONFIG_DQS_DML})
+  for (const int setting : {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW, SQLITE_DBCONFIG_TRUSTED_SCHEMA,
+                            SQLITE_DBCONFIG_DQS_DDL, SQLITE_DBCONFIG_DQS_DML})
     requireSqlite(sqlite3_db_config(database, setting, 0, nullptr));
   requireSqlite(sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
 }

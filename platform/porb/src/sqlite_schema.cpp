@@ -102,8 +102,7 @@ class FileHeader {
   std::int32_t applicationId() const noexcept { return static_cast<std::int32_t>(number(kApplicationIdAt)); }
   std::int32_t version() const noexcept { return static_cast<std::int32_t>(number(kUserVersionAt)); }
   bool isTruncated() const noexcept {
-    if (number(kChangeCounterAt) != number(kCountValidForAt))
-      return false;  // count not kept by the last writer
+    if (number(kChangeCounterAt) != number(kCountValidForAt)) return false;  // count not kept by the last writer
     return size_ < static_cast<std::int64_t>(number(kPageCountAt)) * pageSize();
   }
 
@@ -159,8 +158,8 @@ const std::string& emptyFileImage() {
     for (const SchemaObject& table : kTables) memory.execute(table.sql);
     memory.execute(kView);
     sqlite3_int64 size = 0;
-    const std::unique_ptr<unsigned char, void (*)(void*)> bytes(
-        sqlite3_serialize(memory.get(), "main", &size, 0), sqlite3_free);
+    const std::unique_ptr<unsigned char, void (*)(void*)> bytes(sqlite3_serialize(memory.get(), "main", &size, 0),
+                                                                sqlite3_free);
     if (!bytes) throw std::bad_alloc();
     return std::string(reinterpret_cast<const char*>(bytes.get()), static_cast<std::size_t>(size));
   }();

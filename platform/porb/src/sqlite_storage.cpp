@@ -48,11 +48,16 @@ void writeAll(int descriptor, const std::string& bytes) {
   }
 }
 
-/// Puts an empty data file at `path`, whole or not at all: made under another name and renamed. The writer's
-/// lock keeps other creators away.
-void makeEmptyFile(const std::string& path) {
+std::uint64_t checksumOfShape(std::uint16_t cls, std::uint32_t size, const SpectralShape& shape) noexcept {
+  return mixHash(mixHash(mixHash(mixHash(mixHash(2, cls), size), shape.groups), shape.rows), shape.channels);
+}
+
+}  // namespace
+
+/// Made under another name and renamed. The writer's lock keeps other creators away.
+CreatedFile::CreatedFile(std::string path) : path_(std::move(path)) {
   const std::string& image = emptyFileImage();
-  const std::string draft = path + "-new";
+  const std::string draft = path_ + "-new";
   const int descriptor = open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
   if (descriptor < 0) throw Failure(statusOfErrno(errno));
   try {
@@ -64,18 +69,16 @@ void makeEmptyFile(const std::string& path) {
   }
   close(descriptor);
   // Not every file system can rename without replacing; the check before it is enough among ourselves.
-  if (renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) return;
-  if ((errno == EINVAL || errno == ENOSYS) && rename(draft.c_str(), path.c_str()) == 0) return;
+  if (renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) return;
+  if ((errno == EINVAL || errno == ENOSYS) && rename(draft.c_str(), path_.c_str()) == 0) return;
   const int error = errno;
   unlink(draft.c_str());
   throw Failure(statusOfErrno(error));
 }
 
-std::uint64_t checksumOfShape(std::uint16_t cls, std::uint32_t size, const SpectralShape& shape) noexcept {
-  return mixHash(mixHash(mixHash(mixHash(mixHash(2, cls), size), shape.groups), shape.rows), shape.channels);
+CreatedFile::~CreatedFile() {
+  if (!is_kept_) unlink(path_.c_str());
 }
-
-}  // namespace
 
 std::uint64_t checksumOf(const Block& block) {
   const Spectra* spectra = block.spectra();
@@ -86,10 +89,10 @@ std::uint64_t checksumOf(const Block& block) {
 
 std::unique_ptr<Storage> openSqliteStorage(const std::string& path, bool writable) {
   requireReadableFile(path, writable);
-  if (!writable) return std::make_unique<SqliteStorage>(path, nullptr);
+  if (!writable) return std::make_unique<SqliteStorage>(path, nullptr, nullptr);
   std::string real = canonicalPath(path);
   auto lock = std::make_unique<WriterLock>(real);
-  return std::make_unique<SqliteStorage>(std::move(real), std::move(lock));
+  return std::make_unique<SqliteStorage>(std::move(real), std::move(lock), nullptr);
 }
 
 std::unique_ptr<Storage> createSqliteStorage(const std::string& path) {
@@ -98,14 +101,17 @@ std::unique_ptr<Storage> createSqliteStorage(const std::string& path) {
   std::string real = canonicalPath(path);
   auto lock = std::make_unique<WriterLock>(real);
   if (lstat(path.c_str(), &state) == 0) throw Failure(AIO_FILEEXISTS);
-  makeEmptyFile(real);
-  return std::make_unique<SqliteStorage>(std::move(real), std::move(lock));
+  auto created = std::make_unique<CreatedFile>(real);
+  return std::make_unique<SqliteStorage>(std::move(real), std::move(lock), std::move(created));
 }
 
 // A reader opens for writing too where the system lets it: only so can it complete a transaction that a dead
 // writer left half done. It never writes otherwise.
-SqliteStorage::SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock)
-    : path_(std::move(path)), lock_(std::move(lock)), database_(path_, SQLITE_OPEN_READWRITE) {
+SqliteStorage::SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock, std::unique_ptr<CreatedFile> created)
+    : path_(std::move(path)),
+      lock_(std::move(lock)),
+      created_(std::move(created)),
+      database_(path_, SQLITE_OPEN_READWRITE) {
   if (lock_ && sqlite3_db_readonly(database_.get(), "main") == 1) throw Failure(AIO_NOACCESS);
   try {
     openForReading();
@@ -181,8 +187,7 @@ T bounded(const Statement& row, int column, std::int64_t least, std::int64_t mos
 
 std::vector<BlockHeader> SqliteStorage::listBlocks() {
   Statement& query =
-      prepared(list_blocks_,
-               "SELECT class,size,entries,groups_n,rows_n,channels_n,checksum FROM block ORDER BY class");
+      prepared(list_blocks_, "SELECT class,size,entries,groups_n,rows_n,channels_n,checksum FROM block ORDER BY class");
   const ResetScope scope(query);
   std::vector<BlockHeader> headers;
   while (query.step()) {
@@ -208,9 +213,8 @@ std::uint32_t SqliteStorage::countRecords(std::uint16_t cls) {
 }
 
 std::unique_ptr<Block> SqliteStorage::loadBlock(const BlockHeader& header) {
-  auto block = header.cls == ORB_CLS_SPECTRUM
-                   ? std::make_unique<Block>(header.cls, header.size, loadSpectra(header))
-                   : std::make_unique<Block>(header.cls, header.size, loadTable(header));
+  auto block = header.cls == ORB_CLS_SPECTRUM ? std::make_unique<Block>(header.cls, header.size, loadSpectra(header))
+                                              : std::make_unique<Block>(header.cls, header.size, loadTable(header));
   requireContent(checksumOf(*block) == header.checksum);
   return block;
 }
@@ -317,25 +321,17 @@ void SqliteStorage::writeBlock(const Block& block, const Dictionary& dictionary)
 void SqliteStorage::writeTable(std::uint16_t cls, const Table& table, const Dictionary& dictionary) {
   if (!table.isRewrite()) {
     for (const std::uint32_t id : table.deletedIds()) {
-      prepared(drop_record_values_, "DELETE FROM value WHERE class=? AND record=?")
-          .bind(1, cls)
-          .bind(2, id)
-          .run();
+      prepared(drop_record_values_, "DELETE FROM value WHERE class=? AND record=?").bind(1, cls).bind(2, id).run();
       prepared(drop_record_, "DELETE FROM record WHERE class=? AND id=?").bind(1, cls).bind(2, id).run();
     }
   }
-  table.forEachToWrite([&](const Record& record) {
-    writeRecord(cls, record, table.isRewrite() || record.rewrite, dictionary);
-  });
+  table.forEachToWrite(
+      [&](const Record& record) { writeRecord(cls, record, table.isRewrite() || record.rewrite, dictionary); });
 }
 
-void SqliteStorage::writeRecord(std::uint16_t cls, const Record& record, bool all,
-                                const Dictionary& dictionary) {
+void SqliteStorage::writeRecord(std::uint16_t cls, const Record& record, bool all, const Dictionary& dictionary) {
   if (record.rewrite)
-    prepared(drop_record_values_, "DELETE FROM value WHERE class=? AND record=?")
-        .bind(1, cls)
-        .bind(2, record.id)
-        .run();
+    prepared(drop_record_values_, "DELETE FROM value WHERE class=? AND record=?").bind(1, cls).bind(2, record.id).run();
   if (record.id != 0)
     prepared(put_record_, "INSERT OR REPLACE INTO record VALUES(?,?,?,?)")
         .bind(1, cls)
@@ -343,8 +339,7 @@ void SqliteStorage::writeRecord(std::uint16_t cls, const Record& record, bool al
         .bind(3, record.rank)
         .bind(4, static_cast<std::int64_t>(record.entryCount()))
         .run();
-  for (std::size_t entry = 0; entry <= record.entryCount(); ++entry)
-    writeRow(cls, record, entry, all, dictionary);
+  for (std::size_t entry = 0; entry <= record.entryCount(); ++entry) writeRow(cls, record, entry, all, dictionary);
 }
 
 void SqliteStorage::writeRow(std::uint16_t cls, const Record& record, std::size_t entry, bool all,
@@ -353,11 +348,7 @@ void SqliteStorage::writeRow(std::uint16_t cls, const Record& record, std::size_
     if (!all && !cell.dirty()) continue;
     const std::uint32_t code = std::uint32_t{cls} << 16 | cell.param();
     Statement& put = prepared(put_value_, "INSERT OR REPLACE INTO value VALUES(?,?,?,?,?,?)");
-    put.bind(1, cls)
-        .bind(2, record.id)
-        .bind(3, static_cast<std::int64_t>(entry))
-        .bind(4, code)
-        .bind(5, cell.type());
+    put.bind(1, cls).bind(2, record.id).bind(3, static_cast<std::int64_t>(entry)).bind(4, code).bind(5, cell.type());
     bindValue(put, 6, cell);
     put.run();
     writeName(code, dictionary);

@@ -9,10 +9,27 @@
 
 namespace porb {
 
+/// An empty data file put at a path, whole or not at all. It is removed again unless it is kept.
+class CreatedFile {
+ public:
+  /// @throws Failure(AIO_FILEEXISTS) and what writing a file may give
+  explicit CreatedFile(std::string path);
+  ~CreatedFile();
+  CreatedFile(const CreatedFile&) = delete;
+  CreatedFile& operator=(const CreatedFile&) = delete;
+  void keep() noexcept { is_kept_ = true; }
+
+ private:
+  std::string path_;
+  bool is_kept_ = false;
+};
+
 /// A data file as a SQLite database on a local disk.
 class SqliteStorage final : public Storage {
  public:
-  SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock);
+  /// @param lock     null for a reader
+  /// @param created  set when the file was just made
+  SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock, std::unique_ptr<CreatedFile> created);
 
   std::uint64_t state() override;
   std::vector<BlockHeader> listBlocks() override;
@@ -21,6 +38,9 @@ class SqliteStorage final : public Storage {
   void commit(const ChangeSet& changes, const Dictionary& dictionary) override;
   Status check(const Dictionary& dictionary, const Finding& report) override;
   void remove() override;
+  void keep() noexcept override {
+    if (created_) created_->keep();
+  }
   void beginRead() override;
   void endRead() noexcept override;
 
@@ -35,8 +55,7 @@ class SqliteStorage final : public Storage {
   void writeBlock(const Block& block, const Dictionary& dictionary);
   void writeTable(std::uint16_t cls, const Table& table, const Dictionary& dictionary);
   void writeRecord(std::uint16_t cls, const Record& record, bool all, const Dictionary& dictionary);
-  void writeRow(std::uint16_t cls, const Record& record, std::size_t entry, bool all,
-                const Dictionary& dictionary);
+  void writeRow(std::uint16_t cls, const Record& record, std::size_t entry, bool all, const Dictionary& dictionary);
   void writeSpectra(const Spectra& spectra);
   void writeName(std::uint32_t code, const Dictionary& dictionary);
 
@@ -44,7 +63,9 @@ class SqliteStorage final : public Storage {
   Statement& prepared(Statement& statement, const char* sql);
 
   std::string path_;
-  std::unique_ptr<WriterLock> lock_;  // null for a reader; released after the database is closed
+  // In the order in which they must outlive each other.
+  std::unique_ptr<WriterLock> lock_;
+  std::unique_ptr<CreatedFile> created_;
   Database database_;
   int read_depth_ = 0;
   bool names_known_ = false;

@@ -36,8 +36,7 @@ class ValueLoader {
   Record* record_ = nullptr;
   std::int64_t id_ = 0;
   std::int64_t entry_ = 0;
-  std::vector<Cell>
-      row_;  // cells of the current entry, collected to be stored in one block of the right size
+  std::vector<Cell> row_;  // cells of the current entry, collected to be stored in one block of the right size
 };
 
 }  // namespace porb

@@ -49,6 +49,8 @@ class Storage {
   virtual Status check(const Dictionary& dictionary, const Finding& report) = 0;
   /// Deletes the file; the object can then only be destroyed.
   virtual void remove() = 0;
+  /// A created file goes again with its storage until it is kept, so that a creation fails as a whole.
+  virtual void keep() noexcept {}
 
   /// Runs several reads against one flushed state.
   virtual void beginRead() = 0;

@@ -134,8 +134,7 @@ Status Table::insertEntry(std::size_t record, std::size_t after) {
   Record& target = *writable(record);
   if (target.entryCount() >= AIO_MAX_ENTRIES) return AIO_ENTRIESFULL;
   if (!target.entries) target.entries = std::make_unique<Record::Entries>();
-  const auto place =
-      target.entries->begin() + static_cast<std::ptrdiff_t>(std::min(after, target.entries->size()));
+  const auto place = target.entries->begin() + static_cast<std::ptrdiff_t>(std::min(after, target.entries->size()));
   target.entries->insert(place, CellRow{});
   target.rewrite = true;
   return AIO_OK;
@@ -204,8 +203,7 @@ void Table::reserve(std::size_t records) {
 
 bool Table::finishLoading() {
   const auto by_rank = [this](std::uint32_t a, std::uint32_t b) { return pool_[a].rank < pool_[b].rank; };
-  if (!std::is_sorted(order_.begin(), order_.end(), by_rank))
-    std::sort(order_.begin(), order_.end(), by_rank);
+  if (!std::is_sorted(order_.begin(), order_.end(), by_rank)) std::sort(order_.begin(), order_.end(), by_rank);
   const auto same = [this](std::uint32_t a, std::uint32_t b) { return pool_[a].rank == pool_[b].rank; };
   return std::adjacent_find(order_.begin(), order_.end(), same) == order_.end();
 }

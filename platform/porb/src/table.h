@@ -50,9 +50,7 @@ class Table {
 
   bool isRewrite() const noexcept { return rewrite_; }
   void setRewrite() noexcept { rewrite_ = true; }
-  bool isDirty() const noexcept {
-    return rewrite_ || working_.dirty || !dirty_.empty() || !deleted_ids_.empty();
-  }
+  bool isDirty() const noexcept { return rewrite_ || working_.dirty || !dirty_.empty() || !deleted_ids_.empty(); }
   const std::vector<std::uint32_t>& deletedIds() const noexcept { return deleted_ids_; }
   /// Calls visit(record) for every record that has something to write (all of them in a rewrite).
   template <typename Visit>

@@ -67,8 +67,7 @@ CellOrStatus refuse(Status status) noexcept {
 
 CellOrStatus makeText(const Parameter& parameter, const char* buffer, USHORT size) {
   const void* end = size == 0 ? nullptr : std::memchr(buffer, 0, size);
-  const std::size_t length =
-      end != nullptr ? static_cast<std::size_t>(static_cast<const char*>(end) - buffer) : size;
+  const std::size_t length = end != nullptr ? static_cast<std::size_t>(static_cast<const char*>(end) - buffer) : size;
   if (length > parameter.storage_length) return refuse(AIO_TOOLONG);
   return {Cell::text(parameter.param(), parameter.storage_type, {buffer, length}), AIO_OK};
 }
@@ -90,8 +89,7 @@ Status readCell(const Cell& cell, const Parameter& parameter, void* buffer, USHO
 }
 
 CellOrStatus makeCell(const Parameter& parameter, const void* buffer, USHORT size) {
-  if (kindOf(parameter.return_type) == Kind::Text)
-    return makeText(parameter, static_cast<const char*>(buffer), size);
+  if (kindOf(parameter.return_type) == Kind::Text) return makeText(parameter, static_cast<const char*>(buffer), size);
   if (size != parameter.bufferSize()) return refuse(AIO_BADSIZE);
   std::uint64_t bits = 0;
   if (kindOf(parameter.return_type) == Kind::Integer)

@@ -16,8 +16,8 @@ namespace {
 bool isStillThere(int descriptor, const std::string& path) {
   struct stat opened {};
   struct stat named {};
-  return fstat(descriptor, &opened) == 0 && stat(path.c_str(), &named) == 0 &&
-         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+  return fstat(descriptor, &opened) == 0 && stat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
+         opened.st_ino == named.st_ino;
 }
 
 }  // namespace

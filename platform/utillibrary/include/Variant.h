@@ -24,38 +24,38 @@ namespace com::norvale::datatypes {
 /// @threads one thread per object; const operations from several threads at once
 class UTILLIBRARY_EXPORT Variant {
  public:
-  using Value = std::variant<std::monostate, std::int8_t, std::uint8_t, std::int16_t, std::uint16_t,
-                             std::int32_t, std::uint32_t, std::int64_t, std::uint64_t, float, double, bool,
-                             xtime_t, std::string, std::wstring>;
+  using Value =
+      std::variant<std::monostate, std::int8_t, std::uint8_t, std::int16_t, std::uint16_t, std::int32_t, std::uint32_t,
+                   std::int64_t, std::uint64_t, float, double, bool, xtime_t, std::string, std::wstring>;
 
   Variant() noexcept = default;
   // One converting constructor for each type above, and for the built-in integer types that are not among the
   // fixed-width ones on some platform. Assignment goes through them.
-  Variant(signed char v) noexcept;         // NOLINT: conversion wanted
-  Variant(unsigned char v) noexcept;       // NOLINT
-  Variant(short v) noexcept;               // NOLINT
-  Variant(unsigned short v) noexcept;      // NOLINT
-  Variant(int v) noexcept;                 // NOLINT
-  Variant(unsigned int v) noexcept;        // NOLINT
-  Variant(long v) noexcept;                // NOLINT
-  Variant(unsigned long v) noexcept;       // NOLINT
-  Variant(long long v) noexcept;           // NOLINT
-  Variant(unsigned long long v) noexcept;  // NOLINT
-  Variant(float v) noexcept;               // NOLINT
-  Variant(double v) noexcept;              // NOLINT
-  Variant(bool v) noexcept;                // NOLINT
-  Variant(const xtime_t& v) noexcept;      // NOLINT
-  Variant(const char* v);                  // NOLINT: null is an empty text
-  Variant(std::string v) noexcept;         // NOLINT
-  Variant(const wchar_t* v);               // NOLINT: null is an empty text
-  Variant(std::wstring v) noexcept;        // NOLINT
+  Variant(signed char v) noexcept;                   // NOLINT: conversion wanted
+  Variant(unsigned char v) noexcept;                 // NOLINT
+  Variant(short v) noexcept;                         // NOLINT
+  Variant(unsigned short v) noexcept;                // NOLINT
+  Variant(int v) noexcept;                           // NOLINT
+  Variant(unsigned int v) noexcept;                  // NOLINT
+  Variant(long v) noexcept;                          // NOLINT
+  Variant(unsigned long v) noexcept;                 // NOLINT
+  Variant(long long v) noexcept;                     // NOLINT
+  Variant(unsigned long long v) noexcept;            // NOLINT
+  Variant(float v) noexcept : value_(v) {}           // NOLINT
+  Variant(double v) noexcept : value_(v) {}          // NOLINT
+  Variant(bool v) noexcept : value_(v) {}            // NOLINT
+  Variant(const xtime_t& v) noexcept : value_(v) {}  // NOLINT
+  Variant(const char* v);                            // NOLINT: null is an empty text
+  Variant(std::string v) noexcept;                   // NOLINT
+  Variant(const wchar_t* v);                         // NOLINT: null is an empty text
+  Variant(std::wstring v) noexcept;                  // NOLINT
 
   /// Makes the value empty.
-  void clear() noexcept;
+  void clear() noexcept { value_.emplace<std::monostate>(); }
   /// False for an empty value. An empty text is a value.
-  bool hasValue() const noexcept;
+  bool hasValue() const noexcept { return value_.index() != 0; }
   /// The value itself, for a std::visit over its type.
-  const Value& value() const noexcept;
+  const Value& value() const noexcept { return value_; }
   /// True for the integer and real types (not for bool, time and text).
   bool isNumber() const noexcept;
   /// True for narrow and wide text.

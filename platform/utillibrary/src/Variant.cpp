@@ -24,8 +24,7 @@ using Fixed = std::conditional_t<
     sizeof(T) == 1, std::conditional_t<std::is_signed_v<T>, std::int8_t, std::uint8_t>,
     std::conditional_t<
         sizeof(T) == 2, std::conditional_t<std::is_signed_v<T>, std::int16_t, std::uint16_t>,
-        std::conditional_t<sizeof(T) == 4,
-                           std::conditional_t<std::is_signed_v<T>, std::int32_t, std::uint32_t>,
+        std::conditional_t<sizeof(T) == 4, std::conditional_t<std::is_signed_v<T>, std::int32_t, std::uint32_t>,
                            std::conditional_t<std::is_signed_v<T>, std::int64_t, std::uint64_t>>>>;
 
 template <typename T>
@@ -144,26 +143,10 @@ Variant::Variant(long v) noexcept : value_(fixed(v)) {}
 Variant::Variant(unsigned long v) noexcept : value_(fixed(v)) {}
 Variant::Variant(long long v) noexcept : value_(fixed(v)) {}
 Variant::Variant(unsigned long long v) noexcept : value_(fixed(v)) {}
-Variant::Variant(float v) noexcept : value_(v) {}
-Variant::Variant(double v) noexcept : value_(v) {}
-Variant::Variant(bool v) noexcept : value_(v) {}
-Variant::Variant(const xtime_t& v) noexcept : value_(v) {}
 Variant::Variant(const char* v) : value_(std::string(v != nullptr ? v : "")) {}
 Variant::Variant(std::string v) noexcept : value_(std::move(v)) {}
 Variant::Variant(const wchar_t* v) : value_(std::wstring(v != nullptr ? v : L"")) {}
 Variant::Variant(std::wstring v) noexcept : value_(std::move(v)) {}
-
-void Variant::clear() noexcept {
-  value_ = std::monostate();
-}
-
-bool Variant::hasValue() const noexcept {
-  return !std::holds_alternative<std::monostate>(value_);
-}
-
-const Variant::Value& Variant::value() const noexcept {
-  return value_;
-}
 
 bool Variant::isNumber() const noexcept {
   return std::visit([](const auto& v) { return kIsNumber<std::decay_t<decltype(v)>>; }, value_);

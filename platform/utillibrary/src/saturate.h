@@ -27,8 +27,7 @@ To saturate(From v) noexcept {
     if (v <= static_cast<double>(Limits::min())) return Limits::min();
     return static_cast<To>(v);
   } else if constexpr (std::is_same_v<To, float> && std::is_same_v<From, double>) {
-    if (std::isfinite(v) && std::fabs(v) > Limits::max())
-      return std::copysign(Limits::max(), v < 0 ? -1.0F : 1.0F);
+    if (std::isfinite(v) && std::fabs(v) > Limits::max()) return std::copysign(Limits::max(), v < 0 ? -1.0F : 1.0F);
     return static_cast<To>(v);
   } else {
     return static_cast<To>(v);

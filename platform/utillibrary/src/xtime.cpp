@@ -211,8 +211,8 @@ std::string xtime_t::toString() const {
                                                          : "%04" PRId64 "-%02d-%02dT%02d:%02d:%02d";
   std::array<char, 64> text{};
   const auto clock = static_cast<int>(second);
-  std::snprintf(text.data(), text.size(), format, date.year, date.month, date.day, clock / 3600,
-                clock / 60 % 60, clock % 60);
+  std::snprintf(text.data(), text.size(), format, date.year, date.month, date.day, clock / 3600, clock / 60 % 60,
+                clock % 60);
   return text.data() + fraction(t.nanoseconds) + "Z";
 }
 

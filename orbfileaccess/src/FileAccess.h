@@ -1,0 +1,260 @@
+/// The file object: one open data file, its lock and its operations. Start here.
+///
+/// Failures are reported by result codes (ResultCode.h, docs/result-codes.md), not by exceptions.
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "ByteStream.h"
+#include "ParameterMetadata.h"
+#include "ResultCode.h"
+#include "Variant.h"
+#include "orbfileaccess_export.h"
+
+namespace com::norvale::orb {
+
+/// Parameter values by parameter code. Operations walk it in ascending order of codes.
+using ParameterMap = std::map<unsigned int, datatypes::Variant>;
+
+/// The path that the data-file service is given for a file name: the name as it is.
+ORBFILEACCESS_EXPORT std::string makeFullPath(const std::string& name);
+
+/// One data file, opened by name or by taking over a service handle.
+///
+/// A value is addressed by its parameter code (class in the upper 16 bits), a record number and an entry number; 0
+/// means "not indexed". Where an operation takes a code for a whole block, a bare class number will do as well.
+///
+/// Common to all operations, and not said again below:
+/// - The result is 0, or a result code. A status of the service is answered as convertReturnCode makes it.
+/// - "Logs" means one line of priority err under "FileAccess::" and the operation's name, with the code that is
+///   returned. The text begins with "File: NAME. ", or with "File: (unknown). " for a file without a name. A failure
+///   for which no line is named is not logged.
+/// - On an object without an open file an operation logs "File is not open" and returns kFileNotOpen, unless another
+///   text or code is named.
+/// - "Modifies" means that hasBeenModified() is true afterwards, whether or not the operation succeeded, provided
+///   that it found a file open.
+///
+/// @threads Operations hold the object's recursive lock from entry to return unless they say "takes no lock", so
+///          several threads may share an object. mutex() holds the lock across several calls. Operations that take no
+///          lock read the handle or the name: they need the lock held by the caller while another thread may open,
+///          close or attach. hasBeenModified and setModified need nothing. With two objects the source is locked
+///          before the destination; do not copy in both directions at once. A lock that cannot be had throws
+///          std::system_error.
+class ORBFILEACCESS_EXPORT FileAccess {
+ public:
+  /// An object without a file. The schema is the environment variable ORBDB, "orbdb.dat" when it is not set.
+  FileAccess();
+  /// An object around a handle that somebody else opened. The object never closes it; null means no file.
+  explicit FileAccess(void* hdl);
+  /// Closes an open file and drops what was not flushed; an attached handle is only forgotten. Never throws.
+  ~FileAccess();
+  FileAccess(const FileAccess&) = delete;
+  FileAccess& operator=(const FileAccess&) = delete;
+
+  // ---- Open and close -------------------------------------------------------------------------------------
+
+  /// Takes over a handle that somebody else opened; close will only forget it. An open file of this object is not
+  /// closed: its handle is replaced. Without an open file, close(NOFLUSH) is called first, which logs for an object
+  /// that was not attached. Name and modified flag stay.
+  void attach(void* v);
+
+  /// Opens or creates a data file. The name, as given, becomes name().
+  /// @param Name  path of the file
+  /// @param Op    READONLY, READWRITE, or CREATE (alone or with READWRITE) for a new file
+  /// @return 0; kBadArgument for an empty name; kWrongOpenState when a file is open already, which stays as it is;
+  ///         the service's status. Logs, without the "File: " prefix, "File name is NUL", "Cannot open: NAME because
+  ///         this instance already has a file open." or "Failed to open: PATH".
+  std::uint32_t open(const std::string& Name, OpenOptions Op);
+
+  /// Closes the file, also when the service fails to: afterwards there is no file and no modified flag. An attached
+  /// handle is forgotten without a call of the service, and name() is kept; otherwise name() becomes empty.
+  /// @param Op  FLUSH, NOFLUSH or DELETE
+  /// @return 0; kFileNotOpen; the service's status. Logs, without the "File: " prefix, "File is already closed" or
+  ///         "Failed to close: NAME".
+  std::uint32_t close(CloseOptions Op);
+
+  /// Writes pending changes to disk. Success clears the modified flag.
+  /// @return 0; kFileNotOpen; the service's status
+  std::uint32_t flush();
+
+  /// Name given to open; empty when no file was opened by name. Takes no lock.
+  std::string name() const { return m_name; }
+  /// The service's handle; null without a file. Takes no lock.
+  void* handle() const { return m_handle; }
+  /// Whether the service considers the handle open. Takes no lock.
+  bool isOpen() const;
+  /// Names the schema file of the service: sets the environment variable ORBDB, which later file objects and the
+  /// service read. Takes no lock and must not run beside other readers of the environment.
+  /// @return 0; 0xFFFFFFFF when the variable cannot be set
+  std::uint32_t setSchema(const std::string& schema);
+  /// Takes no lock.
+  std::string getSchema() const { return m_schema; }
+  /// The lock of this object.
+  std::recursive_mutex& mutex() const { return m_mutex; }
+  /// Whether the file was changed since it was last flushed or closed. Takes no lock.
+  bool hasBeenModified() const { return m_modified.load(std::memory_order_relaxed); }
+  /// Takes no lock.
+  void setModified(bool v) { m_modified.store(v, std::memory_order_relaxed); }
+
+  /// Creates a spectrum file and leaves it open, modified and not flushed: the blocks 0x2000, 0x2010, 0x2004 and a
+  /// spectral block, and 86 default values, 16 of which depend on the detector.
+  /// @param Name     path of the new file
+  /// @param NumChan  channels of the spectral block
+  /// @param isNaI    true for a sodium-iodide detector, false for any other
+  /// @return what open(Name, CREATE) returns. A block or a value that the service refuses is missing from the file
+  ///         and does not change the result; setParameter logs each refused value.
+  std::uint32_t create(const std::string& Name, std::uint32_t NumChan, bool isNaI);
+
+  // ---- Parameters -----------------------------------------------------------------------------------------
+
+  /// Reads one value.
+  /// @param Code       parameter code
+  /// @param Val        out: the value, in the type of the table in ParameterMetadata.h; empty on failure
+  /// @param Rec,Entry  record and entry number
+  /// @return 0; kNoValue for a value that was never written, not logged; kFileNotOpen; the status of
+  ///         ParameterMetadata::setCode for an unknown code; kOutOfMemory or kExceptionCaught when there is no buffer
+  ///         to be had; kBadStreamSize; the service's status. Logs "Failed to get parameter: NAME Record: REC Entry:
+  ///         ENTRY" for the last of these.
+  /// @cost one look-up in the dictionary and one call of the service; no allocation for a number
+  std::uint32_t getParameter(std::uint32_t Code, datatypes::Variant& Val, std::uint16_t Rec, std::uint16_t Entry) const;
+
+  /// Writes one value. Modifies, unless the value cannot be encoded.
+  /// @param Val  any value that converts to the parameter's type
+  /// @return 0; kFileNotOpen; the status of ParameterMetadata::setCode or serialize; the service's status. Logs
+  ///         "Failed to set parameter: NAME Record: REC Entry: ENTRY" for the last of these.
+  /// @throws what the conversion of the value throws, with the lock released and the file as it was
+  std::uint32_t setParameter(std::uint32_t Code, const datatypes::Variant& Val, std::uint16_t Rec, std::uint16_t Entry);
+
+  /// Reads the values of all codes of a map in place, each as getParameter does.
+  /// @param pars    in: the codes; out: the values, empty where reading failed
+  /// @param ignore  false: stops at the first failure and leaves later values as they were. true: reads on, and the
+  ///                result is always 0
+  /// @return 0; the first failure when `ignore` is false. An empty map gives 0, open file or not.
+  std::uint32_t getParameters(ParameterMap& pars, std::uint16_t Rec, std::uint16_t Entry, bool ignore) const;
+
+  /// Writes all values of a map, each as setParameter does. Nothing is rolled back. Modifies.
+  /// @param ignore  false: stops at the first failure. true: writes on
+  /// @return 0; the first failure when `ignore` is false, the last one when it is true. (A later success does not
+  ///         clear it; getParameters differs here.) An empty map gives 0, open file or not.
+  std::uint32_t setParameters(const ParameterMap& pars, std::uint16_t Rec, std::uint16_t Entry, bool ignore);
+
+  // ---- Blocks, records, entries ---------------------------------------------------------------------------
+
+  /// Adds a block. Modifies.
+  /// @param Code   parameter code or class; class 0x2005 makes the spectral block
+  /// @param Size   spectral block: number of channels; others: size given to the service
+  /// @param group  spectral block: number of groups, 0 means 1; others: not used
+  /// @param row    spectral block: number of rows; others: not used
+  /// @return 0; kFileNotOpen; the service's status
+  std::uint32_t createBlock(std::uint32_t Code, std::uint32_t Size, std::uint32_t group, std::uint32_t row);
+
+  /// Removes a block with all it holds. Modifies.
+  /// @return 0; kFileNotOpen; the service's status
+  std::uint32_t deleteBlock(std::uint32_t Code);
+
+  /// Removes a level of the file's structure. Modifies. Takes no lock: hold mutex() when threads share the object.
+  /// @param level  level number of the service
+  /// @return 0; kWrongOpenState without an open file; the service's status
+  std::uint32_t deleteLevel(std::uint32_t level);
+
+  /// Inserts a record (Entry 0) or an entry into a record. Modifies.
+  /// @return 0; kFileNotOpen; the service's status. Logs "Failed to insert parameter " and the code in hexadecimal.
+  std::uint32_t insertItem(std::uint32_t Code, std::uint16_t Record, std::uint16_t Entry);
+
+  /// Deletes a record (Entry 0) or an entry of a record. Modifies.
+  /// @return 0; kFileNotOpen; the service's status
+  std::uint32_t deleteItem(std::uint32_t Code, std::uint16_t Record, std::uint16_t Entry);
+
+  /// Counts the entries of a record, or the records of a block.
+  /// @param Num     out: the number, as the service stored it
+  /// @param Record  1..65534: entries of that record; 0 or 65535: records of the block
+  /// @return 0; kFileNotOpen; the service's status
+  std::uint32_t countItems(std::uint32_t Code, std::uint16_t& Num, std::uint16_t Record) const;
+
+  // ---- Copying into another file --------------------------------------------------------------------------
+  // "Modifies" means the destination here. The log lines name this file.
+
+  /// Copies one block, or the whole file. Locks both objects. Modifies.
+  /// @param Code  parameter code or class; 0xFFFFFFFF means the whole file, copied as by duplicateTo
+  /// @return 0; kFileNotOpen: "Source file is not open", "Destination file is not open"; kBadArgument: "The source
+  ///         and destination cannot be the same"; the service's status
+  std::uint32_t copyTo(FileAccess& dest, std::uint32_t Code) const;
+
+  /// Copies the whole content of the file. Modifies. Takes no lock: hold both when threads share either object.
+  /// @return 0; kWrongOpenState: "File is not open", "Destination is not open"; kBadArgument: "The source and
+  ///         destination cannot be the same"; the service's status
+  std::uint32_t duplicateTo(FileAccess& dest) const;
+
+  /// Copies one record over a record of the destination. Locks this object only: hold the destination's lock when
+  /// threads share it. Modifies.
+  /// @param code  class number
+  /// @return as copyTo
+  std::uint32_t moveTo(FileAccess& dest, std::uint16_t code, std::uint16_t srcRec, std::uint16_t destRec) const;
+
+  /// Copies calibrations of the chosen kinds. Locks both objects. Modifies.
+  ///
+  /// Shape, energy, efficiency and peak-to-total each copy a block, creating it in the destination when it is missing
+  /// there; shape and energy then copy a list of single parameters. TOJO copies six settings, all of them or, when
+  /// the source has none, nothing. The kinds are copied in this order.
+  /// @return 0; kFileNotOpen: "Destination is not open", "Source is not open"; kBadArgument: "The source and
+  ///         destination cannot be the same"; the service's status for a block that cannot be copied, which ends the
+  ///         operation: "Failed to copy ORB_CLS_SHAPECALRES", "..._CALRESULTS", "..._GEOM", "..._PTCALIB". A missing
+  ///         block in the source is no failure. Neither is a single parameter: these log "Failed to get parameter:
+  ///         NAME" or "Failed to set parameter: NAME", the settings "Failed to get Tojo settings", with the code of
+  ///         the failure. An exception in the settings step logs its text under
+  ///         "FileAccess::copyCalibrationsTo : TOJO", with kExceptionCaught.
+  std::uint32_t copyCalibrationsTo(FileAccess& dest, CopyCalibrationOptions ops) const;
+
+  // ---- Spectra --------------------------------------------------------------------------------------------
+  // Element i of a vector is channel i + 1 [counts]. Group and row count from 1, and 0 means 1. Integers are read and
+  // written in LONGFORMAT, floats in FLOATFORMAT; the service converts. Locked, logged and answered as by the free
+  // functions getSpectrum and setSpectrum below.
+
+  /// Reads a spectrum; the vector gets as many elements as the file has channels. On failure it is left as it was.
+  std::uint32_t getSpectrum(std::vector<int>& data, std::uint32_t group, std::uint32_t row) const;
+  std::uint32_t getSpectrum(std::vector<unsigned int>& data, std::uint32_t group, std::uint32_t row) const;
+  std::uint32_t getSpectrum(std::vector<float>& data, std::uint32_t group, std::uint32_t row) const;
+
+  /// Writes a spectrum; its size becomes the file's number of channels. Modifies, also without an open file.
+  std::uint32_t setSpectrum(const std::vector<int>& data, std::uint32_t group, std::uint32_t row);
+  std::uint32_t setSpectrum(const std::vector<unsigned int>& data, std::uint32_t group, std::uint32_t row);
+  std::uint32_t setSpectrum(const std::vector<float>& data, std::uint32_t group, std::uint32_t row);
+
+ private:
+  std::string m_name;
+  void* m_handle = nullptr;
+  std::string m_schema;
+  mutable std::recursive_mutex m_mutex;
+  bool m_attached = false;
+  std::atomic<bool> m_modified{false};  // some operations set it before they lock
+};
+
+}  // namespace com::norvale::orb
+
+/// Reads a whole spectrum, as many channels as parameter 0x20000007 says, and holds the file's lock meanwhile.
+/// @param dest  the file
+/// @param BS    out: 4 bytes a channel, little-endian, channel 1 first, no header. Empty when the file is closed or
+///              its channel count cannot be read; of its full size when the service refuses to read.
+/// @param Op    element format wanted
+/// @return 0; kFileNotOpen: "Destination file is not open"; the status of getParameter, logged there; kOutOfMemory
+///         for a channel count that is negative, larger than a spectrum can be or too large for the memory, logged as
+///         "Caught exception"; the service's status: "Failed to get spectrum". The lines stand under
+///         "FileAccess::getSpectrum", without the "File: " prefix.
+ORBFILEACCESS_EXPORT std::uint32_t getSpectrum(const com::norvale::orb::FileAccess& dest,
+                                               com::norvale::datatypes::ByteStream& BS, SpectralFormatTag Op,
+                                               std::uint32_t group, std::uint32_t row);
+
+/// Writes a whole spectrum and holds the file's lock meanwhile. Parameter 0x20000007 becomes the number of channels.
+/// When the service refuses the write (the spectral block has another size), the block is deleted, made anew with one
+/// group, one row and this number of channels, and the write is tried once more; the old contents are then gone.
+/// @param BS  4 bytes a channel as in getSpectrum; 1 to 3 bytes at the end that make no channel are ignored
+/// @param Op  element format of BS
+/// @return 0; kFileNotOpen: "Destination file is not open"; the status of the last write that was tried: "Failed to
+///         set the spectrum". The lines stand under "FileAccess::setSpectrum", without the "File: " prefix.
+ORBFILEACCESS_EXPORT std::uint32_t setSpectrum(com::norvale::orb::FileAccess& dest,
+                                               com::norvale::datatypes::ByteStream& BS, SpectralFormatTag Op,
+                                               std::uint32_t group, std::uint32_t row);

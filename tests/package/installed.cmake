@@ -1,0 +1,50 @@
+# Installs the build tree into a scratch prefix and builds the example against it, once with find_package and once with
+# pkg-config. Nothing of the source or build tree is on the paths of either.
+set(scratch ${CMAKE_CURRENT_BINARY_DIR}/installed)
+set(prefix ${scratch}/prefix)
+file(REMOVE_RECURSE ${scratch})
+file(MAKE_DIRECTORY ${scratch})
+
+function(run)
+  execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${scratch} RESULT_VARIABLE result OUTPUT_VARIABLE output
+    ERROR_VARIABLE output)
+  if(NOT result EQUAL 0)
+    string(REPLACE ";" " " command "${ARGN}")
+    message(FATAL_ERROR "${command}\nended with ${result}:\n${output}")
+  endif()
+endfunction()
+
+function(run_example program)
+  run(${CMAKE_COMMAND} -DPROGRAM=${program} -P ${SOURCE_DIR}/run_example.cmake)
+endfunction()
+
+set(flags "")
+if(SANITIZE)
+  set(flags -fsanitize=${SANITIZE})
+endif()
+
+# The prefix is not one that the system's loader knows.
+set(ENV{LD_LIBRARY_PATH} ${prefix}/${LIBDIR})
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+configure_file(${SOURCE_DIR}/stranger/CMakeLists.txt ${scratch}/stranger/CMakeLists.txt COPYONLY)
+configure_file(${EXAMPLE} ${scratch}/stranger/first_file.cpp COPYONLY)
+run(${CMAKE_COMMAND} -S ${scratch}/stranger -B ${scratch}/build -DCMAKE_PREFIX_PATH=${prefix}
+  -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${flags})
+run(${CMAKE_COMMAND} --build ${scratch}/build)
+run_example(${scratch}/build/first_file)
+
+find_program(PKG_CONFIG pkg-config)
+if(NOT PKG_CONFIG)
+  message(FATAL_ERROR "pkg-config is not installed")
+endif()
+set(ENV{PKG_CONFIG_LIBDIR} ${prefix}/${LIBDIR}/pkgconfig)
+execute_process(COMMAND ${PKG_CONFIG} --define-variable=prefix=${prefix} --cflags --libs orbfileaccess
+  RESULT_VARIABLE result OUTPUT_VARIABLE arguments ERROR_VARIABLE errors)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "pkg-config: ${errors}")
+endif()
+separate_arguments(arguments UNIX_COMMAND "${arguments}")
+run(${CXX} -std=c++17 ${flags} ${scratch}/stranger/first_file.cpp -o ${scratch}/by_pkgconfig ${arguments})
+run_example(${scratch}/by_pkgconfig)
