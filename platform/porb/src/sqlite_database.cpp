@@ -120,7 +120,8 @@ std::string_view Statement::bytes(int column) const {
   const auto* text = static_cast<const char*>(sqlite3_column_blob(statement_.get(), column));
   const int n = sqlite3_column_bytes(statement_.get(), column);
   if (text == nullptr) {
-    if (n != 0) throw std::bad_alloc();
+    // An empty value, or one that there was no memory for: the two differ only in the connection's last error.
+    if (sqlite3_errcode(sqlite3_db_handle(statement_.get())) == SQLITE_NOMEM) throw std::bad_alloc();
     return {};
   }
   return {text, static_cast<std::size_t>(n)};
@@ -139,15 +140,16 @@ Database::Database(const std::string& path, int flags) {
                             SQLITE_DBCONFIG_DQS_DDL, SQLITE_DBCONFIG_DQS_DML})
     requireSqlite(sqlite3_db_config(database, setting, 0, nullptr));
   requireSqlite(sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
+  rollback_ = prepare("ROLLBACK");
 }
 
 void Database::execute(const char* sql) const {
   requireSqlite(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr));
 }
 
-void Database::rollback() const noexcept {
-  if (sqlite3_get_autocommit(database_.get()) == 0)
-    sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+void Database::rollback() noexcept {
+  // Even a rollback may lack memory for a moment; a transaction left open would make a later call fail.
+  for (int attempt = 0; attempt < 2 && sqlite3_get_autocommit(database_.get()) == 0; ++attempt) rollback_.tryRun();
 }
 
 }  // namespace porb

@@ -35,6 +35,11 @@ class Statement {
   bool step();
   /// Runs a statement that gives no rows, and makes it ready for the next use.
   void run();
+  /// As run, whatever comes of it.
+  void tryRun() noexcept {
+    sqlite3_step(statement_.get());
+    reset();
+  }
   void reset() noexcept { sqlite3_reset(statement_.get()); }
 
   int columnType(int column) const noexcept { return sqlite3_column_type(statement_.get(), column); }
@@ -73,13 +78,14 @@ class Database {
   Statement prepare(const char* sql) const { return {database_.get(), sql}; }
   void execute(const char* sql) const;
   /// Undoes an open transaction; nothing happens when there is none.
-  void rollback() const noexcept;
+  void rollback() noexcept;
 
  private:
   struct Close {
     void operator()(sqlite3* database) const noexcept { sqlite3_close_v2(database); }
   };
   std::unique_ptr<sqlite3, Close> database_;
+  Statement rollback_;  // made while there is memory: it is needed when there may be none
 };
 
 }  // namespace porb

@@ -143,6 +143,7 @@ Statement& SqliteStorage::prepared(Statement& statement, const char* sql) {
 
 void SqliteStorage::beginRead() {
   if (read_depth_ == 0) {
+    database_.rollback();  // in case that one could not be done
     prepared(begin_read_, "BEGIN").run();
     try {
       // BEGIN alone takes no lock; the first read does, and recovers what a dead writer left.
@@ -280,6 +281,7 @@ Spectra SqliteStorage::loadSpectra(const BlockHeader& header) {
 
 void SqliteStorage::commit(const ChangeSet& changes, const Dictionary& dictionary) {
   try {
+    database_.rollback();
     prepared(begin_write_, "BEGIN IMMEDIATE").run();
     for (const std::uint16_t cls : changes.removed) deleteClass(cls);
     for (const Block* block : changes.changed) writeBlock(*block, dictionary);
