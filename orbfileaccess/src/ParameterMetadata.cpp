@@ -21,9 +21,11 @@ std::string textOf(const char (&buffer)[N]) {
   return std::string(buffer, std::find(buffer, buffer + N, '\0'));
 }
 
-/// Kept from the optimiser, which would put a string instruction in the place of the call: its start-up alone takes
-/// as long as a look into the dictionary, and every get and set makes one of these objects.
-[[gnu::noipa]] void clearText(char* text, std::size_t n) {
+/// Zeros a text buffer. The length is kept from the optimiser, which would put a string instruction in the place of
+/// the call for a known one: its start-up alone takes as long as a look into the dictionary, and every get and set
+/// makes one of these objects.
+void clearText(char* text, std::size_t n) {
+  asm("" : "+r"(n));
   std::memset(text, 0, n);
 }
 

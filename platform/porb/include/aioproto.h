@@ -34,11 +34,11 @@ PORB_EXPORT ULONG AioOpen2(void** handle, const char* path, ULONG access, ULONG 
 PORB_EXPORT ULONG AioCreate(void** handle, const char* path, ULONG size, void* reserved1, void* reserved2,
                             void* reserved3);
 
-/** Ends the life of the handle, whatever is returned, with one exception: when AIO_CLOSE_FLUSH cannot write the
- *  changes, its status is returned and the changes are gone with the handle; flush first to keep the choice.
+/** Ends the life of the handle, whatever is returned. When the changes cannot be written their status is returned and
+ *  they are gone with the handle; flush first to keep the choice.
  *  @param option  AIO_CLOSE_FLUSH, AIO_CLOSE_NOFLUSH (drops pending changes) or AIO_CLOSE_DELETE (removes the file;
- *                 AIO_READONLY when the handle may not write). Another value closes nothing and gives AIO_BADARG.
- *  @return AIO_OK, or what AioFlush returns */
+ *                 AIO_READONLY when the handle may not write). Another value gives AIO_BADARG after flushing.
+ *  @return AIO_OK; AIO_BADARG; what AioFlush returns */
 PORB_EXPORT ULONG AioClose2(void* handle, ULONG option);
 
 /** Writes all pending changes in one transaction: after AIO_OK they survive power loss.

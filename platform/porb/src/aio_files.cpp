@@ -52,15 +52,18 @@ extern "C" ULONG AioFlush(void* handle) {
 }
 
 extern "C" ULONG AioClose2(void* handle, ULONG option) {
-  if (option > AIO_CLOSE_DELETE) return HandleTable::instance().isOpen(handle) ? AIO_BADARG : AIO_BADHANDLE;
   return guarded([&]() -> Status {
     Status status = AIO_BADHANDLE;
     HandleTable::instance().take(handle, [&](DataFile& file) {
       status = guarded([&]() -> Status {
-        if (option == AIO_CLOSE_FLUSH) file.flush();
+        if (option == AIO_CLOSE_NOFLUSH) return AIO_OK;
         if (option == AIO_CLOSE_DELETE && !file.isWritable()) return AIO_READONLY;
-        if (option == AIO_CLOSE_DELETE) file.storage().remove();
-        return AIO_OK;
+        if (option == AIO_CLOSE_DELETE) {
+          file.storage().remove();
+          return AIO_OK;
+        }
+        file.flush();  // also for an option that does not exist: the caller will not ask a second time
+        return option == AIO_CLOSE_FLUSH ? AIO_OK : AIO_BADARG;
       });
     });
     return status;

@@ -176,14 +176,14 @@ Dictionary::Dictionary(std::string_view text, const std::string& source) {
       classes_.push_back({cls, std::string(trim(rest.substr(blank)))});
       continue;
     }
-    Parameter parameter = reader.parameter(line);
+    const Parameter parameter = reader.parameter(line);
     if (!parameters_.empty() && parameter.code <= parameters_.back().code)
       reader.fail("codes must ascend, each one once");
     std::string key(parameter.name.view());
     std::transform(key.begin(), key.end(), key.begin(), upper);
     if (!names.emplace(std::move(key), parameter.code).second)
       reader.fail("the name " + std::string(parameter.name.view()) + " stands twice");
-    parameters_.push_back(std::move(parameter));
+    parameters_.push_back(parameter);
   }
   if (parameters_.empty()) reader.fail("the dictionary has no parameter");
   markBlockTypes();

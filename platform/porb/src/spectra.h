@@ -52,7 +52,10 @@ class Spectra {
 
   // ---- For the storage ----------------------------------------------------------------------------------
   const std::map<SpectrumKey, Spectrum>& written() const noexcept { return spectra_; }
-  void addLoaded(const SpectrumKey& key, Spectrum&& spectrum) { spectra_.insert_or_assign(key, std::move(spectrum)); }
+  /// False when there is one at that place already.
+  bool addLoaded(const SpectrumKey& key, Spectrum&& spectrum) {
+    return spectra_.try_emplace(key, std::move(spectrum)).second;
+  }
   bool isRewrite() const noexcept { return rewrite_; }
   void setRewrite() noexcept { rewrite_ = true; }
   bool isDirty() const noexcept;

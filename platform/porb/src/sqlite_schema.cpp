@@ -16,7 +16,7 @@ struct SchemaObject {
 constexpr SchemaObject kTables[] = {
     {"block",
      "CREATE TABLE block("
-     "class INTEGER PRIMARY KEY,"  // upper 16 bits of the codes
+     "class INTEGER PRIMARY KEY,"  // upper 16 bits of the codes; -1: the list of blocks itself
      "size INTEGER NOT NULL,"      // given at creation
      "entries INTEGER NOT NULL,"   // of the working record
      "groups_n INTEGER NOT NULL,"  // spectral block only, otherwise 0
@@ -128,6 +128,11 @@ void verifyTables(const Database& database) {
     query.bindText(1, table.name);
     if (!query.step() || query.bytes(0) != table.sql) throw Failure(AIO_BADCONTENT);
   }
+  // Rows are written with REPLACE, which would delete whatever row another unique index holds against them.
+  Statement unique = database.prepare(
+      "SELECT 1 FROM sqlite_schema WHERE type='index' AND sql LIKE 'CREATE UNIQUE%' "
+      "AND tbl_name IN ('block','record','value','spectrum','name')");
+  if (unique.step()) throw Failure(AIO_BADCONTENT);
 }
 
 }  // namespace
@@ -157,6 +162,7 @@ const std::string& emptyFileImage() {
     memory.execute(head.c_str());
     for (const SchemaObject& table : kTables) memory.execute(table.sql);
     memory.execute(kView);
+    memory.execute("INSERT INTO block VALUES(-1,0,0,0,0,0,0)");
     sqlite3_int64 size = 0;
     const std::unique_ptr<unsigned char, void (*)(void*)> bytes(sqlite3_serialize(memory.get(), "main", &size, 0),
                                                                 sqlite3_free);

@@ -52,6 +52,14 @@ std::uint64_t checksumOfShape(std::uint16_t cls, std::uint32_t size, const Spect
   return mixHash(mixHash(mixHash(mixHash(mixHash(2, cls), size), shape.groups), shape.rows), shape.channels);
 }
 
+/// The row of table block that stands for the list of blocks: their number, and a sum of hashes of their classes. What
+/// else their rows hold is for their own checksums, so that damage to one does not close the whole file.
+constexpr std::int64_t kListRow = -1;
+
+std::uint64_t hashOfListed(std::uint16_t cls) noexcept {
+  return mixHash(4, cls);
+}
+
 }  // namespace
 
 /// Made under another name and renamed. The writer's lock keeps other creators away.
@@ -82,9 +90,11 @@ CreatedFile::~CreatedFile() {
 
 std::uint64_t checksumOf(const Block& block) {
   const Spectra* spectra = block.spectra();
-  const SpectralShape shape = spectra != nullptr ? spectra->shape() : SpectralShape{};
-  const std::uint64_t head = checksumOfShape(block.cls(), block.size(), shape);
-  return spectra != nullptr ? head : head + block.table()->hash();
+  if (spectra == nullptr) return checksumOfShape(block.cls(), block.size(), {}) + block.table()->hash();
+  std::uint64_t sum = checksumOfShape(block.cls(), block.size(), spectra->shape());
+  for (const auto& [key, spectrum] : spectra->written())
+    sum += mixHash(mixHash(mixHash(3, key.group), key.row), spectrum.hash());
+  return sum;
 }
 
 std::unique_ptr<Storage> openSqliteStorage(const std::string& path, bool writable) {
@@ -168,6 +178,9 @@ std::uint64_t SqliteStorage::state() {
 }
 
 void SqliteStorage::remove() {
+  int moved = 0;
+  requireSqlite(sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved));
+  if (moved != 0) throw Failure(AIO_NOFILE);  // another file may have come in its place
   if (unlink(path_.c_str()) != 0) throw Failure(statusOfErrno(errno));
 }
 
@@ -184,25 +197,42 @@ T bounded(const Statement& row, int column, std::int64_t least, std::int64_t mos
   return static_cast<T>(value);
 }
 
+BlockHeader readHeader(const Statement& row) {
+  BlockHeader header;
+  header.cls = bounded<std::uint16_t>(row, 0, 0, 0xFFFF);
+  header.size = bounded<std::uint32_t>(row, 1, 0, 0xFFFFFFFF);
+  header.working_entries = bounded<std::uint32_t>(row, 2, 0, AIO_MAX_ENTRIES);
+  header.shape.groups = bounded<std::uint32_t>(row, 3, 0, AIO_MAX_GROUPS);
+  header.shape.rows = bounded<std::uint32_t>(row, 4, 0, AIO_MAX_GROUPS);
+  header.shape.channels = bounded<std::uint32_t>(row, 5, 0, AIO_MAX_CHANNELS);
+  header.checksum = static_cast<std::uint64_t>(row.integer(6));
+  return header;
+}
+
+/// The spectral block has a shape, all others have none.
+void requireShape(const BlockHeader& header) {
+  const SpectralShape& shape = header.shape;
+  requireContent(header.cls == ORB_CLS_SPECTRUM ? checkShape(shape) == AIO_OK
+                                                : shape.groups == 0 && shape.rows == 0 && shape.channels == 0);
+}
+
 }  // namespace
 
 std::vector<BlockHeader> SqliteStorage::listBlocks() {
   Statement& query =
       prepared(list_blocks_, "SELECT class,size,entries,groups_n,rows_n,channels_n,checksum FROM block ORDER BY class");
   const ResetScope scope(query);
+  // The first row stands for the list: a block that was lost, or came from nowhere, shows in it.
+  requireContent(query.step() && query.integer(0) == kListRow);
+  const std::int64_t blocks = query.integer(1);
+  const std::int64_t checksum = query.integer(6);
   std::vector<BlockHeader> headers;
+  std::uint64_t sum = 0;
   while (query.step()) {
-    BlockHeader header;
-    header.cls = bounded<std::uint16_t>(query, 0, 0, 0xFFFF);
-    header.size = bounded<std::uint32_t>(query, 1, 0, 0xFFFFFFFF);
-    header.working_entries = bounded<std::uint32_t>(query, 2, 0, AIO_MAX_ENTRIES);
-    header.shape.groups = bounded<std::uint32_t>(query, 3, 0, AIO_MAX_GROUPS);
-    header.shape.rows = bounded<std::uint32_t>(query, 4, 0, AIO_MAX_GROUPS);
-    header.shape.channels = bounded<std::uint32_t>(query, 5, 0, AIO_MAX_CHANNELS);
-    header.checksum = static_cast<std::uint64_t>(query.integer(6));
-    if (header.cls == ORB_CLS_SPECTRUM) requireContent(checkShape(header.shape) == AIO_OK);
-    headers.push_back(header);
+    headers.push_back(readHeader(query));
+    sum += hashOfListed(headers.back().cls);
   }
+  requireContent(static_cast<std::int64_t>(headers.size()) == blocks && static_cast<std::int64_t>(sum) == checksum);
   return headers;
 }
 
@@ -214,6 +244,7 @@ std::uint32_t SqliteStorage::countRecords(std::uint16_t cls) {
 }
 
 std::unique_ptr<Block> SqliteStorage::loadBlock(const BlockHeader& header) {
+  requireShape(header);
   auto block = header.cls == ORB_CLS_SPECTRUM ? std::make_unique<Block>(header.cls, header.size, loadSpectra(header))
                                               : std::make_unique<Block>(header.cls, header.size, loadTable(header));
   requireContent(checksumOf(*block) == header.checksum);
@@ -265,14 +296,14 @@ Spectra SqliteStorage::loadSpectra(const BlockHeader& header) {
                           bounded<std::uint32_t>(query, 1, 1, header.shape.rows)};
     Spectrum spectrum;
     spectrum.format = bounded<LONG>(query, 2, AIO_FORMAT_LONG, AIO_FORMAT_FLOAT);
-    requireContent(query.columnType(4) == SQLITE_BLOB);
+    requireContent(query.columnType(3) == SQLITE_INTEGER && query.columnType(4) == SQLITE_BLOB);
     const std::string_view bytes = query.bytes(4);
     requireContent(bytes.size() == std::size_t{4} * header.shape.channels);
     spectrum.channels.resize(header.shape.channels);
     if (!bytes.empty()) std::memcpy(spectrum.channels.data(), bytes.data(), bytes.size());
     spectrum.dirty = false;
     requireContent(spectrum.hash() == static_cast<std::uint64_t>(query.integer(3)));
-    spectra.addLoaded(key, std::move(spectrum));
+    requireContent(spectra.addLoaded(key, std::move(spectrum)));
   }
   return spectra;
 }
@@ -285,12 +316,35 @@ void SqliteStorage::commit(const ChangeSet& changes, const Dictionary& dictionar
     prepared(begin_write_, "BEGIN IMMEDIATE").run();
     for (const std::uint16_t cls : changes.removed) deleteClass(cls);
     for (const Block* block : changes.changed) writeBlock(*block, dictionary);
+    writeList();
     prepared(end_write_, "COMMIT").run();
   } catch (...) {
     database_.rollback();
     names_known_ = false;  // what was noted as written is not
     throw;
   }
+}
+
+void SqliteStorage::writeList() {
+  Statement& query = prepared(list_classes_, "SELECT class FROM block WHERE class>=0");
+  const ResetScope scope(query);
+  std::int64_t blocks = 0;
+  std::uint64_t sum = 0;
+  for (; query.step(); ++blocks) sum += hashOfListed(static_cast<std::uint16_t>(query.integer(0)));
+  putBlockRow(kListRow, blocks, 0, {}, sum);
+}
+
+void SqliteStorage::putBlockRow(std::int64_t cls, std::int64_t size, std::size_t entries, const SpectralShape& shape,
+                                std::uint64_t checksum) {
+  prepared(put_block_, "INSERT OR REPLACE INTO block VALUES(?,?,?,?,?,?,?)")
+      .bind(1, cls)
+      .bind(2, size)
+      .bind(3, static_cast<std::int64_t>(entries))
+      .bind(4, shape.groups)
+      .bind(5, shape.rows)
+      .bind(6, shape.channels)
+      .bind(7, static_cast<std::int64_t>(checksum))
+      .run();
 }
 
 void SqliteStorage::deleteClass(std::uint16_t cls) {
@@ -305,15 +359,7 @@ void SqliteStorage::writeBlock(const Block& block, const Dictionary& dictionary)
   const Spectra* spectra = block.spectra();
   const SpectralShape shape = spectra != nullptr ? spectra->shape() : SpectralShape{};
   const std::size_t working_entries = spectra != nullptr ? 0 : block.table()->record(0)->entryCount();
-  prepared(put_block_, "INSERT OR REPLACE INTO block VALUES(?,?,?,?,?,?,?)")
-      .bind(1, block.cls())
-      .bind(2, block.size())
-      .bind(3, static_cast<std::int64_t>(working_entries))
-      .bind(4, shape.groups)
-      .bind(5, shape.rows)
-      .bind(6, shape.channels)
-      .bind(7, static_cast<std::int64_t>(checksumOf(block)))
-      .run();
+  putBlockRow(block.cls(), block.size(), working_entries, shape, checksumOf(block));
   if (spectra != nullptr)
     writeSpectra(*spectra);
   else

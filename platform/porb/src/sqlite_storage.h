@@ -52,6 +52,9 @@ class SqliteStorage final : public Storage {
   Spectra loadSpectra(const BlockHeader& header);
 
   void deleteClass(std::uint16_t cls);
+  void writeList();
+  void putBlockRow(std::int64_t cls, std::int64_t size, std::size_t entries, const SpectralShape& shape,
+                   std::uint64_t checksum);
   void writeBlock(const Block& block, const Dictionary& dictionary);
   void writeTable(std::uint16_t cls, const Table& table, const Dictionary& dictionary);
   void writeRecord(std::uint16_t cls, const Record& record, bool all, const Dictionary& dictionary);
@@ -73,12 +76,12 @@ class SqliteStorage final : public Storage {
 
   Statement begin_read_, end_read_, data_version_;
   Statement begin_write_, end_write_;
-  Statement list_blocks_, list_records_, list_values_, list_spectra_, count_records_;
+  Statement list_blocks_, list_classes_, list_records_, list_values_, list_spectra_, count_records_;
   Statement put_block_, put_record_, put_value_, put_spectrum_, put_name_;
   Statement drop_block_, drop_records_, drop_values_, drop_spectra_, drop_record_, drop_record_values_;
 };
 
-/// Checksum of a block's row, its records and its values, or of the row and shape of a spectral block.
+/// Checksum over a block: its row, its records and values, or its spectra.
 std::uint64_t checksumOf(const Block& block);
 
 }  // namespace porb

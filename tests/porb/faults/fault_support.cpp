@@ -126,8 +126,11 @@ void writePeaks(void* handle, USHORT first, USHORT last, double seed) {
 
 }  // namespace
 
-ScratchDir::ScratchDir() {
-  path_ = (std::filesystem::temp_directory_path() / "orb-faults-XXXXXX").string();
+ScratchDir::ScratchDir(Place place) {
+  const char* memory = "/dev/shm";
+  const bool in_memory = place == InMemory && access(memory, W_OK | X_OK) == 0;
+  const std::filesystem::path base = in_memory ? memory : std::filesystem::temp_directory_path();
+  path_ = (base / "orb-faults-XXXXXX").string();
   if (mkdtemp(path_.data()) == nullptr) throw std::filesystem::filesystem_error("mkdtemp", path_, {});
 }
 

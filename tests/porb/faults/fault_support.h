@@ -9,10 +9,12 @@
 
 namespace faults {
 
-/// An empty folder that goes away with everything in it.
+/// An empty folder that goes away with everything in it. In memory where the machine has such a place: most tests
+/// make thousands of files and no point of their durability.
 class ScratchDir {
  public:
-  ScratchDir();
+  enum Place { InMemory, OnDisk };
+  explicit ScratchDir(Place place = InMemory);
   ~ScratchDir();
   ScratchDir(const ScratchDir&) = delete;
   ScratchDir& operator=(const ScratchDir&) = delete;

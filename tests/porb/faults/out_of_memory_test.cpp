@@ -47,28 +47,29 @@ void* allocateOrThrow(std::size_t n) {
 
 }  // namespace
 
-void* operator new(std::size_t n) {
+// Not inlined: the compiler would take a free() that meets the result of new for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t n) {
   return allocateOrThrow(n);
 }
-void* operator new[](std::size_t n) {
+[[gnu::noinline]] void* operator new[](std::size_t n) {
   return allocateOrThrow(n);
 }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
   return allocate(n);
 }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
   return allocate(n);
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 
@@ -188,7 +189,7 @@ const Operation kOperations[] = {
      true, false,
      [](Bench& b, ULONG status) {
        if (status == AIO_OK) return;
-       EXPECT_EQ(namesIn(b.dir.path()), "file file-lock source");
+       EXPECT_EQ(namesIn(b.dir.path()), "file file-lock");
        std::remove(b.made_path.c_str());  // so that the next attempt tells its own story
      }},
     {"Flush", [](Bench& b) { return AioFlush(b.file); }, true},
@@ -203,6 +204,13 @@ const Operation kOperations[] = {
      }},
 };
 
+/// Sanitizers make every attempt several times slower; there the points of SQLite are sampled.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kSqliteStride = 5;
+#else
+constexpr int kSqliteStride = 1;
+#endif
+
 class OutOfMemory : public testing::TestWithParam<Operation> {
  protected:
   static void SetUpTestSuite() {
@@ -215,9 +223,11 @@ class OutOfMemory : public testing::TestWithParam<Operation> {
 
   static void prepare(Bench& bench) {
     writeBytes(bench.path, states().file_a);
-    writeBytes(bench.dir / "source", states().file_b);
+    if (!GetParam().reads_disk) {
+      writeBytes(bench.dir / "source", states().file_b);
+      AioOpen2(bench.source.out(), (bench.dir / "source").c_str(), AIO_READ_ONLY, 0, 0);
+    }
     AioOpen2(bench.file.out(), bench.path.c_str(), AIO_READ_WRITE, 0, 0);
-    AioOpen2(bench.source.out(), (bench.dir / "source").c_str(), AIO_READ_ONLY, 0, 0);
     const bool is_flush = isNamed("Flush") || isNamed("CloseWithFlush");
     if (!GetParam().reads_disk || is_flush) contentOf(static_cast<void*>(bench.file));
     if (is_flush) writeStateB(bench.file);
@@ -245,10 +255,14 @@ class OutOfMemory : public testing::TestWithParam<Operation> {
     }
     EXPECT_EQ(difference(contentOf(static_cast<void*>(bench.file)), expected), "");
     EXPECT_EQ(nameOf(AioFlush(bench.file)), "AIO_OK");
-    EXPECT_EQ(nameOf(AioCheck(bench.file, nullptr, nullptr)), "AIO_OK");
-    bench.made.close();
     bench.file.close();
-    EXPECT_EQ(difference(contentOf(bench.path), expected), "");
+    if (GetParam().changes) {
+      const File again(bench.path);
+      EXPECT_EQ(nameOf(AioCheck(again, nullptr, nullptr)), "AIO_OK");
+      EXPECT_EQ(difference(contentOf(static_cast<void*>(again)), expected), "");
+    } else {
+      EXPECT_TRUE(readBytes(bench.path) == states().file_a);
+    }
     return hit;
   }
 };
@@ -272,7 +286,7 @@ TEST_P(OutOfMemory, ChangesNothingAndCanBeTriedAgain) {
     if (source == Source::Sqlite && !GetParam().reads_disk) continue;
     for (const bool onwards : {false, true}) {
       int at = 1;
-      for (; at < 20000; ++at) {
+      for (; at < 20000; at += source == Source::Sqlite ? kSqliteStride : 1) {
         SCOPED_TRACE(std::string(source == Source::Cpp ? "new" : "malloc of SQLite") + (onwards ? " from " : " ") +
                      std::to_string(at));
         if (!attempt(source, onwards, at, expected)) break;
