@@ -136,7 +136,8 @@ TEST_F(HandlesTest, NullAndMadeUpHandlesAreRefusedByEveryOperation) {
     bad.push_back(handleOf(other));
   std::mt19937_64 random(1);
   while (bad.size() < 1000) bad.push_back(handleOf(static_cast<std::uintptr_t>(random())));
-  for (void* handle : bad) expectBad(handle);
+  for (void* handle : bad)
+    if (numberOf(handle) != open) expectBad(handle);
   expectGoodUntouched();
 }
 
@@ -161,14 +162,12 @@ TEST_F(HandlesTest, EveryWayToEndAHandleEndsIt) {
     ULONG option;
     bool writer;
     ULONG status;
-    bool ends;
     LONG kept;  // value in the file afterwards; 0: no file
   };
-  constexpr Case kCases[] = {
-      {AIO_CLOSE_FLUSH, true, AIO_OK, true, 2},         {AIO_CLOSE_NOFLUSH, true, AIO_OK, true, 1},
-      {AIO_CLOSE_DELETE, true, AIO_OK, true, 0},        {AIO_CLOSE_FLUSH, false, AIO_OK, true, 1},
-      {AIO_CLOSE_DELETE, false, AIO_READONLY, true, 1}, {3, true, AIO_BADARG, false, 2},
-      {0xFFFFFFFF, true, AIO_BADARG, false, 2}};
+  constexpr Case kCases[] = {{AIO_CLOSE_FLUSH, true, AIO_OK, 2},         {AIO_CLOSE_NOFLUSH, true, AIO_OK, 1},
+                             {AIO_CLOSE_DELETE, true, AIO_OK, 0},        {AIO_CLOSE_FLUSH, false, AIO_OK, 1},
+                             {AIO_CLOSE_DELETE, false, AIO_READONLY, 1}, {3, true, AIO_BADARG, 2},
+                             {0xFFFFFFFF, true, AIO_BADARG, 2}};
   int number = 0;
   for (const Case& c : kCases) {
     SCOPED_TRACE(testing::Message() << "option " << c.option << (c.writer ? " of a writer" : " of a reader"));
@@ -182,8 +181,8 @@ TEST_F(HandlesTest, EveryWayToEndAHandleEndsIt) {
       file = File::open(name, AIO_READ_ONLY);
     void* handle = file;
     EXPECT_STATUS(c.status, AioClose2(handle, c.option));
-    EXPECT_EQ(AioIsOpen(handle), c.ends ? 0 : 1);
-    EXPECT_STATUS(c.ends ? AIO_BADHANDLE : AIO_OK, AioClose2(handle, AIO_CLOSE_FLUSH));
+    EXPECT_EQ(AioIsOpen(handle), 0);
+    EXPECT_STATUS(AIO_BADHANDLE, AioClose2(handle, AIO_CLOSE_FLUSH));
     EXPECT_EQ(std::filesystem::exists(name), c.kept != 0);
     if (c.kept != 0) {
       EXPECT_EQ(got<LONG>(File::open(name), kCode, 1), c.kept);

@@ -41,9 +41,11 @@ extern "C" ULONG AioListValues(void* handle, USHORT cls, USHORT record, AioValue
     if (count == nullptr || (values == nullptr && capacity != 0)) return AIO_BADARG;
     Block* block = file.block(cls);
     if (block == nullptr) return AIO_NOBLOCK;
-    *count = 0;
     const Table* table = block->table();
-    if (table == nullptr) return AIO_OK;
+    if (table == nullptr) {
+      *count = 0;
+      return AIO_OK;
+    }
     const Record* found = table->record(record);
     if (found == nullptr) return AIO_BADRECORD;
     ULONG n = 0;

@@ -1,5 +1,8 @@
 #include "handle_table.h"
 
+#include <unistd.h>
+
+#include <chrono>
 #include <utility>
 
 namespace porb {
@@ -24,11 +27,22 @@ void HandleTable::release(Slot& slot) noexcept {
   last_released_ = number;
 }
 
+namespace {
+
+/// Where the generations of a slot begin: anywhere, so that a number somebody makes up is not the next handle.
+std::uintptr_t firstGeneration(std::uint16_t slot) noexcept {
+  const auto now = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  return static_cast<std::uintptr_t>(mixHash(mixHash(mixHash(5, slot), now), static_cast<std::uint64_t>(getpid())));
+}
+
+}  // namespace
+
 void* HandleTable::insert(std::unique_ptr<DataFile> file) {
   const std::uint16_t number = takeFreeSlot();
   file->storage().keep();  // nothing can fail from here on
   Slot& slot = slots_[number];
   const std::lock_guard lock(slot.mutex);
+  if (slot.generation == 0) slot.generation = firstGeneration(number);
   std::uintptr_t handle = 0;
   do handle = ++slot.generation << kSlotBits | number;
   while (handle >> kSlotBits == 0);  // generation 0 is left out, so no handle is null
