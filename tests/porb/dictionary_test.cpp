@@ -45,8 +45,8 @@ TEST_F(DictionaryTest, EveryFaultIsReportedWithFileAndLine) {
     std::vector<std::string> fields = {"0x20060002", "B", "header", "int32", "4", "int32", "4", "-", "-", "Words."};
     fields[field] = text;
     std::string line;
-    for (const std::string& f : fields) line += (line.empty() ? "" : " | ") + f;
-    return line + "\n";
+    for (const std::string& f : fields) line += " | " + f;
+    return line.substr(3) + "\n";
   };
   const auto types = [](const std::string& storage, const std::string& returned) {
     return "0x20060002 | B | header | " + storage + " | " + returned + " | - | - | Words.\n";

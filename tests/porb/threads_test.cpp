@@ -1,4 +1,5 @@
 // Several threads on one handle and on many, several writers and readers of one file, in one process and in two.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <spawn.h>
@@ -64,7 +65,9 @@ TEST_F(ThreadsTest, TwoThreadsOnOneHandleNeverSeeHalfAValue) {
       ASSERT_STATUS(AIO_OK, put(file, kName, 1, 0, std::string(60, c)));
       if (i % 3 == 0) AioInsertRecord(file, 0x2006, 0);  // the name moves to the next record
       if (i % 3 == 1) AioDelete(file, 0x2006, 1, 0);
-      if (i % 300 == 0) EXPECT_STATUS(AIO_OK, AioFlush(file));
+      if (i % 300 == 0) {
+        EXPECT_STATUS(AIO_OK, AioFlush(file));
+      }
       const auto text = got<std::string>(file, kText);
       ASSERT_TRUE(isWhole(text)) << text;
       std::string name;
@@ -105,7 +108,9 @@ TEST_F(ThreadsTest, CopiesBothWaysAtOnceEndAndAreWhole) {
       EXPECT_STATUS(AIO_OK, AioCopy(from, to, 0x2006));
       EXPECT_STATUS(AIO_OK, AioMoveRecord(0x2008, from, 1, to, 2));
       EXPECT_STATUS(AIO_OK, AioDupFile(from, to));
-      if (i % 100 == 0) EXPECT_STATUS(AIO_OK, AioFlush(to));
+      if (i % 100 == 0) {
+        EXPECT_STATUS(AIO_OK, AioFlush(to));
+      }
     }
   };
   together({[&] { copy(a, b); }, [&] { copy(b, a); }, [&] { copy(a, a); }});
@@ -337,7 +342,9 @@ TEST_F(SharingTest, OfManyThreadsOneBecomesTheWriter) {
       n_open += status == AIO_OK ? 1 : 0;
       ++n_tried;
       while (n_tried < 4) std::this_thread::yield();
-      if (status == AIO_OK) EXPECT_STATUS(AIO_OK, AioClose2(handle, AIO_CLOSE_FLUSH));
+      if (status == AIO_OK) {
+        EXPECT_STATUS(AIO_OK, AioClose2(handle, AIO_CLOSE_FLUSH));
+      }
     };
     together({open, open, open, open});
     EXPECT_EQ(n_open, 1);

@@ -96,6 +96,7 @@ void DataFile::replaceAll(std::vector<Block>&& blocks) {
   std::vector<Slot> fresh;
   fresh.reserve(blocks.size());
   for (Block& block : blocks) fresh.push_back(slotOf(std::move(block)));
+  reserveRemovals(slots_.size());  // from here on nothing fails: a half-noted removal would lose blocks
   for (const Slot& slot : slots_) noteRemoved(slot.header.cls);
   slots_ = std::move(fresh);
 }
