@@ -12,7 +12,7 @@ target_compile_options(orb_warnings INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
   $<$<BOOL:${ORB_WERROR}>:-Werror>)
 
-add_compile_options(-fno-semantic-interposition)
+add_compile_options(-fno-semantic-interposition -fno-plt)
 
 # 64-bit file offsets also where off_t has 4 bytes by default.
 add_compile_definitions(_FILE_OFFSET_BITS=64)

@@ -79,7 +79,7 @@ extern "C" ULONG AioFindRecord(void* handle, USHORT cls, ULONG kind, const void*
     Table* table = nullptr;
     const Status status = file.table(cls, table);
     if (status != AIO_OK) return status;
-    if (start > table->recordCount()) return AIO_BADRECORD;
+    if (start > 1 && start > table->recordCount()) return AIO_BADRECORD;
     switch (kind) {
       case AIO_FIND_NAME:
         return findByName(*table, static_cast<const char*>(key), start, *record);

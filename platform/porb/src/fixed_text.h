@@ -22,7 +22,7 @@ class FixedText {
   }
 
  private:
-  static constexpr std::size_t kBlock = Room <= 64 ? Room : 32;
+  static constexpr std::size_t kBlock = Room <= 64 ? Room : 64;
   static_assert(Room % kBlock == 0);
 
   char characters_[Room] = {};

@@ -134,7 +134,7 @@ void ValueLoader::storeRow() {
 }
 
 void ValueLoader::take(const Statement& row, std::uint16_t cls) {
-  for (int column = 0; column < 4; ++column) requireContent(row.columnType(column) == SQLITE_INTEGER);
+  requireContent(row.columnType(0) == SQLITE_INTEGER && row.columnType(1) == SQLITE_INTEGER);
   const std::int64_t id = row.integer(0);
   const std::int64_t entry = row.integer(1);
   const std::int64_t code = row.integer(2);

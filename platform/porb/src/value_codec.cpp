@@ -1,6 +1,7 @@
 #include "value_codec.h"
 
 #include <bit>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -33,12 +34,15 @@ double loadReal(std::uint64_t bits, Kind kind) noexcept {
                               : static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bits)));
 }
 
-std::uint64_t storeReal(double value, Kind kind) noexcept {
-  if (kind == Kind::Double) return std::bit_cast<std::uint64_t>(value);
-  constexpr double kMost = std::numeric_limits<float>::max();
-  const bool finite = value - value == 0;
-  const double kept = finite ? (value > kMost ? kMost : value < -kMost ? -kMost : value) : value;
-  return std::bit_cast<std::uint32_t>(static_cast<float>(kept));
+/// False for a finite number beyond the range of a float; infinities and not-a-number have floats of their own.
+bool storeReal(double value, Kind kind, std::uint64_t& bits) noexcept {
+  if (kind == Kind::Double) {
+    bits = std::bit_cast<std::uint64_t>(value);
+    return true;
+  }
+  if (std::isfinite(value) && std::abs(value) > static_cast<double>(std::numeric_limits<float>::max())) return false;
+  bits = std::bit_cast<std::uint32_t>(static_cast<float>(value));
+  return true;
 }
 
 /// The payload of a number as another type; the same bits when the types are of one kind.
@@ -46,14 +50,14 @@ bool convertBits(std::uint64_t& bits, int from, int to) noexcept {
   const Kind source = kindOf(from);
   const Kind target = kindOf(to);
   if (source == Kind::Integer) return fits(static_cast<std::int64_t>(bits), to);
-  if (source != target) bits = storeReal(loadReal(bits, source), target);
-  return true;
+  return source == target || storeReal(loadReal(bits, source), target, bits);
 }
 
 Status readText(const Cell& cell, const Parameter& parameter, void* buffer, USHORT* size) noexcept {
   const std::string_view text = cell.characters();
   const USHORT needed = parameter.bufferSize();
-  if (*size < needed || text.size() >= needed) return AIO_BADSIZE;
+  if (text.size() >= needed) return AIO_TYPEMISMATCH;  // written under a dictionary that allowed more
+  if (*size < needed) return AIO_BADSIZE;
   char* out = static_cast<char*>(buffer);
   if (!text.empty()) std::memcpy(out, text.data(), text.size());
   std::memset(out + text.size(), 0, needed - text.size());
