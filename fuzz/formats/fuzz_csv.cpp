@@ -1,0 +1,6 @@
+// Reads arbitrary bytes as a table of numbers or a report, and writes and reads again what came out.
+#include "check_spectrum.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  return fuzz::run(data, size, orb::formats::readCsv, orb::formats::writeCsv);
+}

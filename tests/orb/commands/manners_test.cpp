@@ -1,0 +1,212 @@
+// What holds for all commands: help, usage, overwriting, output that cannot be written.
+#include <sys/file.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <sstream>
+
+#include "command_runner.h"
+
+namespace orbtest {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+const char* const kCommands[] = {"create", "info",   "get",  "set",  "dump",  "params",
+                                 "import", "export", "copy", "diff", "check", "explain"};
+
+TEST_F(CommandTest, EveryCommandHelpsWithAnExample) {
+  const std::string help = good({"--help"});
+  for (const std::string command : kCommands) {
+    EXPECT_THAT(help, HasSubstr("\n  " + command + " "));
+    const std::string text = good({command, "--help"});
+    EXPECT_THAT(text, HasSubstr("Usage: orb " + command)) << command;
+    EXPECT_THAT(text, HasSubstr("\n  orb " + command + " ")) << command;  // the example
+  }
+  EXPECT_THAT(good({"--version"}), ::testing::MatchesRegex("orb [0-9.]+\n"));
+}
+
+TEST_F(CommandTest, WrongUsageIsToldInOneLineAndExitsWith2) {
+  create("a.dat");
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {},
+           {"nonsense"},
+           {"--nonsense"},
+           {"get"},
+           {"get", "a.dat"},
+           {"get", "a.dat", "ORB_L_CHANNELS", "more"},
+           {"get", "a.dat", "ORB_L_CHANNELS", "--record", "65536"},
+           {"get", "a.dat", "ORB_L_CHANNELS", "--record", "-1"},
+           {"get", "a.dat", "ORB_L_CHANNELS", "--record", "x"},
+           {"set", "a.dat", "ORB_L_CHANNELS"},
+           {"create", "b.dat"},
+           {"create", "b.dat", "--channels", "0"},
+           {"create", "b.dat", "--channels", "16777217"},
+           {"create", "b.dat", "--channels", "8", "--detector", "geiger"},
+           {"copy", "a.dat", "b.dat"},
+           {"copy", "a.dat", "b.dat", "--all", "--class", "0x2000"},
+           {"copy", "a.dat", "b.dat", "--class", "0x12345"},
+           {"diff", "a.dat"},
+           {"import", "a.spe"},
+           {"import", "a.spe", "b.dat", "--spectrum", "0"},
+           {"export", "a.dat"},
+           {"info"},
+           {"check", "a.dat", "b.dat"},
+       }) {
+    const Result result = orb(arguments);
+    EXPECT_EQ(result.status, 2) << ::testing::PrintToString(arguments);
+    EXPECT_EQ(result.out, "") << ::testing::PrintToString(arguments);
+    EXPECT_THAT(result.err, StartsWith("orb: ")) << ::testing::PrintToString(arguments);
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  }
+  EXPECT_THAT(folder(), ElementsAre("a.dat"));
+}
+
+TEST_F(CommandTest, AnExistingFileIsReplacedWithForceOnly) {
+  create("a.dat");
+  writeFile("a.spe", kSmallSpe);
+  ASSERT_EQ(orb({"import", "a.spe", "b.dat", "--detector", "hpge"}).status, 0);
+  const std::string mine = "something of mine";
+  for (const auto& arguments : std::vector<std::vector<std::string>>{{"create", "mine", "--channels", "8"},
+                                                                     {"import", "a.spe", "mine", "--detector", "nai"},
+                                                                     {"export", "b.dat", "mine", "--format", "spe"},
+                                                                     {"copy", "a.dat", "mine", "--all"}}) {
+    writeFile("mine", mine);
+    const Result refused = orb(arguments);
+    EXPECT_EQ(refused.status, 1) << arguments[0];
+    EXPECT_THAT(refused.err, HasSubstr("not overwritten without --force")) << arguments[0];
+    EXPECT_EQ(readFile("mine"), mine) << arguments[0];
+    auto forced = arguments;
+    forced.emplace_back("--force");
+    EXPECT_EQ(orb(forced).status, 0) << arguments[0];
+    EXPECT_NE(readFile("mine"), mine) << arguments[0];
+    EXPECT_THAT(folder(), ElementsAre("a.dat", "a.spe", "b.dat", "mine")) << arguments[0];
+  }
+}
+
+TEST_F(CommandTest, ForceDoesNotReplaceWhatIsNoFileOrIsInUse) {
+  create("a.dat");
+  std::filesystem::create_directory("folder");
+  EXPECT_THAT(orb({"create", "folder", "--channels", "8", "--force"}).err, HasSubstr("0xE0610042"));
+  EXPECT_THAT(orb({"create", "missing/a.dat", "--channels", "8"}).err, HasSubstr("0xE0610032"));
+  EXPECT_THAT(orb({"export", "a.dat", "a.dat", "--format", "spe", "--force"}).err, HasSubstr("same file"));
+
+  writeFile("a.dat-lock", "");
+  std::FILE* const writer = std::fopen("a.dat-lock", "r");
+  ASSERT_NE(writer, nullptr);
+  ASSERT_EQ(flock(fileno(writer), LOCK_EX), 0);
+  const std::string before = readFile("a.dat");
+  EXPECT_THAT(orb({"create", "a.dat", "--channels", "8", "--force"}).err, HasSubstr("0xE0610052"));
+  EXPECT_THAT(orb({"set", "a.dat", "ORB_D_LIVETIME", "1"}).err, HasSubstr("0xE0610052"));
+  EXPECT_TRUE(readFile("a.dat") == before);
+  std::fclose(writer);
+  std::filesystem::remove("a.dat-lock");
+
+  // The journal of a file that is gone would undo parts of a new file of that name.
+  writeFile("b.dat-journal", "left over");
+  EXPECT_THAT(orb({"create", "b.dat", "--channels", "8"}).err, HasSubstr("journal"));
+  EXPECT_FALSE(std::filesystem::exists("b.dat"));
+}
+
+TEST_F(CommandTest, ALinkStaysALinkWhenItsFileIsReplaced) {
+  create("a.dat");
+  std::filesystem::create_symlink("a.dat", "link.dat");
+  good({"create", "link.dat", "--channels", "8", "--force"});
+  EXPECT_TRUE(std::filesystem::is_symlink("link.dat"));
+  EXPECT_EQ(good({"get", "a.dat", "ORB_L_CHANNELS"}), "8\n");
+}
+
+TEST_F(CommandTest, OutputThatCannotBeWrittenIsAFailure) {
+  create("a.dat");
+  create("b.dat");
+  good({"set", "b.dat", "ORB_D_LIVETIME", "1"});
+  for (const auto& arguments : std::vector<std::vector<std::string>>{{"--help"},
+                                                                     {"--version"},
+                                                                     {"info", "a.dat"},
+                                                                     {"info", "a.dat", "--json"},
+                                                                     {"get", "a.dat", "ORB_L_CHANNELS"},
+                                                                     {"dump", "a.dat"},
+                                                                     {"dump", "a.dat", "--json"},
+                                                                     {"params"},
+                                                                     {"export", "a.dat", "-", "--format", "csv"},
+                                                                     {"diff", "a.dat", "b.dat"},
+                                                                     {"check", "a.dat"},
+                                                                     {"explain", "0"}}) {
+    const Result full = orb(arguments, Output::kFullDisk);
+    EXPECT_EQ(full.status, 1) << arguments[0];
+    EXPECT_THAT(full.err, HasSubstr("standard output: cannot write: the disk is full (0xE061006A)")) << arguments[0];
+    const Result closed = orb(arguments, Output::kClosedPipe);
+    EXPECT_EQ(closed.status, 1) << arguments[0];
+    EXPECT_THAT(closed.err, ::testing::Not(HasSubstr("cannot write"))) << arguments[0];
+  }
+}
+
+TEST_F(CommandTest, TheLogOfTheLibrariesIsShownOnRequestOnly) {
+  EXPECT_THAT(orb({"get", "missing", "ORB_L_CHANNELS"}).err, Not(HasSubstr("FileAccess::open")));
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {"--verbose", "get", "missing", "ORB_L_CHANNELS"}, {"get", "missing", "ORB_L_CHANNELS", "--verbose"}}) {
+    EXPECT_THAT(orb(arguments).err, HasSubstr("FileAccess::open: Failed to open: missing"));
+  }
+}
+
+TEST_F(CommandTest, ControlCharactersOfAFileDoNotReachTheTerminal) {
+  create("a.dat");
+  good({"set", "a.dat", "ORB_T_CTITLE", "\x1B]0;owned\x07 \xC2\x9B end \xFF \xE2\x80\xAE"});
+  for (const char* command : {"info", "dump"}) {
+    const std::string text = good({command, "a.dat"});
+    EXPECT_THAT(text, HasSubstr("\\x1B]0;owned\\x07 \\x9B end \\xFF \\u202E")) << command;
+  }
+  const std::string name = "no\x1B[31mred";
+  EXPECT_THAT(orb({"info", name}).err, HasSubstr("no\\x1B[31mred"));
+  EXPECT_THAT(orb({"get", "a.dat", name}).err, HasSubstr("no\\x1B[31mred"));
+}
+
+TEST(OrbDocuments, TheManPageIsCleanAndNamesEveryCommand) {
+  const std::string page = readFile(ORB_MAN_PAGE);
+  for (const std::string command : kCommands) EXPECT_THAT(page, HasSubstr(".SS orb " + command + " ")) << command;
+  const Result result = runProgram("man", {"--warnings", "-l", ORB_MAN_PAGE});
+  if (result.status == 127) GTEST_SKIP() << "man is not installed";
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+}
+
+/// Presses the tab key on a command line; the words that are offered, one a line.
+std::string complete(const std::string& script_tail) {
+  const std::string script = std::string("PATH=\"$(dirname '") + ORB_TOOL + "'):$PATH\"; source '" + ORB_COMPLETION +
+                             "'; " + script_tail + "; COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _orb; " +
+                             "printf '%s\\n' \"${COMPREPLY[@]}\"";
+  return runProgram("bash", {"-c", script}).out;
+}
+
+TEST(OrbDocuments, TheShellCompletesCommandsOptionsAndNames) {
+  if (runProgram("bash", {"-c", "true"}).status != 0) GTEST_SKIP() << "bash is not installed";
+  EXPECT_EQ(runProgram("bash", {"-n", ORB_COMPLETION}).status, 0);
+  const std::string commands = complete("COMP_WORDS=(orb '')");
+  for (const std::string command : kCommands) EXPECT_THAT(commands, HasSubstr(command + "\n"));
+  EXPECT_EQ(complete("COMP_WORDS=(orb di)"), "diff\n");
+  EXPECT_EQ(complete("COMP_WORDS=(orb get a.dat orb_d_livet)"), "ORB_D_LIVETIME\n");
+  EXPECT_EQ(complete("COMP_WORDS=(orb set --record 3 a.dat ORB_D_LIVET)"), "ORB_D_LIVETIME\n");
+  EXPECT_EQ(complete("COMP_WORDS=(orb import --det)"), "--detector\n");
+  EXPECT_EQ(complete("COMP_WORDS=(orb import --detector n)"), "nai\n");
+}
+
+/// Every option that a command's help names is offered by the shell and described by the man page.
+TEST(OrbDocuments, OptionsAreTheSameInHelpCompletionAndManPage) {
+  const std::string page = readFile(ORB_MAN_PAGE);
+  for (const std::string command : kCommands) {
+    const std::string offered = complete("COMP_WORDS=(orb " + command + " --)");
+    std::istringstream lines(runProgram(ORB_TOOL, {command, "--help"}).out);
+    for (std::string word; lines >> word;) {
+      if (word.substr(0, 2) != "--" || word.size() < 4 || word.find(',') != std::string::npos) continue;
+      if (word.find_first_not_of("-abcdefghijklmnopqrstuvwxyz") != std::string::npos) continue;
+      EXPECT_THAT(offered, HasSubstr(word + "\n")) << command;
+      EXPECT_THAT(page, HasSubstr("\\-\\-" + word.substr(2))) << command;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orbtest

@@ -1,0 +1,211 @@
+// import, export, info.
+#include <algorithm>
+
+#include "command_runner.h"
+
+namespace orbtest {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class SpectrumTest : public CommandTest {
+ protected:
+  /// Imports and gives what was said on standard error.
+  static std::string import(const std::string& source, const std::string& file, std::vector<std::string> more = {}) {
+    std::vector<std::string> arguments{"import", source, file};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const Result result = orb(arguments);
+    EXPECT_EQ(result.status, 0) << source << ": " << result.err;
+    return result.err;
+  }
+  static std::string importText(const std::string& text, const std::string& file) {
+    writeFile("text.spe", text);
+    return import("text.spe", file, {"--detector", "hpge", "--force"});
+  }
+};
+
+TEST_F(SpectrumTest, AnImportCarriesCountsTimesTextsAndCalibration) {
+  importText(kSmallSpe, "a.dat");
+  const auto info = json({"info", "a.dat"});
+  EXPECT_EQ(info["file"], "a.dat");
+  EXPECT_EQ(info["title"], "Small sample");
+  EXPECT_EQ(info["channels"], 8);
+  EXPECT_EQ(info["total_counts"], 36);
+  EXPECT_EQ(info["live_time_s"], 600);
+  EXPECT_EQ(info["real_time_s"], 605);
+  EXPECT_EQ(info["start_time"], "2024-03-01T12:30:00Z");
+  // 0.5 + 2 i with channels from 0 is -1.5 + 2 j with channels from 1.
+  EXPECT_EQ(info["energy_calibration"]["coefficients"], (std::vector<double>{-1.5, 2}));
+  EXPECT_EQ(info["energy_calibration"]["unit"], "keV");
+  EXPECT_EQ(info["energy_calibration"]["default"], false);
+  EXPECT_EQ(info["blocks"][0]["class"], "0x2000");
+  EXPECT_EQ(info["blocks"][0]["records"], 0);
+  EXPECT_THAT(good({"info", "a.dat"}), HasSubstr("-1.5 + 2 x keV (x: channel, from 1); 0.50 keV in channel 1"));
+}
+
+TEST_F(SpectrumTest, WithoutCalibrationNoneIsInvented) {
+  std::string text = kSmallSpe;
+  text.erase(text.find("$ENER_FIT"));
+  EXPECT_THAT(importText(text, "a.dat"), HasSubstr("no energy calibration"));
+  const auto info = json({"info", "a.dat"});
+  EXPECT_TRUE(info["energy_calibration"].is_null());
+  EXPECT_EQ(info["fwhm_calibration"]["default"], true);
+  EXPECT_EQ(orb({"get", "a.dat", "ORB_D_ECALGAIN"}).status, 1);
+  EXPECT_THAT(good({"get", "a.dat", "ORB_T_SCALSOURCE"}), HasSubstr("not measured"));
+  EXPECT_THAT(good({"info", "a.dat"}), HasSubstr("Energy     not calibrated"));
+  good({"export", "a.dat", "a.csv"});
+  EXPECT_TRUE(json({"info", "a.csv"})["energy_calibration"].is_null());
+  EXPECT_EQ(json({"info", "a.csv"})["has_fwhm_calibration"], false);
+}
+
+TEST_F(SpectrumTest, DefaultsOfANewFileAreNotExportedAsACalibration) {
+  create("a.dat");
+  EXPECT_THAT(orb({"export", "a.dat", "a.spe"}).err, HasSubstr("default of a new file"));
+  EXPECT_TRUE(json({"info", "a.spe"})["energy_calibration"].is_null());
+}
+
+TEST_F(SpectrumTest, CountsOfEverySizeArriveExactly) {
+  std::string text = kSmallSpe;
+  text.replace(text.find("7\n8\n"), 4, "2147483647\n0\n");
+  importText(text, "a.dat");
+  EXPECT_EQ(json({"info", "a.dat"})["total_counts"], 2147483647LL + 21);
+  text.replace(text.find("2147483647"), 10, "2147483648");
+  EXPECT_THAT(importText(text, "a.dat"), HasSubstr("32-bit real numbers"));
+  EXPECT_EQ(json({"info", "a.dat"})["total_counts"], 2147483648LL + 21);
+  text.replace(text.find("2147483648"), 10, "2147483649");
+  EXPECT_THAT(importText(text, "a.dat"), HasSubstr("1 of them are rounded"));
+}
+
+TEST_F(SpectrumTest, WidthsThatFollowOurEquationAreFoundAgain) {
+  importText(kSmallSpe, "a.dat");
+  // 1.2 + 0.04 sqrt(E), as somebody might set it by hand.
+  good({"set", "a.dat", "ORB_D_FWHMOFF", "1.2"});
+  good({"set", "a.dat", "ORB_D_FWHMSLOPE", "0.04"});
+  good({"set", "a.dat", "ORB_T_SCALSOURCE", "by hand"});
+  for (const char* ending : {"n42", "csv"}) {
+    const std::string out = std::string("a.") + ending;
+    ASSERT_EQ(orb({"export", "a.dat", out}).status, 0);
+    import(out, "b.dat", {"--detector", "nai", "--force"});
+    EXPECT_NEAR(std::stod(good({"get", "b.dat", "ORB_D_FWHMOFF"})), 1.2, 1e-9) << ending;
+    EXPECT_NEAR(std::stod(good({"get", "b.dat", "ORB_D_FWHMSLOPE"})), 0.04, 1e-9) << ending;
+  }
+}
+
+TEST_F(SpectrumTest, ForeignWidthsComeBackAsTheyWereUntilSomebodyChangesThem) {
+  const std::string shape = "$SHAPE_CAL:\n3\n2.09 0.001 -4.1E-8\n";
+  EXPECT_THAT(importText(kSmallSpe + shape, "a.dat"), HasSubstr("was fitted to it"));
+  good({"export", "a.dat", "a.spe"});
+  EXPECT_THAT(readFile("a.spe"), HasSubstr("2.09 0.001 -4.1e-08"));
+  good({"set", "a.dat", "ORB_D_FWHMOFF", "3"});
+  EXPECT_THAT(orb({"export", "a.dat", "a.spe", "--force"}).err, HasSubstr("quadratic"));
+  EXPECT_THAT(readFile("a.spe"), Not(HasSubstr("2.09 ")));
+}
+
+TEST_F(SpectrumTest, BrokenInputNamesTheLineAndLeavesNothingBehind) {
+  std::string text = kSmallSpe;
+  text.replace(text.find("5\n6\n"), 4, "5\nsix\n");
+  writeFile("broken.spe", text);
+  const Result result = orb({"import", "broken.spe", "a.dat"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, HasSubstr("broken.spe: line 14"));
+  EXPECT_THAT(folder(), ElementsAre("broken.spe"));
+  EXPECT_EQ(orb({"info", "broken.spe"}).status, 1);
+  EXPECT_THAT(orb({"import", "nowhere.spe", "a.dat"}).err, HasSubstr("nowhere.spe: cannot open: the file does not"));
+  EXPECT_THAT(orb({"import", ".", "a.dat"}).err, HasSubstr("0xE0610042"));
+}
+
+TEST_F(SpectrumTest, TheFormatOfAnExportComesFromTheNameOrTheOption) {
+  importText(kSmallSpe, "a.dat");
+  EXPECT_THAT(good({"export", "a.dat", "-", "--format", "json"}), HasSubstr("Small sample"));
+  EXPECT_EQ(orb({"export", "a.dat", "-"}).status, 2);
+  EXPECT_EQ(orb({"export", "a.dat", "a.png"}).status, 2);
+  EXPECT_EQ(orb({"export", "a.dat", "a", "--format", "png"}).status, 2);
+  good({"export", "a.dat", "A.SPE"});
+  EXPECT_THAT(readFile("A.SPE"), HasSubstr("$DATA"));
+  good({"set", "a.dat", "ORB_D_PKENERGY", "1", "--record", "1"});
+  EXPECT_THAT(orb({"export", "a.dat", "b.spe"}).err, HasSubstr("not carried: Peak results, 1 records"));
+}
+
+TEST_F(SpectrumTest, OneOfSeveralSpectraIsChosenByNumber) {
+  const std::string source = measured("hpge_16k_portal_multi_2006.n42");
+  if (source.empty()) GTEST_SKIP() << "no measured spectra (ORB_TEST_DATA)";
+  EXPECT_EQ(json({"info", source})["spectra"].size(), 160u);
+  EXPECT_THAT(import(source, "first.dat"), HasSubstr("160 spectra"));
+  import(source, "second.dat", {"--spectrum", "2"});
+  EXPECT_EQ(json({"info", "first.dat"})["total_counts"], 1577);
+  EXPECT_EQ(json({"info", "second.dat"})["total_counts"], 2695);
+  EXPECT_THAT(orb({"import", source, "x.dat", "--spectrum", "161"}).err, HasSubstr("there is no spectrum 161"));
+}
+
+/// What is known of the measured spectra from elsewhere.
+struct Sample {
+  const char* name;
+  unsigned channels;
+  unsigned counts;
+  double live_s;  // 0: the file names none
+  bool is_calibrated;
+  bool is_germanium;
+};
+
+const Sample kSamples[] = {
+    {"hpge_16k_leadcave_background.spe", 16384, 1052900, 437817, true, true},
+    {"hpge_16k_naa_pottery.spe", 16384, 304706, 16543, true, true},
+    {"hpge_8k_field_alcatraz.spe", 8192, 132978, 900, true, true},
+    {"hpge_8k_field_alcatraz.n42", 8192, 132978, 900, true, true},
+    {"hpge_8k_field_alcatraz.csv", 8192, 132978, 0, true, true},
+    {"hpge_1k_mixed_gamma.spe", 1024, 256038, 199, true, true},
+    {"csi_4k_ba133_cs137_uncal.csv", 4094, 166239, 0, false, false},
+    {"nai_1k_zero_calibration.spe", 1024, 892301, 296, false, false},
+    {"nai_1001ch_background_uncal.spe", 1001, 398163, 3600, false, false},
+    {"nai_1k_field_kut_calibration.spe", 1024, 3670244, 10000, true, false},
+    {"nai_1k_loess_profile_1.spe", 1024, 764745, 3600, true, false},
+    {"scint_1k_handheld_5s.spe", 1024, 973, 5, true, false},
+    {"csi_1k_am241.n42", 1024, 306058, 613, true, false},
+    {"hpge_8k_co60.csv", 8192, 193202, 0, true, true},
+    {"hpge_8k_cs137.csv", 8192, 305513, 0, true, true},
+    {"hpge_8k_i131.csv", 8192, 671878, 0, true, true},
+    {"hpge_8k_ra226.csv", 8192, 819554, 0, true, true},
+    {"hpge_8k_lu177.csv", 8192, 76585, 0, true, true},
+};
+
+class MeasuredSpectrum : public SpectrumTest, public ::testing::WithParamInterface<Sample> {};
+
+TEST_P(MeasuredSpectrum, IsImportedAsItIsKnownAndSurvivesEveryFormat) {
+  const Sample& sample = GetParam();
+  const std::string source = measured(sample.name);
+  if (source.empty()) GTEST_SKIP() << "no measured spectra (ORB_TEST_DATA)";
+  EXPECT_THAT(import(source, "a.dat"), HasSubstr(sample.is_germanium ? "germanium (hpge)" : "scintillator (nai)"));
+  const auto info = json({"info", "a.dat"});
+  EXPECT_EQ(info["channels"], sample.channels);
+  EXPECT_EQ(info["total_counts"], sample.counts);
+  EXPECT_EQ(info["live_time_s"].is_null() ? 0.0 : info["live_time_s"].get<double>(), sample.live_s);
+  EXPECT_EQ(info["energy_calibration"].is_object(), sample.is_calibrated);
+  EXPECT_EQ(json({"info", source})["total_counts"], sample.counts);
+
+  for (const char* ending : {"spe", "n42", "csv"}) {
+    const std::string out = std::string("out.") + ending;
+    ASSERT_EQ(orb({"export", "a.dat", out}).status, 0);
+    import(out, "b.dat", {"--force"});
+    const auto again = json({"info", "b.dat"});
+    for (const char* member : {"title", "live_time_s", "real_time_s", "start_time", "total_counts", "channels"}) {
+      EXPECT_EQ(again[member], info[member]) << ending << " " << member;
+    }
+    if (sample.is_calibrated) {
+      EXPECT_EQ(again["energy_calibration"]["coefficients"], info["energy_calibration"]["coefficients"]) << ending;
+    }
+    EXPECT_THAT(orb({"diff", "a.dat", "b.dat"}).out, Not(HasSubstr("spectrum, group"))) << ending;
+  }
+  ASSERT_EQ(orb({"export", "a.dat", "out.json"}).status, 0);
+  EXPECT_FALSE(nlohmann::json::parse(readFile("out.json"), nullptr, false).is_discarded());
+}
+
+INSTANTIATE_TEST_SUITE_P(Samples, MeasuredSpectrum, ::testing::ValuesIn(kSamples), [](const auto& c) {
+  std::string name = c.param.name;
+  std::replace(name.begin(), name.end(), '.', '_');
+  return name;
+});
+
+}  // namespace
+}  // namespace orbtest

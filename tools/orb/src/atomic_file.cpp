@@ -1,0 +1,138 @@
+#include "atomic_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "aioproto.h"
+#include "failure.h"
+#include "open_file.h"
+
+namespace orb::tool {
+
+namespace {
+
+/// A data file has companions while it is being written.
+constexpr std::array<const char*, 4> kEndings = {"", "-lock", "-journal", "-new"};
+
+/// What the signal handler removes: empty names, or those of the one draft there is.
+std::array<char[PATH_MAX], kEndings.size()> g_leftovers;
+
+void removeLeftovers() {
+  for (const auto& name : g_leftovers) {
+    if (name[0] != '\0') unlink(name);
+  }
+}
+
+extern "C" void onSignal(int number) {
+  removeLeftovers();
+  std::signal(number, SIG_DFL);
+  std::raise(number);
+}
+
+void watch(const std::string& draft) {
+  for (std::size_t i = 0; i < kEndings.size(); ++i) {
+    std::snprintf(g_leftovers[i], PATH_MAX, "%s%s", draft.c_str(), kEndings[i]);
+  }
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, onSignal);
+}
+
+void unwatch() {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, SIG_DFL);
+  for (auto& name : g_leftovers) name[0] = '\0';
+}
+
+/// The file that a symbolic link stands for, so that the link stays a link.
+std::string followLink(const std::string& path) {
+  struct stat state {};
+  if (lstat(path.c_str(), &state) != 0 || !S_ISLNK(state.st_mode)) return path;
+  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+  if (!real) failWithErrno(errno, path, "cannot follow the link");
+  return real.get();
+}
+
+/// Refuses to pull a data file from under its writer. Opening it also completes what a crashed writer left.
+void requireNoWriter(const std::string& path) {
+  FileAccess existing;
+  const std::uint32_t status = existing.open(path, com::norvale::orb::READWRITE);
+  for (const std::uint32_t refusal : {AIO_LOCKED, AIO_BUSY, AIO_NOACCESS}) {
+    if (status == convertReturnCode(refusal)) throw Failure(path, "cannot replace", status);
+  }
+}
+
+void requireReplaceable(const std::string& path, bool force) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) == 0) {
+    if (!S_ISREG(state.st_mode)) throw Failure(path, "cannot write", convertReturnCode(AIO_NOTREGULAR));
+    if (!force) throw Failure(path, "not overwritten without --force", convertReturnCode(AIO_FILEEXISTS));
+    requireNoWriter(path);
+  }
+  // It would be taken for the journal of the new file and undo parts of it.
+  if (pathExists(path + "-journal")) {
+    throw Failure(path + "-journal", "a journal lies beside the file; restore or remove it first",
+                  convertReturnCode(AIO_FILEEXISTS));
+  }
+}
+
+/// A short name in the target's folder that is not in use.
+std::string draftName(const std::string& target) {
+  const auto slash = target.rfind('/');
+  const std::string folder = slash == std::string::npos ? "" : target.substr(0, slash + 1);
+  for (int i = 0;; ++i) {
+    const std::string name = folder + ".orb-" + std::to_string(getpid()) + "-" + std::to_string(i) + ".part";
+    if (!pathExists(name)) return name;
+  }
+}
+
+void writeAll(int descriptor, std::string_view text, const std::string& name) {
+  while (!text.empty()) {
+    const ssize_t n = ::write(descriptor, text.data(), text.size());
+    if (n < 0 && errno != EINTR) failWithErrno(errno, name, "cannot write");
+    if (n > 0) text.remove_prefix(static_cast<std::size_t>(n));
+  }
+  if (fsync(descriptor) != 0) failWithErrno(errno, name, "cannot write");
+}
+
+bool renameWithoutReplacing(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  // Not every file system knows this rename; the check when the draft was begun has to do there.
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  return rename(from.c_str(), to.c_str()) == 0;
+}
+
+}  // namespace
+
+DraftFile::DraftFile(const std::string& target, bool force)
+    : named_(target), target_(followLink(target)), draft_(draftName(target_)), force_(force) {
+  requireReplaceable(target_, force);
+  watch(draft_);
+}
+
+DraftFile::~DraftFile() {
+  if (!is_published_) removeLeftovers();
+  unwatch();
+}
+
+void DraftFile::write(std::string_view text) {
+  const int descriptor = open(draft_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
+  if (descriptor < 0) failWithErrno(errno, named_, "cannot write");
+  const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* d) { close(*d); });
+  writeAll(descriptor, text, named_);
+}
+
+void DraftFile::publish() {
+  const bool done = force_ ? rename(draft_.c_str(), target_.c_str()) == 0 : renameWithoutReplacing(draft_, target_);
+  if (!done) failWithErrno(errno, named_, "cannot write");
+  is_published_ = true;
+}
+
+}  // namespace orb::tool

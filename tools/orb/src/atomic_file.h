@@ -1,0 +1,35 @@
+/// Output files that appear whole or not at all.
+#pragma once
+#include <string>
+#include <string_view>
+
+namespace orb::tool {
+
+/// A file under a name of its own beside its target, renamed to the target when it is complete. A draft that is not
+/// published is removed, also when a signal ends the program.
+class DraftFile {
+ public:
+  /// @param force  whether an existing file may be replaced. Never replaced: what is not a regular file, a data file
+  ///               that somebody is writing, a file beside which a crashed writer's journal lies.
+  /// @throws Failure
+  DraftFile(const std::string& target, bool force);
+  ~DraftFile();
+  DraftFile(const DraftFile&) = delete;
+  DraftFile& operator=(const DraftFile&) = delete;
+
+  /// Name of the draft. Nothing lies there yet.
+  const std::string& path() const { return draft_; }
+  /// Makes the draft of a text and writes it to disk. @throws Failure
+  void write(std::string_view text);
+  /// Gives the draft its name. @throws Failure
+  void publish();
+
+ private:
+  std::string named_;   // as the user wrote it
+  std::string target_;  // symbolic links resolved
+  std::string draft_;
+  bool force_;
+  bool is_published_ = false;
+};
+
+}  // namespace orb::tool

@@ -1,0 +1,29 @@
+#include "failure.h"
+
+#include "result_text.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+std::string compose(const std::string& subject, const std::string& what) {
+  return subject.empty() ? escapeLine(what) : escapeLine(subject) + ": " + escapeLine(what);
+}
+
+}  // namespace
+
+Failure::Failure(const std::string& subject, const std::string& what) : std::runtime_error(compose(subject, what)) {}
+
+Failure::Failure(const std::string& subject, const std::string& what, std::uint32_t code)
+    : std::runtime_error(compose(subject, what) + ": " + codeInWords(code)) {}
+
+void require(std::uint32_t code, const std::string& file, const std::string& what) {
+  if (code != 0) throw Failure(file, what, code);
+}
+
+void failWithErrno(int error, const std::string& file, const std::string& what) {
+  throw Failure(file, what, codeOfErrno(error));
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,62 @@
+#include "open_file.h"
+
+#include <sys/stat.h>
+
+#include "failure.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace lib = com::norvale::orb;
+
+void openForReading(FileAccess& file, const std::string& path) {
+  require(file.open(path, lib::READONLY), path, "cannot open");
+}
+
+void openForWriting(FileAccess& file, const std::string& path) {
+  require(file.open(path, lib::READWRITE), path, "cannot open for writing");
+}
+
+void flushAndClose(FileAccess& file) {
+  const std::string name = file.name();
+  require(file.flush(), name, "cannot write the changes");
+  require(file.close(lib::NOFLUSH), name, "cannot close");
+}
+
+std::optional<Variant> findValue(const FileAccess& file, std::uint32_t code, std::uint16_t record,
+                                 std::uint16_t entry) {
+  Variant value;
+  const std::uint32_t status = file.getParameter(code, value, record, entry);
+  if (status == lib::kNoValue) return std::nullopt;
+  if (status != 0) throw Failure(file.name(), "cannot read " + formatParameterError(code), status);
+  return value;
+}
+
+std::string findText(const FileAccess& file, std::uint32_t code) {
+  const auto value = findValue(file, code);
+  return value ? value->toString() : std::string();
+}
+
+std::optional<double> findNumber(const FileAccess& file, std::uint32_t code) {
+  const auto value = findValue(file, code);
+  return value ? std::optional(value->toDouble()) : std::nullopt;
+}
+
+void putValue(FileAccess& file, std::uint32_t code, const Variant& value) {
+  const std::uint32_t status = file.setParameter(code, value, 0, 0);
+  if (status != 0) throw Failure(file.name(), "cannot store " + formatParameterError(code), status);
+}
+
+bool isSameFile(const std::string& a, const std::string& b) {
+  struct stat first {};
+  struct stat second {};
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
+}
+
+bool pathExists(const std::string& path) {
+  struct stat state {};
+  return lstat(path.c_str(), &state) == 0;
+}
+
+}  // namespace orb::tool

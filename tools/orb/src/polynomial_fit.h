@@ -1,0 +1,15 @@
+/// Least squares with polynomials of low degree.
+#pragma once
+#include <span>
+#include <vector>
+
+#include "spectrum_data.h"
+
+namespace orb::tool {
+
+/// The polynomial that fits points with unit weights, constant first.
+/// @param degree  at most 5; lowered to one less than the number of different x
+/// @return empty for no points
+std::vector<double> fitPolynomial(std::span<const formats::CalibrationPoint> points, std::size_t degree);
+
+}  // namespace orb::tool

@@ -1,0 +1,163 @@
+#include "spectrum_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <numeric>
+
+#include "aioproto.h"
+#include "calibration_text.h"
+#include "failure.h"
+#include "open_file.h"
+#include "summary.h"
+#include "terminal_text.h"
+#include "value_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+using formats::SpectrumData;
+
+std::string readBytes(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) failWithErrno(errno, path, "cannot open");
+  const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* d) { close(*d); });
+  std::string bytes;
+  constexpr std::size_t kStep = std::size_t{1} << 20;
+  for (std::size_t size = 0;;) {
+    bytes.resize(size + kStep);
+    const ssize_t n = read(descriptor, bytes.data() + size, kStep);
+    if (n < 0 && errno != EINTR) failWithErrno(errno, path, "cannot read");
+    if (n > 0) size += static_cast<std::size_t>(n);
+    bytes.resize(size);
+    if (n == 0) return bytes;
+    if (size > formats::kMaxTextBytes) {
+      throw Failure(path, "longer than the " + std::to_string(formats::kMaxTextBytes >> 20) + " MiB that are read");
+    }
+  }
+}
+
+double total(const SpectrumData& spectrum) {
+  return std::accumulate(spectrum.counts.begin(), spectrum.counts.end(), 0.0);
+}
+
+std::string energyText(const SpectrumData& spectrum) {
+  const formats::EnergyCalibration& energy = spectrum.energy;
+  if (!energy.coefficients.empty() && energy.unit == "keV") {
+    EnergyCalibration calibration;
+    calibration.coefficients = energy.coefficients;
+    calibration.first_channel = 0;
+    return energyWords(calibration, spectrum.first_channel, spectrum.first_channel + spectrum.counts.size() - 1);
+  }
+  if (!energy.coefficients.empty()) return "coefficients in " + energy.unit;
+  if (!energy.points.empty()) return std::to_string(energy.points.size()) + " points in " + energy.unit;
+  return "not calibrated";
+}
+
+void describe(const SpectrumData& spectrum, const std::string& margin, Console& console) {
+  const auto label = [&](const char* name, const std::string& text) {
+    if (!text.empty()) console.line(margin + padRight(name, kLabelWidth) + escapeLine(text));
+  };
+  const auto seconds = [](const std::optional<double>& s) { return s ? numberText(*s) + " s" : "not known"; };
+  label("Title", spectrum.title);
+  label("Detector", spectrum.detector);
+  label("Instrument", spectrum.instrument);
+  label("Start", spectrum.start ? spectrum.start->toString() : "not known");
+  label("Live time", seconds(spectrum.live_s));
+  label("Real time", seconds(spectrum.real_s));
+  label("Channels", std::to_string(spectrum.counts.size()));
+  label("Counts", numberText(total(spectrum)));
+  label("Energy", energyText(spectrum));
+  label("FWHM", spectrum.fwhm.empty() ? "not calibrated" : "calibrated");
+  for (const std::string& warning : spectrum.warnings) label("Note", warning);
+}
+
+/// Many spectra get a line each.
+void list(const std::vector<SpectrumData>& spectra, Console& console) {
+  console.line("Spectra");
+  std::size_t number = 0;
+  for (const SpectrumData& spectrum : spectra) {
+    std::string text = "  " + padLeft(std::to_string(++number), 4) + "  " + std::to_string(spectrum.counts.size()) +
+                       " channels, " + numberText(total(spectrum)) + " counts";
+    if (spectrum.start) text += ", " + spectrum.start->toString();
+    if (spectrum.live_s) text += ", " + numberText(*spectrum.live_s) + " s live";
+    for (const std::string& word : {spectrum.name, spectrum.detector}) {
+      if (!word.empty()) text += ", " + word;
+    }
+    console.line(escapeLine(text));
+  }
+}
+
+Json energyJson(const formats::EnergyCalibration& energy) {
+  if (energy.empty()) return nullptr;
+  Json json;
+  json["coefficients"] = energy.coefficients;
+  json["unit"] = energy.unit;
+  json["first_channel"] = 0;
+  if (!energy.points.empty()) json["points"] = energy.points.size();
+  return json;
+}
+
+Json spectrumJson(const SpectrumData& spectrum) {
+  Json json;
+  json["name"] = spectrum.name;
+  json["title"] = spectrum.title;
+  json["detector"] = spectrum.detector;
+  json["instrument"] = spectrum.instrument;
+  json["channels"] = spectrum.counts.size();
+  json["total_counts"] = countsJson(total(spectrum));
+  json["live_time_s"] = spectrum.live_s ? Json(*spectrum.live_s) : Json(nullptr);
+  json["real_time_s"] = spectrum.real_s ? Json(*spectrum.real_s) : Json(nullptr);
+  json["start_time"] = spectrum.start ? Json(spectrum.start->toString()) : Json(nullptr);
+  json["energy_calibration"] = energyJson(spectrum.energy);
+  json["has_fwhm_calibration"] = !spectrum.fwhm.empty();
+  json["warnings"] = spectrum.warnings;
+  return json;
+}
+
+}  // namespace
+
+SpectrumFile readSpectrumFile(const std::string& path) {
+  const std::string bytes = readBytes(path);
+  try {
+    return {path, formats::detectFormat(bytes), formats::readSpectra(bytes, path)};
+  } catch (const formats::FormatError& error) {
+    throw Failure("", error.what());
+  }
+}
+
+const char* formatWords(formats::Format format) {
+  switch (format) {
+    case formats::Format::kSpe:
+      return "IAEA ASCII";
+    case formats::Format::kN42:
+      return "ANSI N42.42";
+    default:
+      return "CSV";
+  }
+}
+
+Json spectrumFileJson(const SpectrumFile& file) {
+  Json json;
+  json["file"] = file.path;
+  json["format"] = formatWords(file.format);
+  json.update(spectrumJson(file.spectra.front()));
+  json["spectra"] = Json::array();
+  for (const SpectrumData& spectrum : file.spectra) json["spectra"].push_back(spectrumJson(spectrum));
+  json["blocks"] = Json::array();
+  return json;
+}
+
+void printSpectrumFile(const SpectrumFile& file, Console& console) {
+  const std::size_t n = file.spectra.size();
+  console.line(padRight("File", kLabelWidth) + escapeLine(file.path));
+  console.line(padRight("Format", kLabelWidth) + formatWords(file.format) +
+               (n == 1 ? "" : ", " + std::to_string(n) + " spectra; the first one:"));
+  describe(file.spectra.front(), n == 1 ? "" : "  ", console);
+  if (n > 1) list(file.spectra, console);
+}
+
+}  // namespace orb::tool
