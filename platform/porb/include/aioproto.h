@@ -42,7 +42,7 @@ PORB_EXPORT ULONG AioCreate(void** handle, const char* path, ULONG size, void* r
 PORB_EXPORT ULONG AioClose2(void* handle, ULONG option);
 
 /** Writes all pending changes in one transaction: after AIO_OK they survive power loss.
- *  @return AIO_OK (also when nothing is pending); AIO_DISKFULL, AIO_IOERROR, AIO_BUSY, AIO_NOACCESS, AIO_CORRUPT.
+ *  @return AIO_OK (also when nothing is pending); AIO_DISKFULL, AIO_IOERROR, AIO_BUSY, AIO_NOACCESS, AIO_CORRUPT; AIO_NOFILE (removed or replaced).
  *          After a failure the changes are still pending and the call may be tried again. */
 PORB_EXPORT ULONG AioFlush(void* handle);
 

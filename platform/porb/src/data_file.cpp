@@ -18,15 +18,9 @@ DataFile::DataFile(std::string path, bool writable, const Dictionary& dictionary
   const Snapshot snapshot(*this);
 }
 
-DataFile::Snapshot::Snapshot(DataFile& file) : file_(file) {
-  file_.storage_->beginRead();
-  try {
-    // A reader never mixes two flushed states: when the writer has moved on, all of its image follows.
-    if (!file_.is_listed_ || (!file_.writable_ && file_.storage_->state() != file_.state_)) file_.followWriter();
-  } catch (...) {
-    file_.storage_->endRead();
-    throw;
-  }
+DataFile::Snapshot::Snapshot(DataFile& file) : scope_(*file.storage_) {
+  // A reader never mixes two flushed states: when the writer has moved on, all of its image follows.
+  if (!file.is_listed_ || (!file.writable_ && file.storage_->state() != file.state_)) file.followWriter();
 }
 
 /// Takes over the list of blocks as it was last flushed. What was read before belongs to an older state and

@@ -44,12 +44,9 @@ class DataFile {
   class Snapshot {
    public:
     explicit Snapshot(DataFile& file);
-    ~Snapshot() { file_.storage_->endRead(); }
-    Snapshot(const Snapshot&) = delete;
-    Snapshot& operator=(const Snapshot&) = delete;
 
    private:
-    DataFile& file_;
+    ReadScope scope_;
   };
 
   /// Header of a block with its present number of records. @throws Failure

@@ -101,18 +101,14 @@ void checkBlock(SqliteStorage& storage, const BlockHeader& header, const Diction
 
 Status SqliteStorage::check(const Dictionary& dictionary, const Finding& report) {
   Findings findings(report);
-  beginRead();
+  const ReadScope scope(*this);
   try {
     checkPages(database_, findings);
     checkOrphans(database_, findings);
     for (const BlockHeader& header : listBlocks()) checkBlock(*this, header, dictionary, findings);
   } catch (const Failure& failure) {
     findings.add(0, failure.status(), AioStatusText(failure.status()));
-  } catch (...) {
-    endRead();
-    throw;
   }
-  endRead();
   return findings.first();
 }
 

@@ -136,14 +136,8 @@ SqliteStorage::SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock,
 
 void SqliteStorage::openForReading() {
   database_.execute("PRAGMA cell_size_check=ON");
-  beginRead();
-  try {
-    verifyFormat(database_);
-  } catch (...) {
-    endRead();
-    throw;
-  }
-  endRead();
+  const ReadScope scope(*this);
+  verifyFormat(database_);
 }
 
 Statement& SqliteStorage::prepared(Statement& statement, const char* sql) {

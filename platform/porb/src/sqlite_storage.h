@@ -74,7 +74,7 @@ class SqliteStorage final : public Storage {
   bool names_known_ = false;
   std::set<std::uint32_t> names_;  // codes whose names lie in the file
 
-  Statement begin_read_, end_read_, data_version_;
+  Statement begin_read_, data_version_;
   Statement begin_write_, end_write_;
   Statement list_blocks_, list_classes_, list_records_, list_values_, list_spectra_, count_records_;
   Statement put_block_, put_record_, put_value_, put_spectrum_, put_name_;

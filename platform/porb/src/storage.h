@@ -57,6 +57,18 @@ class Storage {
   virtual void endRead() noexcept = 0;
 };
 
+/// Reads against one flushed state, to the end of a scope.
+class ReadScope {
+ public:
+  explicit ReadScope(Storage& storage) : storage_(storage) { storage_.beginRead(); }
+  ~ReadScope() { storage_.endRead(); }
+  ReadScope(const ReadScope&) = delete;
+  ReadScope& operator=(const ReadScope&) = delete;
+
+ private:
+  Storage& storage_;
+};
+
 /// Opens a file; a writer takes the writer's lock of the file.
 std::unique_ptr<Storage> openSqliteStorage(const std::string& path, bool writable);
 /// Creates an empty file and opens it for writing.
