@@ -34,7 +34,8 @@ Sqlite::Statement Sqlite::prepare(const char* sql) const {
 }
 
 void Sqlite::makeTable(const std::vector<std::uint32_t>& codes) const {
-  run("CREATE TABLE value(code INTEGER,record INTEGER,entry INTEGER,value,PRIMARY KEY(code,record,entry)) WITHOUT ROWID");
+  run("CREATE TABLE value(code INTEGER,record INTEGER,entry INTEGER,value,PRIMARY KEY(code,record,entry)) WITHOUT "
+      "ROWID");
   run("BEGIN");
   const Statement insert = prepare("INSERT INTO value VALUES(?,0,0,?)");
   double value = kFirstValue;
@@ -95,7 +96,9 @@ Hdf5::Hdf5(const std::string& path, const std::vector<std::uint32_t>& codes) {
   H5Sclose(space);
 }
 
-Hdf5::~Hdf5() { H5Fclose(file_); }
+Hdf5::~Hdf5() {
+  H5Fclose(file_);
+}
 
 double Hdf5::get(std::size_t n) const {
   double value = 0;

@@ -18,12 +18,9 @@ void RatioReport::ReportRuns(const std::vector<Run>& runs) {
   }
 }
 
-double RatioReport::median(const char* benchmark) const {
+double RatioReport::least(const char* benchmark) const {
   const auto found = samples_.find(benchmark);
-  if (found == samples_.end()) return 0;
-  std::vector<double> times = found->second;
-  std::sort(times.begin(), times.end());
-  return times[times.size() / 2];
+  return found != samples_.end() ? *std::min_element(found->second.begin(), found->second.end()) : 0;
 }
 
 bool RatioReport::write(const std::vector<Comparison>& comparisons, const std::string& csv_path) const {
@@ -31,8 +28,8 @@ bool RatioReport::write(const std::vector<Comparison>& comparisons, const std::s
   csv << "name,ours_ns,peer,peer_ns,ratio,goal\n";
   std::printf("%-42s %14s  %-34s %14s %8s %6s\n", "what", "ours [ns]", "peer", "peer [ns]", "ratio", "goal");
   for (const Comparison& row : comparisons) {
-    const double ours = median(row.ours);
-    const double peer = row.peer != nullptr ? median(row.peer) : row.limit;
+    const double ours = least(row.ours);
+    const double peer = row.peer != nullptr ? least(row.peer) : row.limit;
     if (ours == 0 || peer == 0) continue;
     const double ratio = ours / peer;
     std::printf("%-42s %14.1f  %-34s %14.1f %8.3f %6.3g%s\n", row.name, ours, row.peer_name, peer, ratio, row.goal,

@@ -15,7 +15,8 @@ struct Comparison {
   double limit = 0;       ///< in the unit of the benchmark
 };
 
-/// Keeps the median of every benchmark and prints the comparisons.
+/// Keeps the least time of every benchmark, because what else the machine does only ever adds, and prints the
+/// comparisons.
 class RatioReport : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& context) override;
@@ -29,7 +30,7 @@ class RatioReport : public benchmark::BenchmarkReporter {
   bool write(const std::vector<Comparison>& comparisons, const std::string& csv_path) const;
 
  private:
-  double median(const char* benchmark) const;
+  double least(const char* benchmark) const;
 
   std::map<std::string, std::vector<double>> samples_;  // ns per operation, one for each repetition
 };

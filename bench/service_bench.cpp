@@ -31,7 +31,9 @@ const std::vector<ULONG>& accessOrder() {
 /// An open data file.
 class OpenFile {
  public:
-  OpenFile(const std::string& path, ULONG access) { require(AioOpen2(&handle_, path.c_str(), access, 0, 0), "AioOpen2"); }
+  OpenFile(const std::string& path, ULONG access) {
+    require(AioOpen2(&handle_, path.c_str(), access, 0, 0), "AioOpen2");
+  }
   ~OpenFile() { AioClose2(handle_, AIO_CLOSE_NOFLUSH); }
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
@@ -257,7 +259,8 @@ void libraryOurs(benchmark::State& state) {
 void librarySqlite(benchmark::State& state) {
   for (auto _ : state) {
     const peers::Sqlite database(libraryFile());
-    const auto select = database.prepare("SELECT record,entry,code,type,value FROM value ORDER BY class,record,entry,code");
+    const auto select =
+        database.prepare("SELECT record,entry,code,type,value FROM value ORDER BY class,record,entry,code");
     double sum = 0;
     std::int64_t keys = 0;
     while (sqlite3_step(select.get()) == SQLITE_ROW) {
@@ -340,10 +343,12 @@ std::vector<Comparison> serviceSuite() {
   add("library", libraryOurs)->Unit(benchmark::kNanosecond);
   add("library.sqlite", librarySqlite);
   add("insert", insertAtFront)->Iterations(2000);
-  benchmark::RegisterBenchmark("two_threads", [](benchmark::State& state) { getWithThreads(state, 2); })
-      ->UseManualTime();
-  benchmark::RegisterBenchmark("one_thread", [](benchmark::State& state) { getWithThreads(state, 1); })
-      ->UseManualTime();
+  benchmark::RegisterBenchmark("two_threads", [](benchmark::State& state) {
+    getWithThreads(state, 2);
+  })->UseManualTime();
+  benchmark::RegisterBenchmark("one_thread", [](benchmark::State& state) {
+    getWithThreads(state, 1);
+  })->UseManualTime();
   return {
       {"get one value", "get", "SQLite point select", "get.sqlite", 0.12},
       {"get one value", "get", "LMDB get", "get.lmdb", 0.5},

@@ -33,8 +33,7 @@ int writeAndWait(const std::string& path, const std::string& counts_path, const 
   if (const auto code = file.create(path, static_cast<std::uint32_t>(counts.size()), false); code != 0)
     return fail("create", code);
   if (const auto code = file.setSpectrum(counts, 1, 1); code != 0) return fail("setSpectrum", code);
-  if (const auto code = file.setParameter(kTitle, Variant(title), 0, 0); code != 0)
-    return fail("setParameter", code);
+  if (const auto code = file.setParameter(kTitle, Variant(title), 0, 0); code != 0) return fail("setParameter", code);
   if (const auto code = file.flush(); code != 0) return fail("flush", code);
   file.setParameter(kTitle, Variant("this was never flushed"), 0, 0);
   std::printf("flushed\n");

@@ -282,8 +282,7 @@ TEST(VariantText, WhatIsNoCharacterIsReplaced) {
       {"\xFF\xFE", {m, m}},                // never in UTF-8
       {"a\xE2\x82\xAC\xFFz", {L'a', 0x20AC, m, L'z'}},
   };
-  for (const auto& c : cases)
-    EXPECT_EQ(Variant(c.bytes).toWString(), c.wide) << testing::PrintToString(c.bytes);
+  for (const auto& c : cases) EXPECT_EQ(Variant(c.bytes).toWString(), c.wide) << testing::PrintToString(c.bytes);
 }
 
 }  // namespace

@@ -42,15 +42,14 @@ void record(int priority, const char* format, va_list arguments) {
 // Stand in front of the C library's own, under the plain name and the one of hardened builds.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
-__attribute__((visibility("default"), format(printf, 2, 3))) void syslog(int priority, const char* format,
-                                                                         ...) {
+__attribute__((visibility("default"), format(printf, 2, 3))) void syslog(int priority, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   record(priority, format, arguments);
   va_end(arguments);
 }
-__attribute__((visibility("default"), format(printf, 3, 4))) void __syslog_chk(int priority, int,
-                                                                               const char* format, ...) {
+__attribute__((visibility("default"), format(printf, 3, 4))) void __syslog_chk(int priority, int, const char* format,
+                                                                               ...) {
   va_list arguments;
   va_start(arguments, format);
   record(priority, format, arguments);
@@ -76,8 +75,8 @@ TEST_F(WritelogTest, LineGoesToTheSystemLogWithItsPriority) {
   for (int priority = 0; priority <= 7; ++priority) {
     system_log.clear();
     writelog("FileAccess::close", priority, "File is 100%s closed", 0xEBE81389u);
-    EXPECT_THAT(system_log, ElementsAre(Pair(kUserFacility | priority,
-                                             "FileAccess::close: File is 100%s closed (0xEBE81389)")));
+    EXPECT_THAT(system_log,
+                ElementsAre(Pair(kUserFacility | priority, "FileAccess::close: File is 100%s closed (0xEBE81389)")));
   }
 }
 

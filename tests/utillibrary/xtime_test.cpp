@@ -216,8 +216,7 @@ TEST(XTime, ThereAndBackIsTheSameTimeWithinTheResolutionOfADouble) {
         const xtime_t back = xtime_t::fromVMSTime(ticks);
         const std::int64_t error_ns =
             (back.dateTime - time.dateTime) * 1000000000 + back.nanoseconds - time.nanoseconds;
-        EXPECT_LE(std::fabs(static_cast<double>(error_ns)), resolution_ns / 2 + 0.5)
-            << testing::PrintToString(time);
+        EXPECT_LE(std::fabs(static_cast<double>(error_ns)), resolution_ns / 2 + 0.5) << testing::PrintToString(time);
       }
     }
   }

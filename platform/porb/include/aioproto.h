@@ -42,8 +42,8 @@ PORB_EXPORT ULONG AioCreate(void** handle, const char* path, ULONG size, void* r
 PORB_EXPORT ULONG AioClose2(void* handle, ULONG option);
 
 /** Writes all pending changes in one transaction: after AIO_OK they survive power loss.
- *  @return AIO_OK (also when nothing is pending); AIO_DISKFULL, AIO_IOERROR, AIO_BUSY, AIO_NOACCESS, AIO_CORRUPT; AIO_NOFILE (removed or replaced).
- *          After a failure the changes are still pending and the call may be tried again. */
+ *  @return AIO_OK (also when nothing is pending); AIO_DISKFULL, AIO_IOERROR, AIO_BUSY, AIO_NOACCESS, AIO_CORRUPT;
+ * AIO_NOFILE (removed or replaced). After a failure the changes are still pending and the call may be tried again. */
 PORB_EXPORT ULONG AioFlush(void* handle);
 
 /* ---- Blocks, records, entries ------------------------------------------------------------------------------ */
@@ -120,7 +120,8 @@ PORB_EXPORT ULONG AioWriteSpectrum2(void* handle, const void* buffer, LONG forma
                                     ULONG row, ULONG group);
 
 /* ---- Parameter dictionary -----------------------------------------------------------------------------------
-   These take any open handle, or null for the dictionary that ORBDB names at the time of the call. They take no lock. */
+   These take any open handle, or null for the dictionary that ORBDB names at the time of the call. They take no lock.
+ */
 
 /** Describes a parameter. Lengths are bytes; the storage length of a text is its characters without the NUL.
  *  @param name         out: AIO_NAME_LENGTH characters    @param description  out: AIO_DESCRIPTION_LENGTH characters
@@ -168,9 +169,9 @@ PORB_EXPORT const char* AioStatusName(ULONG status);
 /** One block of a file. */
 typedef struct AioBlockInfo_S {
   USHORT usClass;
-  USHORT usRecords;  /* records of the table, without the working record */
-  ULONG ulSize;      /* size given at creation */
-  ULONG ulGroups;    /* spectral block: groups, rows and channels; 0 in others */
+  USHORT usRecords; /* records of the table, without the working record */
+  ULONG ulSize;     /* size given at creation */
+  ULONG ulGroups;   /* spectral block: groups, rows and channels; 0 in others */
   ULONG ulRows;
   ULONG ulChannels;
 } AioBlockInfo_T;

@@ -15,6 +15,19 @@ Status statusOfSqlite(int result) noexcept;
 /// Throws Failure (or std::bad_alloc) unless the result is a success.
 void requireSqlite(int result);
 
+/// A number in a row, good until the next step. Type and content in one look at the column, which is the dear part of
+/// reading a row. Our connections have no mutex, so the value needs no protection by it.
+class ColumnValue {
+ public:
+  explicit ColumnValue(sqlite3_value* value) noexcept : value_(value) {}
+  int type() const noexcept { return sqlite3_value_type(value_); }
+  std::int64_t integer() const noexcept { return sqlite3_value_int64(value_); }
+  double real() const noexcept { return sqlite3_value_double(value_); }
+
+ private:
+  sqlite3_value* value_;
+};
+
 /// A prepared statement. Parameters and columns are numbered as SQLite does: parameters from 1, columns from
 /// 0.
 class Statement {
@@ -42,9 +55,9 @@ class Statement {
   }
   void reset() noexcept { sqlite3_reset(statement_.get()); }
 
+  ColumnValue value(int column) const noexcept { return ColumnValue(sqlite3_column_value(statement_.get(), column)); }
   int columnType(int column) const noexcept { return sqlite3_column_type(statement_.get(), column); }
   std::int64_t integer(int column) const noexcept { return sqlite3_column_int64(statement_.get(), column); }
-  double real(int column) const noexcept { return sqlite3_column_double(statement_.get(), column); }
   /// Bytes of a text or blob; good until the next step.
   std::string_view bytes(int column) const;
 

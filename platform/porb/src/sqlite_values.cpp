@@ -44,17 +44,17 @@ bool keepsBits(double value) noexcept {
   return !std::isnan(value) && !(value == 0 && std::signbit(value));
 }
 
-std::uint64_t readReal(const Statement& row, int column, int type) {
+std::uint64_t readReal(const Statement& row, int column, const ColumnValue& stored, int type) {
   const std::uint16_t width = widthOf(type);
   std::uint64_t bits = 0;
-  if (row.columnType(column) == SQLITE_BLOB) {
+  if (stored.type() == SQLITE_BLOB) {
     const std::string_view bytes = row.bytes(column);
     requireContent(bytes.size() == width);
     std::memcpy(&bits, bytes.data(), width);
     return bits;
   }
-  requireContent(row.columnType(column) == SQLITE_FLOAT);
-  const double value = row.real(column);
+  requireContent(stored.type() == SQLITE_FLOAT);
+  const double value = stored.real();
   if (width == 8) return std::bit_cast<std::uint64_t>(value);
   const auto narrow = static_cast<float>(value);
   requireContent(static_cast<double>(narrow) == value);
@@ -91,16 +91,16 @@ void bindValue(Statement& statement, int index, const Cell& cell) {
 }
 
 Cell readValue(const Statement& row, int column, std::uint16_t param, int type) {
-  const int stored = row.columnType(column);
+  const ColumnValue stored = row.value(column);
   switch (kindOf(type)) {
     case Kind::Integer:
-      requireContent(stored == SQLITE_INTEGER);
-      return Cell::number(param, type, static_cast<std::uint64_t>(row.integer(column)));
+      requireContent(stored.type() == SQLITE_INTEGER);
+      return Cell::number(param, type, static_cast<std::uint64_t>(stored.integer()));
     case Kind::Float:
     case Kind::Double:
-      return Cell::number(param, type, readReal(row, column, type));
+      return Cell::number(param, type, readReal(row, column, stored, type));
     case Kind::Text: {
-      requireContent(stored == SQLITE_TEXT || stored == SQLITE_BLOB);
+      requireContent(stored.type() == SQLITE_TEXT || stored.type() == SQLITE_BLOB);
       const std::string_view text = row.bytes(column);
       requireContent(text.size() < AIO_MAX_VALUE_BYTES && text.find('\0') == std::string_view::npos);
       return Cell::text(param, type, text);
@@ -134,9 +134,11 @@ void ValueLoader::storeRow() {
 }
 
 void ValueLoader::take(const Statement& row, std::uint16_t cls) {
-  requireContent(row.columnType(0) == SQLITE_INTEGER && row.columnType(1) == SQLITE_INTEGER);
-  const std::int64_t id = row.integer(0);
-  const std::int64_t entry = row.integer(1);
+  const ColumnValue record_key = row.value(0);
+  const ColumnValue entry_key = row.value(1);
+  requireContent(record_key.type() == SQLITE_INTEGER && entry_key.type() == SQLITE_INTEGER);
+  const std::int64_t id = record_key.integer();
+  const std::int64_t entry = entry_key.integer();
   const std::int64_t code = row.integer(2);
   const std::int64_t type = row.integer(3);
   requireContent(entry >= 0 && (code >> 16) == cls && type >= 0 && type <= 0xFF);
