@@ -27,4 +27,5 @@ endfunction()
 
 orb_pkgconfig(utillibrary utillibrary "" "Values, byte streams, time, module loading, log")
 orb_pkgconfig(porb porb "" "Data-file service of a gamma-spectroscopy instrument")
+orb_pkgconfig(anautils anautils "porb" "Analysis routines: calibrations, efficiency, regions, location and fit of lines")
 orb_pkgconfig(orbfileaccess fileaccesslibrary "utillibrary porb" "${PROJECT_DESCRIPTION}")

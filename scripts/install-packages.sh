@@ -4,7 +4,7 @@
 # Uses sudo when not run as root.
 set -eu
 
-build="g++ cmake ninja-build make ccache pkg-config python3 libsqlite3-dev sqlite3"
+build="g++ cmake ninja-build make ccache pkg-config python3 libsqlite3-dev sqlite3 libeigen3-dev"
 case "${1:-}" in
   build) packages="$build" ;;
   test) packages="$build libgtest-dev libgmock-dev" ;;

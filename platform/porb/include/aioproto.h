@@ -220,6 +220,91 @@ PORB_EXPORT ULONG AioCheck(void* handle, AioCheckReport_T report, void* context)
  *  @param writable  out: 1 for a writer; may be null */
 PORB_EXPORT ULONG AioFileInfo(void* handle, char* path, ULONG capacity, FLAG* writable);
 
+/* ---- Calibration equations, as the analysis routines hand them over ------------------------------------------ */
+
+#define ANA_MAX_COEFFICIENTS 6
+#define ANA_MAX_EFF_POINTS 80
+
+/** Types of stAEncalEq_T. x: position in channels (from 1) or energy in keV. */
+enum AnaEquationType {
+  ANA_EQ_POLYNOMIAL = 1, /* c0 + c1 x + c2 x^2 + ... */
+  ANA_EQ_SQRT = 2        /* c0 + c1 sqrt(x) */
+};
+
+/** An equation in one variable: energy, FWHM or low tail. */
+typedef struct stAEncalEq_S {
+  USHORT usType; /* AnaEquationType */
+  ULONG ulNofC;  /* coefficients in use, 1 to ANA_MAX_COEFFICIENTS */
+  REAL rCoeff[ANA_MAX_COEFFICIENTS];
+  REAL rLowBound; /* least argument for which the equation holds; a smaller one is raised to it */
+  FLAG fLowBound; /* 1: rLowBound counts */
+} stAEncalEq_T;
+
+/** Types of stEfEq_T: the model that the file selects. */
+enum AnaEfficiencyModel {
+  ANA_EFF_DUAL = 1,
+  ANA_EFF_LINEAR = 2,
+  ANA_EFF_EMPIRICAL = 3,
+  ANA_EFF_INTERPOLATED = 4,
+  ANA_EFF_AVERAGE = 5,
+  ANA_EFF_PEAK_TO_TOTAL = 6
+};
+
+/** What every model has: where it holds, and the relative uncertainty that all its values share. */
+typedef struct stEfRange_S {
+  DOUBLE dLow;       /* [keV] */
+  DOUBLE dHigh;      /* [keV] */
+  DOUBLE dCommonUnc; /* relative, 0.05 is 5 % */
+} stEfRange_T;
+
+/** Two polynomials in ln(E [keV]) for ln(efficiency). Covariances are upper triangles, row by row: 00 01 02 .. 11 12 ..
+ */
+typedef struct stEfDual_S {
+  stEfRange_T sRange;
+  DOUBLE dCrossover; /* [keV]; 0: the high polynomial serves all energies */
+  USHORT usNofLow;   /* 0 to 4 */
+  USHORT usNofHigh;  /* 1 to 6 */
+  DOUBLE dLow[4];
+  DOUBLE dHigh[6];
+  DOUBLE dLowCov[10];  /* triangle of a 4 x 4 matrix */
+  DOUBLE dHighCov[21]; /* triangle of a 6 x 6 matrix */
+} stEfDual_T;
+
+/** ln(efficiency) = c0 + c1 ln(E). */
+typedef struct stEfLinear_S {
+  stEfRange_T sRange;
+  DOUBLE dCoeff[2];
+  DOUBLE dCov[3];
+} stEfLinear_T;
+
+/** A polynomial in ln(scale/E) for ln(efficiency). The peak-to-total curve is one too. */
+typedef struct stEfEmp_S {
+  stEfRange_T sRange;
+  DOUBLE dScale; /* [keV] */
+  USHORT usNofC; /* 1 to 4 */
+  DOUBLE dCoeff[4];
+  DOUBLE dCov[10];
+} stEfEmp_T;
+
+/** One value for all energies. */
+typedef struct stEfAvg_S {
+  stEfRange_T sRange;
+  DOUBLE dMean;
+  DOUBLE dUnc; /* standard uncertainty, absolute */
+} stEfAvg_T;
+
+/** An efficiency equation. The interpolated model has nothing but its range: its values come from the points. */
+typedef struct stEfEq_S {
+  USHORT usType; /* AnaEfficiencyModel */
+  union {
+    stEfRange_T sRange; /* the first member of every block */
+    stEfDual_T sDual;
+    stEfLinear_T sLinear;
+    stEfEmp_T sEmp;
+    stEfAvg_T sAvg;
+  } u;
+} stEfEq_T;
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,117 @@
+/* The analysis routines: calibrations, efficiency, regions, location and fit of lines. They read what they work on from
+   the parameters of an open data file and leave their results there; docs/analysis.md says which. Return codes:
+   anastatus.h, or a status of the data-file service, handed on unchanged. Unless a comment says otherwise:
+   - on anything but ANA_OK the outputs are as they were, and the file as far as a comment does not say more;
+   - channels count from 1, energies are in keV, uncertainties are standard ones;
+   - any thread may call. No routine keeps a state or takes a lock, so nobody else may change the file meanwhile. */
+#pragma once
+#include "aioproto.h"
+#include "anastatus.h"
+#include "anautils_export.h"
+#include "citypes.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Text for a status of the routines or of the data-file service. Never null. */
+ANAUTILS_EXPORT const char* AnaStatusText(ULONG status);
+
+/* ---- Calibration equations ------------------------------------------------------------------------------------ */
+
+/** Kinds of equation for lGetEneq. */
+enum AnaEquationKind { ANA_ENERGY = 1, ANA_FWHM = 2, ANA_LOWTAIL = 3 };
+
+/** Fetches a calibration equation.
+ *  @param kind      AnaEquationKind
+ *  @param set       number of the calibration set: 1, the only one that a file has
+ *  @param equation  out
+ *  @return ANA_OK; ANA_NOENERGYCAL, ANA_NOFWHMCAL, ANA_NOTAILCAL; ANA_BADCAL (a coefficient is not finite);
+ *          ANA_UNKNOWNKIND; ANA_BADARG */
+ANAUTILS_EXPORT LONG lGetEneq(void* handle, SHORT kind, SHORT set, stAEncalEq_T* equation);
+
+/** Value of an equation. An argument below the equation's lower bound is raised to it.
+ *  @return the value; not-a-number for a null or unusable equation or an argument that is not finite */
+ANAUTILS_EXPORT REAL rEval(REAL argument, const stAEncalEq_T* equation);
+
+/** The position whose energy is given: where the polynomial has several, the smallest at or above the lower bound at
+ * which it rises.
+ *  @return the position [channel]; not-a-number when there is none */
+ANAUTILS_EXPORT REAL rPEn2Chan(REAL energy, const stAEncalEq_T* equation);
+
+/** As rPEn2Chan, in doubles and with a status.
+ *  @return ANA_OK; ANA_NOROOT; ANA_BADCAL; ANA_BADARG */
+ANAUTILS_EXPORT LONG lPEn2Chan(DOUBLE energy, const stAEncalEq_T* equation, DOUBLE* position);
+
+/** Fits the equations that the file asks for to its tables of points and leaves them, with covariances and reduced
+ * chi-square, in the file. A fit that fails leaves all equations as they were.
+ *  @param set  1
+ *  @param reserved1, reserved2  null
+ *  @return ANA_OK; ANA_TOOFEWPOINTS, ANA_BADPOINT, ANA_EQUALPOINTS, ANA_SINGULAR, ANA_NOTRISING, ANA_BADCAL,
+ *          ANA_BADSETTING, ANA_BADARG */
+ANAUTILS_EXPORT LONG lEncal2(void* handle, SHORT set, void* reserved1, void* reserved2);
+
+/* ---- Efficiency ----------------------------------------------------------------------------------------------- */
+
+/** Fetches the efficiency equation of the model that the file selects, and its points in order of energy.
+ *  @param set       1
+ *  @param equation  out
+ *  @param n_points  out: number of points, 0 to ANA_MAX_EFF_POINTS
+ *  @param energies, efficiencies, uncertainties  out: [ANA_MAX_EFF_POINTS]; [keV], [1], absolute
+ *  @return ANA_OK; ANA_NOEFFICIENCY; ANA_UNKNOWNKIND (no such model); ANA_TOOMANYPOINTS, ANA_BADPOINT, ANA_BADCAL,
+ *          ANA_BADARG */
+ANAUTILS_EXPORT LONG lGetEfeq(void* handle, SHORT set, stEfEq_T* equation, int* n_points, REAL* energies,
+                              REAL* efficiencies, REAL* uncertainties);
+
+/** Efficiency at an energy. Outside the calibrated range the curve goes on.
+ *  @return ANA_OK; ANA_BADENERGY; ANA_NOEFFICIENCY; ANA_UNKNOWNKIND; ANA_BADCAL; ANA_BADARG */
+ANAUTILS_EXPORT LONG lEffic(REAL energy, const stEfEq_T* equation, int n_points, const REAL* energies,
+                            const REAL* efficiencies, REAL* efficiency);
+
+/** Relative standard uncertainty of an efficiency, from the covariance of the fit (interpolated: of the two points) and
+ *  the common part; it grows outside the calibrated range.
+ *  @param efficiency  what lEffic gave for this energy
+ *  @return as lEffic */
+ANAUTILS_EXPORT LONG lEffvar(REAL energy, REAL efficiency, const stEfEq_T* equation, int n_points, const REAL* energies,
+                             const REAL* uncertainties, REAL* relative_uncertainty);
+
+/** Fits the efficiency model that the file selects to the file's efficiency points and leaves coefficients, covariance,
+ *  reduced chi-square, range and residuals in the file.
+ *  @param set  1
+ *  @return ANA_OK; as lEncal2 and lGetEfeq */
+ANAUTILS_EXPORT LONG lEfcal(void* handle, SHORT set, void* reserved1, void* reserved2);
+
+/* ---- Regions and lines ---------------------------------------------------------------------------------------- */
+
+/** Limits of the region of a line, clipped to the spectrum.
+ *  @param use_calibration  1: width from the FWHM calibration at `energy`; 0: from the counts around the channel
+ *  @param channel   channel of the line
+ *  @param energy    energy of the line [keV]; 0: from the channel by the energy equation
+ *  @param first, last  out: first and last channel
+ *  @return ANA_OK; ANA_OUTSIDE; ANA_NOFWHMCAL, ANA_NOENERGYCAL, ANA_BADCAL; ANA_NOPEAK (no maximum in the counts
+ * there); ANA_NOSPECTRUM, ANA_BADCOUNTS, ANA_BADARG */
+ANAUTILS_EXPORT LONG ulUtlRoi(void* handle, FLAG use_calibration, ULONG channel, REAL energy, ULONG* first,
+                              ULONG* last);
+
+/** Fits one line in one region, both named by the file, and leaves its centroid, width, tail and area in the working
+ *  records of the calibration point tables.
+ *  @param set  1  @param reserved1, reserved2  0
+ *  @return ANA_OK; ANA_EMPTYREGION, ANA_OUTSIDE, ANA_TOONARROW, ANA_NOCOUNTS, ANA_BADCOUNTS, ANA_NOSPECTRUM,
+ * ANA_NOPEAK, ANA_NOTCONVERGED, ANA_BADSETTING, ANA_BADARG */
+ANAUTILS_EXPORT LONG lEncal1(void* handle, SHORT set, LONG reserved1, LONG reserved2);
+
+/** Locates lines by the second difference between the channels that the file names, and replaces the table of lines by
+ *  what it found, in order of position. A table without lines is a success.
+ *  @param reserved1..3  0
+ *  @return ANA_OK; as lEncal1, and ANA_NOFWHMCAL only where the width cannot be had from the data either */
+ANAUTILS_EXPORT LONG AA_2nd_Diff_Peak_Loc(void* handle, LONG reserved1, LONG reserved2, LONG reserved3);
+
+/** Fits the located lines, multiplets together, and replaces the table of lines by the results in order of energy; a
+ *  line that the fit does not confirm is dropped, one that the residuals demand is added.
+ *  @param reserved1..3  0
+ *  @return ANA_OK; ANA_NOPEAKTABLE; as lEncal1. A region that cannot be fitted keeps its lines, marked. */
+ANAUTILS_EXPORT LONG lPANolin(void* handle, LONG reserved1, LONG reserved2, LONG reserved3);
+
+#ifdef __cplusplus
+}
+#endif
