@@ -1,10 +1,11 @@
 #!/bin/sh
-# Shows a data file from birth to the look inside with a plain SQLite tool: made, filled, its program killed, reopened.
+# Shows what there is on a real spectrum: brought into a data file, told about, drawn and exported by orb; then a data
+# file from birth to the look inside with a plain SQLite tool: made, filled, its program killed, reopened.
 #   demo.sh BUILD-FOLDER
 # Uses a measured spectrum when ORB_TEST_DATA names the folder of them, otherwise one made here.
 set -eu
 
-build=${1:?usage: demo.sh BUILD-FOLDER}
+build=$(cd "${1:?usage: demo.sh BUILD-FOLDER}" && pwd)
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 file="$folder/demo.orb"
@@ -35,3 +36,17 @@ echo "   sqlite3 demo.orb 'SELECT code, name, value, unit FROM parameter LIMIT 1
 sqlite3 -column "$file" "SELECT code, name, value, unit FROM parameter LIMIT 12" | sed 's/^/   /'
 echo "   ... $(sqlite3 "$file" 'SELECT count(*) FROM parameter') values in all;" \
   "integrity: $(sqlite3 "$file" 'PRAGMA integrity_check')"
+
+if [ -r "$spectrum" ]; then
+  orb="$build/tools/orb/orb"
+  cd "$folder"
+  cp "$spectrum" spectrum.spe
+  echo
+  echo "4. orb brings a measured spectrum in, tells about it, draws it and brings it out again:"
+  for command in "import spectrum.spe eu152.dat" "info eu152.dat" "get eu152.dat ORB_D_LIVETIME" \
+    "plot eu152.dat --log --width 100 --height 20" "plot eu152.dat --log -o eu152.svg" "export eu152.dat eu152.n42"; do
+    echo "   \$ orb $command"
+    # shellcheck disable=SC2086  # words of a command line
+    "$orb" $command 2>&1 | sed 's/^/   /'
+  done
+fi

@@ -5,7 +5,7 @@
 set -eu
 
 sysroot=${1:?usage: setup-armv7.sh SYSROOT}
-packages="libsqlite3-0 libsqlite3-dev libgtest-dev libgmock-dev"
+packages="libsqlite3-0 libsqlite3-dev libgtest-dev libgmock-dev libpugixml1v5 libpugixml-dev"
 stamp="$sysroot/.complete"
 if [ -e "$stamp" ] && [ "$(cat "$stamp")" = "$packages" ]; then exit 0; fi
 

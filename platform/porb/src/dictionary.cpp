@@ -32,10 +32,16 @@ constexpr std::size_t kFields = 10;
 constexpr std::uint8_t kHeaderBlock = 1;
 constexpr std::uint8_t kTableBlock = 2;
 
+bool isBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r';
+}
+
+/// Every program reads the dictionary at its start, so this does without the searches of string_view, which call the
+/// C library for each character.
 std::string_view trim(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 char upper(char c) {

@@ -16,7 +16,7 @@ using ::testing::Not;
 using ::testing::StartsWith;
 
 const char* const kCommands[] = {"create", "info",   "get",  "set",  "dump",  "params",
-                                 "import", "export", "copy", "diff", "check", "explain"};
+                                 "import", "export", "copy", "diff", "check", "explain", "plot"};
 
 TEST_F(CommandTest, EveryCommandHelpsWithAnExample) {
   const std::string help = good({"--help"});
@@ -55,6 +55,9 @@ TEST_F(CommandTest, WrongUsageIsToldInOneLineAndExitsWith2) {
            {"export", "a.dat"},
            {"info"},
            {"check", "a.dat", "b.dat"},
+           {"plot", "a.dat", "-o", "a.png"},
+           {"plot", "a.dat", "--range", "9:8"},
+           {"plot", "a.dat", "--range", "5000:6000"},
        }) {
     const Result result = orb(arguments);
     EXPECT_EQ(result.status, 2) << ::testing::PrintToString(arguments);
@@ -134,7 +137,8 @@ TEST_F(CommandTest, OutputThatCannotBeWrittenIsAFailure) {
                                                                      {"export", "a.dat", "-", "--format", "csv"},
                                                                      {"diff", "a.dat", "b.dat"},
                                                                      {"check", "a.dat"},
-                                                                     {"explain", "0"}}) {
+                                                                     {"explain", "0"},
+                                                                     {"plot", "a.dat"}}) {
     const Result full = orb(arguments, Output::kFullDisk);
     EXPECT_EQ(full.status, 1) << arguments[0];
     EXPECT_THAT(full.err, HasSubstr("standard output: cannot write: the disk is full (0xE061006A)")) << arguments[0];

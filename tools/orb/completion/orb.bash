@@ -1,6 +1,6 @@
 # bash completion for orb
 
-_orb_commands="create info get set dump params import export copy diff check explain"
+_orb_commands="create info get set dump params import export copy diff check explain plot"
 
 # The command on the line, and how many plain arguments stand between it and the cursor.
 _orb_look() {
@@ -9,7 +9,7 @@ _orb_look() {
   for ((i = 1; i < COMP_CWORD; i++)); do
     word=${COMP_WORDS[i]}
     case $previous in
-      --channels | --detector | --record | --entry | --class | --spectrum | --format | --calibrations)
+      --channels | --detector | --record | --entry | --class | --spectrum | --format | --calibrations | -o | --output | --range | --width | --height)
         previous=""
         continue
         ;;
@@ -30,6 +30,7 @@ _orb_options() {
     params) echo "--names --json --verbose --help" ;;
     import) echo "--detector --spectrum --force --verbose --help" ;;
     export) echo "--format --force --verbose --help" ;;
+    plot) echo "--output --log --range --width --height --force --verbose --help" ;;
     copy) echo "--class --all --calibrations --force --verbose --help" ;;
   esac
 }
@@ -46,7 +47,7 @@ _orb() {
     --detector) _orb_words "hpge nai" "$current"; return ;;
     --format) _orb_words "spe n42 csv json" "$current"; return ;;
     --calibrations) _orb_words "energy shape efficiency peak2total tojo all" "$current"; return ;;
-    --channels | --record | --entry | --class | --spectrum) return ;;
+    --channels | --record | --entry | --class | --spectrum | --range | --width | --height) return ;;
   esac
   if [[ $current == -* ]]; then
     _orb_words "$(_orb_options)" "$current"

@@ -32,7 +32,8 @@ using AddCommand = void (*)(CLI::App& app, Job& job);
   X(Copy)                    \
   X(Diff)                    \
   X(Check)                   \
-  X(Explain)
+  X(Explain)                 \
+  X(Plot)
 // clang-format on
 
 #define ORB_TOOL_DECLARE(Name) void add##Name(CLI::App& app, Job& job);
