@@ -16,7 +16,7 @@ using ::testing::Not;
 using ::testing::StartsWith;
 
 const char* const kCommands[] = {"create", "info",   "get",  "set",  "dump",  "params",
-                                 "import", "export", "copy", "diff", "check", "explain", "plot"};
+                                 "import", "export", "copy", "diff", "check", "explain", "plot", "library"};
 
 TEST_F(CommandTest, EveryCommandHelpsWithAnExample) {
   const std::string help = good({"--help"});

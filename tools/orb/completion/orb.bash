@@ -1,6 +1,6 @@
 # bash completion for orb
 
-_orb_commands="create info get set dump params import export copy diff check explain plot"
+_orb_commands="create info get set dump params import export copy diff check explain plot library"
 
 # The command on the line, and how many plain arguments stand between it and the cursor.
 _orb_look() {
@@ -9,7 +9,7 @@ _orb_look() {
   for ((i = 1; i < COMP_CWORD; i++)); do
     word=${COMP_WORDS[i]}
     case $previous in
-      --channels | --detector | --record | --entry | --class | --spectrum | --format | --calibrations | -o | --output | --range | --width | --height)
+      --channels | --detector | --record | --entry | --class | --spectrum | --format | --calibrations | -o | --output | --range | --width | --height | --title)
         previous=""
         continue
         ;;
@@ -30,6 +30,7 @@ _orb_options() {
     params) echo "--names --json --verbose --help" ;;
     import) echo "--detector --spectrum --force --verbose --help" ;;
     export) echo "--format --force --verbose --help" ;;
+    library) echo "--title --force --verbose --help" ;;
     plot) echo "--output --log --range --width --height --force --verbose --help" ;;
     copy) echo "--class --all --calibrations --force --verbose --help" ;;
   esac

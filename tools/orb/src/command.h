@@ -33,7 +33,8 @@ using AddCommand = void (*)(CLI::App& app, Job& job);
   X(Diff)                    \
   X(Check)                   \
   X(Explain)                 \
-  X(Plot)
+  X(Plot)                    \
+  X(Library)
 // clang-format on
 
 #define ORB_TOOL_DECLARE(Name) void add##Name(CLI::App& app, Job& job);

@@ -1,16 +1,12 @@
 #include "spectrum_file.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <memory>
 #include <numeric>
 
 #include "aioproto.h"
 #include "calibration_text.h"
 #include "failure.h"
 #include "open_file.h"
+#include "read_bytes.h"
 #include "summary.h"
 #include "terminal_text.h"
 #include "value_text.h"
@@ -20,25 +16,6 @@ namespace orb::tool {
 namespace {
 
 using formats::SpectrumData;
-
-std::string readBytes(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) failWithErrno(errno, path, "cannot open");
-  const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* d) { close(*d); });
-  std::string bytes;
-  constexpr std::size_t kStep = std::size_t{1} << 20;
-  for (std::size_t size = 0;;) {
-    bytes.resize(size + kStep);
-    const ssize_t n = read(descriptor, bytes.data() + size, kStep);
-    if (n < 0 && errno != EINTR) failWithErrno(errno, path, "cannot read");
-    if (n > 0) size += static_cast<std::size_t>(n);
-    bytes.resize(size);
-    if (n == 0) return bytes;
-    if (size > formats::kMaxTextBytes) {
-      throw Failure(path, "longer than the " + std::to_string(formats::kMaxTextBytes >> 20) + " MiB that are read");
-    }
-  }
-}
 
 double total(const SpectrumData& spectrum) {
   return std::accumulate(spectrum.counts.begin(), spectrum.counts.end(), 0.0);

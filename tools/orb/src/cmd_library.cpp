@@ -1,0 +1,96 @@
+// orb library: a nuclide library made from a table.
+#include <map>
+#include <memory>
+
+#include "atomic_file.h"
+#include "comdefs.h"
+#include "command.h"
+#include "failure.h"
+#include "nuclide_csv.h"
+#include "open_file.h"
+#include "read_bytes.h"
+
+namespace orb::tool {
+
+namespace {
+
+constexpr std::uint32_t kName = 0x20070001;
+constexpr std::uint32_t kEnergy = 0x20070002;
+constexpr std::uint32_t kEnergyUncertainty = 0x20070003;
+constexpr std::uint32_t kProbability = 0x20070004;
+constexpr std::uint32_t kProbabilityUncertainty = 0x20070005;
+constexpr std::uint32_t kHalfLife = 0x20070006;
+constexpr std::uint32_t kLineNumber = 0x20070008;
+constexpr std::uint32_t kKeyLine = 0x20070009;
+constexpr std::uint32_t kRadiation = 0x2007000A;
+constexpr std::uint32_t kParent = 0x2007000B;
+constexpr std::uint32_t kReference = 0x2007000C;
+constexpr std::uint32_t kTitleOfLibrary = 0x20070040;
+constexpr std::uint32_t kNuclideCount = 0x20070042;
+
+struct Options {
+  std::string table;
+  std::string file;
+  std::string title;
+  bool force = false;
+};
+
+void put(FileAccess& file, std::uint32_t code, const Variant& value, std::uint16_t record) {
+  const std::uint32_t status = file.setParameter(code, value, record, 0);
+  if (status != 0) throw Failure(file.name(), "cannot store the line of record " + std::to_string(record), status);
+}
+
+void putLine(FileAccess& file, const NuclideLine& line, std::uint16_t record, int number) {
+  put(file, kName, Variant(line.nuclide), record);
+  put(file, kEnergy, Variant(line.energy_keV), record);
+  put(file, kEnergyUncertainty, Variant(line.energy_unc_keV), record);
+  put(file, kProbability, Variant(line.probability), record);
+  put(file, kProbabilityUncertainty, Variant(line.probability_unc), record);
+  put(file, kHalfLife, Variant(line.half_life_s), record);
+  put(file, kLineNumber, Variant(number), record);
+  put(file, kKeyLine, Variant(line.is_key), record);
+  put(file, kRadiation, Variant(line.type), record);
+  put(file, kParent, Variant(line.parent), record);
+  put(file, kReference, Variant(line.reference), record);
+}
+
+void fill(FileAccess& file, const std::vector<NuclideLine>& lines, const Options& options) {
+  std::map<std::string, int> lines_of_nuclide;
+  for (std::size_t i = 0; i < lines.size(); ++i)
+    putLine(file, lines[i], static_cast<std::uint16_t>(i + 1), ++lines_of_nuclide[lines[i].nuclide]);
+  putValue(file, kTitleOfLibrary, Variant(options.title));
+  putValue(file, kNuclideCount, Variant(static_cast<int>(lines_of_nuclide.size())));
+}
+
+int run(const Options& options, Console& console) {
+  const auto lines = readNuclideCsv(readBytes(options.table), options.table);
+  if (lines.size() > AIO_MAX_RECORDS) throw Failure(options.table, "more lines than a library can hold");
+  DraftFile draft(options.file, options.force);
+  FileAccess file;
+  if (const std::uint32_t status = file.open(draft.path(), com::norvale::orb::CREATE))
+    throw Failure(options.file, "cannot create", status);
+  fill(file, lines, options);
+  flushAndClose(file);
+  draft.publish();
+  console.note(options.file + ": " + std::to_string(lines.size()) + " lines");
+  return kDone;
+}
+
+}  // namespace
+
+void addLibrary(CLI::App& app, Job& job) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand("library", "Make a nuclide library from a table of gamma lines");
+  command->add_option("TABLE", options->table, "CSV with one line of a nuclide a row")->required();
+  command->add_option("FILE", options->file, "Library to make")->required();
+  command->add_option("--title", options->title, "Title of the library")->type_name("TEXT");
+  command->add_flag("--force", options->force, "Replace an existing file");
+  command->footer(
+      "Columns: nuclide, half_life (as 30.05 y), parent, energy_keV, energy_unc_keV, probability_percent,\n"
+      "probability_unc, type (gamma, xray, annihilation), key (yes, no), reference.\n\n"
+      "Example:\n"
+      "  orb library mylines.csv mylines.nlb");
+  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+}
+
+}  // namespace orb::tool
