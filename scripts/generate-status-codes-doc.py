@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes docs/status-codes.md from the status table of the data-file service.
+"""Makes docs/status-codes.md from the status tables of the data-file service and of the analysis routines.
 
 generate-status-codes-doc.py [--check]    --check writes nothing and fails when the document is not current
 """
@@ -8,18 +8,34 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-HEADER = ROOT / "platform/porb/include/aiostatus.h"
+SERVICE = ROOT / "platform/porb/include/aiostatus.h"
+ROUTINES = ROOT / "platform/anautils/include/anastatus.h"
 DOCUMENT = ROOT / "docs/status-codes.md"
 
-INTRO = """# Statuses of the data-file service
+INTRO = """# Statuses
 
-Made from `platform/porb/include/aiostatus.h` by `scripts/generate-status-codes-doc.py`; do not edit.
+Made from `platform/porb/include/aiostatus.h` and `platform/anautils/include/anastatus.h` by
+`scripts/generate-status-codes-doc.py`; do not edit.
 
-Every operation of the service returns a 32-bit status, 0 for success. The file object turns a status into a result
-code (last column); `AioStatusText` gives the text for either.
+A status is 32 bits, 0 for success: facility in bits 16..23 (0x61 the data-file service, 0x62 the analysis routines),
+severity in bits 0..2 (2 is error).
+
+## The data-file service
+
+Every operation of the service returns a status. The file object turns it into a result code (last column);
+`AioStatusText` gives the text for either.
 
 | status | name | meaning | result code |
 |---|---|---|---|
+"""
+
+ROUTINES_INTRO = """
+## The analysis routines
+
+A routine that meets a status of the service hands it on unchanged. `AnaStatusText` gives the text for both kinds.
+
+| status | name | meaning |
+|---|---|---|
 """
 
 SEVERITY = {0: 0xA0000000, 1: 0x20000000, 2: 0xE0000000, 3: 0x60000000}
@@ -33,17 +49,26 @@ def result_code(status):
     return SEVERITY.get(status & 7, 0) | 0x0BE80000 | status & 0xFFFF
 
 
+def read_table(header):
+    """(name, status, text) of every line of a status table; ends the program when a status stands twice."""
+    lines = re.findall(r'X\((\w+),\s*(0x[0-9A-Fa-f]{8}),[\s\\]*"([^"]+)"\)', header.read_text())
+    table = [(name, int(value, 16), text) for name, value, text in lines]
+    values = [value for _, value, _ in table]
+    if not table or len(set(values)) != len(values):
+        sys.exit(f"{header}: no status, or one stands twice")
+    return table
+
+
 def main():
-    table = re.findall(r'X\((\w+), (0x[0-9A-Fa-f]{8}), "([^"]+)"\)', HEADER.read_text())
-    values = [int(value, 16) for _, value, _ in table]
-    codes = [result_code(value) for value in values]
-    if len(set(values)) != len(values) or len(set(codes)) != len(codes):
-        sys.exit(f"{HEADER}: a status stands twice")
-    rows = [
-        f"| 0x{value:08X} | `{name}` | {text} | 0x{result_code(value):08X} |\n"
-        for (name, _, text), value in zip(table, values)
-    ]
-    text = INTRO + "".join(rows)
+    service = read_table(SERVICE)
+    if len({result_code(value) for _, value, _ in service}) != len(service):
+        sys.exit(f"{SERVICE}: two statuses have one result code")
+    text = INTRO
+    for name, value, meaning in service:
+        text += f"| 0x{value:08X} | `{name}` | {meaning} | 0x{result_code(value):08X} |\n"
+    text += ROUTINES_INTRO
+    for name, value, meaning in read_table(ROUTINES):
+        text += f"| 0x{value:08X} | `{name}` | {meaning} |\n"
     if "--check" not in sys.argv[1:]:
         DOCUMENT.write_text(text)
     elif not DOCUMENT.exists() or DOCUMENT.read_text() != text:

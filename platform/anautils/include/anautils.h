@@ -22,20 +22,23 @@ ANAUTILS_EXPORT const char* AnaStatusText(ULONG status);
 /** Kinds of equation for lGetEneq. */
 enum AnaEquationKind { ANA_ENERGY = 1, ANA_FWHM = 2, ANA_LOWTAIL = 3 };
 
-/** Fetches a calibration equation.
+/** Fetches a calibration equation. Energy: all six coefficients, whatever number of terms a fit was asked for, and
+ *  no lower bound. FWHM: the bound keeps the width positive; with a negative offset a it lies where the width is
+ *  |a|/10. Low tail: the bound keeps a rising curve from becoming negative; 0 or less means no tail.
  *  @param kind      AnaEquationKind
  *  @param set       number of the calibration set: 1, the only one that a file has
  *  @param equation  out
- *  @return ANA_OK; ANA_NOENERGYCAL, ANA_NOFWHMCAL, ANA_NOTAILCAL; ANA_BADCAL (a coefficient is not finite);
- *          ANA_UNKNOWNKIND; ANA_BADARG */
+ *  @return ANA_OK; ANA_NOENERGYCAL (the gain is 0 or missing), ANA_NOFWHMCAL, ANA_NOTAILCAL (both coefficients are 0
+ *          or missing); ANA_BADCAL (a coefficient is not finite, or the FWHM does not rise); ANA_UNKNOWNKIND;
+ * ANA_BADARG */
 ANAUTILS_EXPORT LONG lGetEneq(void* handle, SHORT kind, SHORT set, stAEncalEq_T* equation);
 
 /** Value of an equation. An argument below the equation's lower bound is raised to it.
  *  @return the value; not-a-number for a null or unusable equation or an argument that is not finite */
 ANAUTILS_EXPORT REAL rEval(REAL argument, const stAEncalEq_T* equation);
 
-/** The position whose energy is given: where the polynomial has several, the smallest at or above the lower bound at
- * which it rises.
+/** The position whose energy is given: where the polynomial has several, the smallest at or above the lower bound
+ *  (0 when there is none) at which it rises. Without a lower bound negative positions are found too, the nearest to 0.
  *  @return the position [channel]; not-a-number when there is none */
 ANAUTILS_EXPORT REAL rPEn2Chan(REAL energy, const stAEncalEq_T* equation);
 
@@ -43,42 +46,54 @@ ANAUTILS_EXPORT REAL rPEn2Chan(REAL energy, const stAEncalEq_T* equation);
  *  @return ANA_OK; ANA_NOROOT; ANA_BADCAL; ANA_BADARG */
 ANAUTILS_EXPORT LONG lPEn2Chan(DOUBLE energy, const stAEncalEq_T* equation, DOUBLE* position);
 
-/** Fits the equations that the file asks for to its tables of points and leaves them, with covariances and reduced
- * chi-square, in the file. A fit that fails leaves all equations as they were.
+/** Fits the equations that the file asks for (energy, FWHM, low tail) to its tables of points and leaves them, with
+ *  covariances, reduced chi-squares and residuals, in the file. All fits come before the first write: one that fails
+ *  leaves all equations as they were. A polynomial gets fewer terms than asked for when there are fewer positions; two
+ *  positions are the least, one for a fit of the gain alone. Method: weighted least squares by QR decomposition in
+ *  scaled variables (Golub 1965); docs/analysis.md tells the weights and the scaling of the covariance.
  *  @param set  1
  *  @param reserved1, reserved2  null
- *  @return ANA_OK; ANA_TOOFEWPOINTS, ANA_BADPOINT, ANA_EQUALPOINTS, ANA_SINGULAR, ANA_NOTRISING, ANA_BADCAL,
- *          ANA_BADSETTING, ANA_BADARG */
+ *  @return ANA_OK, also when nothing was asked for; ANA_TOOFEWPOINTS; ANA_EQUALPOINTS; ANA_BADPOINT (of those that take
+ *          part); ANA_SINGULAR; ANA_NOTRISING; ANA_BADCAL (the FWHM falls, or is not positive at a point);
+ *          ANA_BADSETTING; ANA_BADARG */
 ANAUTILS_EXPORT LONG lEncal2(void* handle, SHORT set, void* reserved1, void* reserved2);
 
 /* ---- Efficiency ----------------------------------------------------------------------------------------------- */
 
-/** Fetches the efficiency equation of the model that the file selects, and its points in order of energy.
+/** Fetches the efficiency equation of the model that the file selects, and its points in order of energy. Points of
+ *  equal energy are averaged for the interpolated model.
  *  @param set       1
  *  @param equation  out
  *  @param n_points  out: number of points, 0 to ANA_MAX_EFF_POINTS
- *  @param energies, efficiencies, uncertainties  out: [ANA_MAX_EFF_POINTS]; [keV], [1], absolute
- *  @return ANA_OK; ANA_NOEFFICIENCY; ANA_UNKNOWNKIND (no such model); ANA_TOOMANYPOINTS, ANA_BADPOINT, ANA_BADCAL,
- *          ANA_BADARG */
+ *  @param energies, efficiencies, uncertainties  out: [ANA_MAX_EFF_POINTS]; [keV], [1], relative
+ *  @return ANA_OK; ANA_NOEFFICIENCY (also: no model selected); ANA_UNKNOWNKIND (no such model, or not unmistakable);
+ *          ANA_TOOMANYPOINTS; ANA_BADPOINT; ANA_TOOFEWPOINTS (interpolated: one energy only); ANA_BADCAL;
+ *          ANA_BADSETTING (common uncertainty); ANA_BADARG */
 ANAUTILS_EXPORT LONG lGetEfeq(void* handle, SHORT set, stEfEq_T* equation, int* n_points, REAL* energies,
                               REAL* efficiencies, REAL* uncertainties);
 
 /** Efficiency at an energy. Outside the calibrated range the curve goes on.
- *  @return ANA_OK; ANA_BADENERGY; ANA_NOEFFICIENCY; ANA_UNKNOWNKIND; ANA_BADCAL; ANA_BADARG */
+ *  @param n_points, energies, efficiencies  as lGetEfeq gave them; only the interpolated model looks at them
+ *  @return ANA_OK; ANA_BADENERGY; ANA_NOEFFICIENCY (an equation of zeros); ANA_UNKNOWNKIND; ANA_TOOFEWPOINTS;
+ *          ANA_BADCAL (also: the result is 0 or not finite); ANA_BADARG */
 ANAUTILS_EXPORT LONG lEffic(REAL energy, const stEfEq_T* equation, int n_points, const REAL* energies,
                             const REAL* efficiencies, REAL* efficiency);
 
-/** Relative standard uncertainty of an efficiency, from the covariance of the fit (interpolated: of the two points) and
- *  the common part; it grows outside the calibrated range.
- *  @param efficiency  what lEffic gave for this energy
+/** Relative standard uncertainty of an efficiency: from the covariance of the fit (interpolated: of the two points),
+ *  the common part, and outside the calibrated range 20 % for every unit of ln(E), in quadrature.
+ *  @param efficiency     what lEffic gave for this energy; not needed by any of the models
+ *  @param uncertainties  relative, as lGetEfeq gave them
  *  @return as lEffic */
 ANAUTILS_EXPORT LONG lEffvar(REAL energy, REAL efficiency, const stEfEq_T* equation, int n_points, const REAL* energies,
                              const REAL* uncertainties, REAL* relative_uncertainty);
 
-/** Fits the efficiency model that the file selects to the file's efficiency points and leaves coefficients, covariance,
- *  reduced chi-square, range and residuals in the file.
+/** Fits the efficiency model that the file selects to the file's efficiency points and leaves coefficients,
+ *  covariance, reduced chi-square, range and residuals in the file. Polynomials get fewer terms than asked for when
+ * there are fewer energies. Method: as lEncal2, in ln(efficiency) (Debertin & Helmer 1988; Gilmore 2008).
  *  @param set  1
- *  @return ANA_OK; as lEncal2 and lGetEfeq */
+ *  @param reserved1, reserved2  null
+ *  @return ANA_OK; ANA_TOOFEWPOINTS, ANA_EQUALPOINTS, ANA_TOOMANYPOINTS, ANA_BADPOINT, ANA_SINGULAR, ANA_NOEFFICIENCY
+ *          (no model selected), ANA_UNKNOWNKIND, ANA_BADSETTING, ANA_BADARG */
 ANAUTILS_EXPORT LONG lEfcal(void* handle, SHORT set, void* reserved1, void* reserved2);
 
 /* ---- Regions and lines ---------------------------------------------------------------------------------------- */

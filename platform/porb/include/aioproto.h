@@ -277,7 +277,7 @@ typedef struct stEfLinear_S {
   DOUBLE dCov[3];
 } stEfLinear_T;
 
-/** A polynomial in ln(scale/E) for ln(efficiency). The peak-to-total curve is one too. */
+/** A polynomial in ln(scale/E) for ln(efficiency). The peak-to-total curve is one too, with a scale of 1 keV. */
 typedef struct stEfEmp_S {
   stEfRange_T sRange;
   DOUBLE dScale; /* [keV] */

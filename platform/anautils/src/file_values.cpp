@@ -1,0 +1,225 @@
+#include "file_values.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+#include "failure.h"
+#include "get_put.h"
+#include "xtime.h"
+
+namespace anautils {
+
+namespace {
+
+LONG typeOf(void* handle, ULONG code) {
+  AioParamInfo_T info;
+  check(AioUtilParamInfo(handle, code, &info));
+  return info.lReturnType;
+}
+
+/// Calls visitor(T{}) with the C++ type of a parameter type; false for texts.
+template <typename Visitor>
+bool withNumberType(LONG type, Visitor&& visitor) {
+  switch (type) {
+    case AIO_T_BOOL:
+    case AIO_T_FLAG:
+      visitor(std::uint8_t{});
+      return true;
+    case AIO_T_INT16:
+      visitor(std::int16_t{});
+      return true;
+    case AIO_T_UINT16:
+      visitor(std::uint16_t{});
+      return true;
+    case AIO_T_INT32:
+      visitor(std::int32_t{});
+      return true;
+    case AIO_T_INT64:
+      visitor(std::int64_t{});
+      return true;
+    case AIO_T_FLOAT:
+      visitor(float{});
+      return true;
+    case AIO_T_DOUBLE:
+    case AIO_T_REAL8:
+    case AIO_T_TIME:
+      visitor(double{});
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// The nearest value of type T, saturating; not-a-number becomes 0 in integers.
+template <typename T>
+T nearest(double value) {
+  if constexpr (std::is_floating_point_v<T>) {
+    return static_cast<T>(value);
+  } else {
+    if (std::isnan(value)) return 0;
+    if (value <= static_cast<double>(std::numeric_limits<T>::min())) return std::numeric_limits<T>::min();
+    if (value >= static_cast<double>(std::numeric_limits<T>::max())) return std::numeric_limits<T>::max();
+    return static_cast<T>(std::llround(value));
+  }
+}
+
+/// The bytes of a value; nothing when it was never written.
+std::optional<std::string> findBytes(void* handle, ULONG code, USHORT record, USHORT entry, std::size_t room) {
+  std::string bytes(room, '\0');
+  auto size = static_cast<USHORT>(room);
+  const ULONG status = AioGetParam(handle, code, record, entry, bytes.data(), &size);
+  if (status == AIO_NOVALUE) return std::nullopt;
+  check(status);
+  bytes.resize(size);
+  return bytes;
+}
+
+template <typename Element>
+std::vector<double> readChannels(void* handle, LONG format, ULONG channels, ULONG group) {
+  std::vector<Element> counts(channels);
+  check(AioReadSpectrum2(handle, counts.data(), format, channels, 1, 1, group));
+  return {counts.begin(), counts.end()};
+}
+
+LONG storedFormat(void* handle, ULONG group) {
+  ULONG count = 0;
+  check(AioListSpectra(handle, nullptr, 0, &count));
+  std::vector<AioSpectrumInfo_T> spectra(count);
+  check(AioListSpectra(handle, spectra.data(), count, &count));
+  const auto is_wanted = [&](const AioSpectrumInfo_T& s) { return s.ulGroup == group && s.ulRow == 1; };
+  const auto found = std::find_if(spectra.begin(), spectra.end(), is_wanted);
+  return found != spectra.end() ? found->lFormat : AIO_FORMAT_LONG;
+}
+
+}  // namespace
+
+std::optional<double> findNumber(void* handle, ULONG code, USHORT record, USHORT entry) {
+  std::optional<double> number;
+  withNumberType(typeOf(handle, code), [&](auto raw) {
+    USHORT size = sizeof raw;
+    const ULONG status = AioGetParam(handle, code, record, entry, &raw, &size);
+    if (status == AIO_NOVALUE) return;
+    check(status);
+    number = static_cast<double>(raw);
+  });
+  return number;
+}
+
+double readDouble(void* handle, ULONG code, double fallback, USHORT record, USHORT entry) {
+  return findNumber(handle, code, record, entry).value_or(fallback);
+}
+
+int readInt(void* handle, ULONG code, int fallback, USHORT record, USHORT entry) {
+  const double number = readDouble(handle, code, fallback, record, entry);
+  return std::isnan(number) ? fallback : nearest<int>(number);
+}
+
+std::string readText(void* handle, ULONG code, const std::string& fallback, USHORT record, USHORT entry) {
+  const auto bytes = findBytes(handle, code, record, entry, AIO_MAX_VALUE_BYTES);
+  return bytes ? std::string(bytes->c_str()) : fallback;
+}
+
+void readArray(void* handle, ULONG first_code, std::span<double> values) {
+  for (double& value : values) value = readDouble(handle, first_code++, 0.0);
+}
+
+USHORT countRecords(void* handle, USHORT cls) {
+  USHORT count = 0;
+  const ULONG status = AioCount(handle, cls, 0, 0, &count);
+  if (status == AIO_NOBLOCK) return 0;
+  check(status);
+  return count;
+}
+
+ULONG countChannels(void* handle) {
+  ULONG count = 0;
+  check(AioListBlocks(handle, nullptr, 0, &count));
+  std::vector<AioBlockInfo_T> blocks(count);
+  check(AioListBlocks(handle, blocks.data(), count, &count));
+  const auto is_spectrum = [](const AioBlockInfo_T& block) { return block.usClass == ORB_CLS_SPECTRUM; };
+  const auto found = std::find_if(blocks.begin(), blocks.end(), is_spectrum);
+  return found != blocks.end() ? found->ulChannels : 0;
+}
+
+std::vector<double> readSpectrum(void* handle, ULONG group) {
+  const ULONG channels = countChannels(handle);
+  require(channels > 0, ANA_NOSPECTRUM);
+  std::vector<double> counts = storedFormat(handle, group) == AIO_FORMAT_LONG
+                                   ? readChannels<LONG>(handle, AIO_FORMAT_LONG, channels, group)
+                                   : readChannels<REAL>(handle, AIO_FORMAT_FLOAT, channels, group);
+  for (const double n : counts) require(std::isfinite(n) && n >= 0, ANA_BADCOUNTS);
+  return counts;
+}
+
+double presentTime() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(now);
+  com::norvale::datatypes::xtime_t time;
+  time.dateTime = seconds.count();
+  time.nanoseconds =
+      static_cast<std::int32_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now - seconds).count());
+  return time.toVMSTime();
+}
+
+void PendingWrites::set(ULONG code, double value, USHORT record, USHORT entry) {
+  writes_.push_back({code, record, entry, false, value, {}});
+}
+
+void PendingWrites::set(ULONG code, int value, USHORT record, USHORT entry) {
+  set(code, static_cast<double>(value), record, entry);
+}
+
+void PendingWrites::set(ULONG code, const std::string& text, USHORT record, USHORT entry) {
+  writes_.push_back({code, record, entry, true, 0.0, text});
+}
+
+void PendingWrites::setArray(ULONG first_code, std::span<const double> values) {
+  for (const double value : values) set(first_code++, value);
+}
+
+std::optional<std::string> PendingWrites::formerBytes(void* handle, const Write& write) {
+  return findBytes(handle, write.code, write.record, write.entry, write.is_text ? AIO_MAX_VALUE_BYTES : sizeof(double));
+}
+
+std::string PendingWrites::newBytes(void* handle, const Write& write) {
+  if (write.is_text) {
+    require(write.text.size() <= AIO_MAX_VALUE_BYTES, AIO_TOOLONG);
+    return write.text;
+  }
+  std::string bytes;
+  const bool is_number = withNumberType(typeOf(handle, write.code), [&](auto type) {
+    const auto raw = nearest<decltype(type)>(write.number);
+    bytes.assign(sizeof raw, '\0');
+    std::memcpy(bytes.data(), &raw, sizeof raw);
+  });
+  require(is_number, AIO_TYPEMISMATCH);
+  return bytes;
+}
+
+void PendingWrites::commit(void* handle) const {
+  const auto put = [&](const Write& write, const std::string& bytes) {
+    const auto size = static_cast<USHORT>(bytes.size());
+    return AioPutParam(handle, write.code, write.record, write.entry, bytes.data(), &size);
+  };
+  std::vector<std::optional<std::string>> former;
+  std::vector<std::string> bytes;
+  former.reserve(writes_.size());
+  bytes.reserve(writes_.size());
+  for (const Write& write : writes_) {
+    former.push_back(formerBytes(handle, write));
+    bytes.push_back(newBytes(handle, write));
+  }
+  for (std::size_t i = 0; i < writes_.size(); ++i) {
+    const ULONG status = put(writes_[i], bytes[i]);
+    if (status == AIO_OK) continue;
+    while (i-- > 0)
+      if (former[i]) put(writes_[i], *former[i]);
+    throw Failure(status);
+  }
+}
+
+}  // namespace anautils

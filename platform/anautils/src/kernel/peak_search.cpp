@@ -1,0 +1,211 @@
+#include "kernel/peak_search.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "kernel/peak_shape.h"
+#include "kernel/second_difference.h"
+
+namespace anautils {
+
+namespace {
+
+constexpr double kLadderStep = 1.12;
+
+/// Significance and second difference along the spectrum for a filter whose width follows the lines.
+struct Trace {
+  int first = 0;
+  std::vector<Response> responses;  ///< of the elements from `first` on
+
+  int size() const { return static_cast<int>(responses.size()); }
+  const Response& at(int i) const { return responses[static_cast<std::size_t>(i - first)]; }
+  bool covers(int i) const { return i >= first && i < first + size(); }
+};
+
+int smoothingBox(double fwhm, int longest) {
+  return std::max(1, std::min(longest, static_cast<int>(fwhm))) | 1;
+}
+
+/// The filters of the widths that occur, in steps of 12 %; every element mixes the two between which its width lies.
+class Ladder {
+ public:
+  Ladder(const std::vector<double>& counts, double least_sigma, double greatest_sigma, double scale,
+         const SearchSettings& settings)
+      : counts_(counts), least_(std::log(least_sigma)) {
+    const int rungs = static_cast<int>(std::ceil(std::log(greatest_sigma / least_sigma) / std::log(kLadderStep))) + 2;
+    for (int k = 0; k < rungs; ++k) {
+      const double sigma = least_sigma * std::pow(kLadderStep, k);
+      filters_.push_back(secondDifferenceFilter(sigma, settings.cut));
+      smooth_.push_back(
+          smoothedCounts(counts, smoothingBox(sigma / scale * kFwhmPerSigma, settings.longest_smoothing)));
+    }
+  }
+
+  Response at(int i, double sigma) const {
+    const double place = std::max(0.0, (std::log(sigma) - least_) / std::log(kLadderStep));
+    const auto rung = std::min(static_cast<std::size_t>(place), filters_.size() - 2);
+    const double share = std::min(1.0, place - static_cast<double>(rung));
+    const Response low = respond(counts_, smooth_[rung], filters_[rung], i);
+    const Response high = respond(counts_, smooth_[rung + 1], filters_[rung + 1], i);
+    return {low.difference + share * (high.difference - low.difference),
+            low.significance + share * (high.significance - low.significance)};
+  }
+
+ private:
+  const std::vector<double>& counts_;
+  double least_;
+  std::vector<std::vector<double>> filters_;
+  std::vector<std::vector<double>> smooth_;
+};
+
+double sigmaAt(const std::vector<double>& widths, int i) {
+  return widths[static_cast<std::size_t>(i)] / kFwhmPerSigma;
+}
+
+/// Standard deviation of the response to a line.
+double responseSigma(const std::vector<double>& widths, int i, double scale) {
+  return sigmaAt(widths, i) * std::sqrt(1 + scale * scale);
+}
+
+Trace traceOf(const std::vector<double>& counts, const std::vector<double>& widths, int first, int last, double scale,
+              const SearchSettings& settings) {
+  const int margin = static_cast<int>(4 * *std::max_element(widths.begin(), widths.end()));
+  Trace trace;
+  trace.first = std::max(0, first - margin);
+  const int end = std::min(static_cast<int>(counts.size()) - 1, last + margin);
+  const auto [least, greatest] = std::minmax_element(widths.begin() + trace.first, widths.begin() + end + 1);
+  const Ladder ladder(counts, scale * *least / kFwhmPerSigma, scale * *greatest / kFwhmPerSigma, scale, settings);
+  trace.responses.reserve(static_cast<std::size_t>(end - trace.first + 1));
+  for (int i = trace.first; i <= end; ++i) trace.responses.push_back(ladder.at(i, scale * sigmaAt(widths, i)));
+  return trace;
+}
+
+/// Elements from a maximum to where the response changes its sign, or to the valley before the next line.
+double lobeEnd(const Trace& trace, int at, int direction) {
+  int valley = at;
+  int i = at;
+  while (trace.covers(i + direction) && trace.at(i + direction).significance > 0) {
+    i += direction;
+    if (trace.at(i).significance <= trace.at(valley).significance) valley = i;
+    if (trace.at(i).significance > trace.at(valley).significance + 1) return std::abs(valley - at);
+  }
+  if (!trace.covers(i + direction)) return std::abs(i - at);
+  const double inside = trace.at(i).significance;
+  const double outside = trace.at(i + direction).significance;
+  return std::abs(i - at) + inside / (inside - outside);
+}
+
+bool hasLobeOfALine(const Trace& trace, int at, double response_sigma) {
+  const double length = (lobeEnd(trace, at, 1) + lobeEnd(trace, at, -1)) / (2 * response_sigma);
+  return length > 0.4 && length < 1.9;  // 0.6 to 1.7 for a line alone, less beside a higher one, more for a close pair
+}
+
+/// The deepest response of the other sign beside a maximum, in standard deviations.
+double sideLobe(const Trace& trace, int at, int direction, double response_sigma) {
+  double deepest = 0;
+  for (double d = 1; d < 3; d += 1 / response_sigma) {
+    const int i = at + direction * static_cast<int>(std::lround(d * response_sigma));
+    if (trace.covers(i)) deepest = std::max(deepest, -trace.at(i).significance);
+  }
+  return deepest;
+}
+
+/// Whether a higher line stands beside a maximum, whose response covers the lobe on that side.
+bool hasHigherNeighbour(const Trace& trace, int at, int direction, double response_sigma) {
+  for (int d = 1; d <= static_cast<int>(4 * response_sigma); ++d) {
+    const int i = at + direction * d;
+    if (trace.covers(i) && trace.at(i).significance > trace.at(at).significance) return true;
+  }
+  return false;
+}
+
+/// A step answers with one lobe up and one down, as high as each other; a line has a lobe of 0.45 of its height on both
+/// sides. Only a difference that counting statistics does not explain is taken for a step.
+bool looksLikeAStep(const Trace& trace, int at, double response_sigma) {
+  const double height = trace.at(at).significance;
+  const double left = sideLobe(trace, at, -1, response_sigma);
+  const double right = sideLobe(trace, at, 1, response_sigma);
+  const double larger = std::max(left, right);
+  const double smaller = std::min(left, right);
+  if (larger < 0.75 * height || smaller > 0.2 * height || larger - smaller < 2.2) return false;
+  return !hasHigherNeighbour(trace, at, left < right ? -1 : 1, response_sigma);
+}
+
+/// The maximum of the second difference between elements, by a parabola.
+double refined(const Trace& trace, int at) {
+  if (!trace.covers(at - 1) || !trace.covers(at + 1)) return at;
+  const double left = trace.at(at - 1).difference;
+  const double middle = trace.at(at).difference;
+  const double right = trace.at(at + 1).difference;
+  const double bend = left - 2 * middle + right;
+  return bend > 0 ? at + std::clamp(0.5 * (left - right) / bend, -1.0, 1.0) : at;
+}
+
+bool isMaximum(const Trace& trace, int i) {
+  const double here = trace.at(i).significance;
+  return (!trace.covers(i - 1) || trace.at(i - 1).significance < here) &&
+         (!trace.covers(i + 1) || trace.at(i + 1).significance <= here);
+}
+
+std::vector<FoundPeak> maxima(const Trace& trace, const std::vector<double>& widths, int first, int last, double scale,
+                              const SearchSettings& settings) {
+  std::vector<FoundPeak> peaks;
+  for (int i = std::max(first, trace.first); i <= last && trace.covers(i); ++i) {
+    if (trace.at(i).significance < settings.threshold || !isMaximum(trace, i)) continue;
+    const double response_sigma = responseSigma(widths, i, scale);
+    if (!hasLobeOfALine(trace, i, response_sigma) || looksLikeAStep(trace, i, response_sigma)) continue;
+    peaks.push_back({refined(trace, i), trace.at(i).significance, scale == settings.wide && scale != settings.narrow});
+  }
+  return peaks;
+}
+
+int nearest(double position, std::size_t n) {
+  return std::clamp(static_cast<int>(std::lround(position)), 0, static_cast<int>(n) - 1);
+}
+
+/// The wide filter adds what the narrow one did not see at all.
+void addMissed(std::vector<FoundPeak>& peaks, const std::vector<FoundPeak>& wide, const std::vector<double>& widths) {
+  const std::size_t n_narrow = peaks.size();
+  for (const FoundPeak& peak : wide) {
+    const double reach = 1.5 * widths[static_cast<std::size_t>(nearest(peak.position, widths.size()))];
+    const bool is_known = std::any_of(peaks.begin(), peaks.begin() + static_cast<std::ptrdiff_t>(n_narrow),
+                                      [&](const FoundPeak& p) { return std::abs(p.position - peak.position) < reach; });
+    if (!is_known) peaks.push_back(peak);
+  }
+  std::sort(peaks.begin(), peaks.end(), [](const FoundPeak& a, const FoundPeak& b) { return a.position < b.position; });
+}
+
+/// The second difference at its narrowest, a measure of the height of a line.
+void dropSuspects(std::vector<FoundPeak>& peaks, const Trace& trace, const std::vector<double>& widths,
+                  double distance) {
+  constexpr double kMuchHigher = 25;
+  std::vector<FoundPeak> kept;
+  for (const FoundPeak& peak : peaks) {
+    const int at = nearest(peak.position, widths.size());
+    const double height = -trace.at(at).difference;
+    const double reach = distance * widths[static_cast<std::size_t>(at)];
+    const bool is_suspect = std::any_of(peaks.begin(), peaks.end(), [&](const FoundPeak& other) {
+      return std::abs(other.position - peak.position) < reach &&
+             -trace.at(nearest(other.position, widths.size())).difference > kMuchHigher * height;
+    });
+    if (!is_suspect) kept.push_back(peak);
+  }
+  peaks = std::move(kept);
+}
+
+}  // namespace
+
+std::vector<FoundPeak> findPeaks(const std::vector<double>& counts, const std::vector<double>& widths, int first,
+                                 int last, const SearchSettings& settings) {
+  if (counts.empty() || first > last) return {};
+  const Trace narrow = traceOf(counts, widths, first, last, settings.narrow, settings);
+  std::vector<FoundPeak> peaks = maxima(narrow, widths, first, last, settings.narrow, settings);
+  if (settings.two_filters) {
+    const Trace wide = traceOf(counts, widths, first, last, settings.wide, settings);
+    addMissed(peaks, maxima(wide, widths, first, last, settings.wide, settings), widths);
+  }
+  dropSuspects(peaks, narrow, widths, settings.suspect_distance);
+  return peaks;
+}
+
+}  // namespace anautils

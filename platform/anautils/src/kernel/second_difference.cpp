@@ -1,0 +1,90 @@
+#include "kernel/second_difference.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace anautils {
+
+namespace {
+
+constexpr double kLeastVariance = 0.15;  // counts per channel: what an empty stretch may hold
+
+double meanOf(const std::vector<double>& values, std::size_t from, std::size_t to) {
+  double sum = 0;
+  for (std::size_t i = from; i < to; ++i) sum += values[i];
+  return to > from ? sum / static_cast<double>(to - from) : 0;
+}
+
+/// The values with the mean of each end in front and behind.
+class Extended {
+ public:
+  Extended(const std::vector<double>& values, std::size_t reach)
+      : values_(values),
+        n_(static_cast<int>(values.size())),
+        before_(meanOf(values, 0, std::min(reach, values.size()))),
+        behind_(meanOf(values, values.size() - std::min(reach, values.size()), values.size())) {}
+  double operator[](int i) const { return i < 0 ? before_ : i >= n_ ? behind_ : values_[static_cast<std::size_t>(i)]; }
+
+ private:
+  const std::vector<double>& values_;
+  int n_;
+  double before_;
+  double behind_;
+};
+
+template <typename Values>
+Response sums(const Values& counts, const Values& smooth, const std::vector<double>& filter, int at) {
+  double difference = filter[0] * counts[at];
+  double variance = filter[0] * filter[0] * smooth[at];
+  for (int j = 1; j < static_cast<int>(filter.size()); ++j) {
+    const double c = filter[static_cast<std::size_t>(j)];
+    difference += c * (counts[at - j] + counts[at + j]);
+    variance += c * c * (smooth[at - j] + smooth[at + j]);
+  }
+  return {difference, variance > 0 ? -difference / std::sqrt(variance) : 0};
+}
+
+}  // namespace
+
+std::vector<double> secondDifferenceFilter(double sigma, double cut) {
+  const int half = std::max(2, static_cast<int>(std::ceil(cut * sigma)));
+  std::vector<double> filter(static_cast<std::size_t>(half) + 1);
+  double sum = 0;
+  double weight = 0;
+  for (int j = 0; j <= half; ++j) {
+    const double z2 = j * j / (sigma * sigma);
+    filter[static_cast<std::size_t>(j)] = (z2 - 1) * std::exp(-z2 / 2);
+    sum += (j == 0 ? 1 : 2) * filter[static_cast<std::size_t>(j)];
+    weight += (j == 0 ? 1 : 2) * std::exp(-z2 / 2);
+  }
+  // What cutting and sampling leave over goes where the filter is large, so that its ends stay small.
+  for (int j = 0; j <= half; ++j)
+    filter[static_cast<std::size_t>(j)] -= sum / weight * std::exp(-j * j / (2 * sigma * sigma));
+  return filter;
+}
+
+std::vector<double> smoothedCounts(const std::vector<double>& counts, int box) {
+  const int n = static_cast<int>(counts.size());
+  const int half = std::max(box, 1) / 2;
+  std::vector<double> smooth(counts.size());
+  double sum = 0;
+  for (int i = 0; i < std::min(half, n); ++i) sum += counts[static_cast<std::size_t>(i)];
+  for (int i = 0; i < n; ++i) {
+    if (i + half < n) sum += counts[static_cast<std::size_t>(i + half)];
+    if (i - half - 1 >= 0) sum -= counts[static_cast<std::size_t>(i - half - 1)];
+    const int width = std::min(i + half, n - 1) - std::max(i - half, 0) + 1;
+    smooth[static_cast<std::size_t>(i)] = std::max(sum / width, kLeastVariance);
+  }
+  return smooth;
+}
+
+Response respond(const std::vector<double>& counts, const std::vector<double>& smooth,
+                 const std::vector<double>& filter, int at) {
+  const int reach = static_cast<int>(filter.size()) - 1;
+  if (at - reach >= 0 && at + reach < static_cast<int>(counts.size()))
+    return sums(counts.data(), smooth.data(), filter, at);
+  const auto length = static_cast<std::size_t>(std::max(1, reach / 2));
+  return sums(Extended(counts, length), Extended(smooth, length), filter, at);
+}
+
+}  // namespace anautils

@@ -1,0 +1,168 @@
+// AA_2nd_Diff_Peak_Loc and lPANolin: the lines of a spectrum, located and fitted.
+#include <algorithm>
+#include <cmath>
+
+#include "anautils.h"
+#include "file_values.h"
+#include "guard.h"
+#include "kernel/peak_search.h"
+#include "peak_table.h"
+#include "region_lines.h"
+
+namespace anautils {
+
+namespace {
+
+constexpr double kCounterLimit = 2147483647;  // a channel that holds it has overflowed
+
+/// FWHM at each channel: the calibration's, or one for all from the counts. Empty when nothing stands out there.
+std::vector<double> widthsOf(const std::vector<double>& counts, const LineCalibration& calibration) {
+  if (calibration.hasFwhm()) return calibration.widths(counts.size());
+  const double typical = typicalWidth(counts);
+  return typical > 0 ? std::vector<double>(counts.size(), typical) : std::vector<double>();
+}
+
+std::vector<LocatedLine> locate(void* handle, const std::vector<double>& counts, const LineCalibration& calibration) {
+  const ChannelRange range = readRange(handle, 0x20030008, 0x20030009, static_cast<int>(counts.size()));
+  const double lowest_keV = readDouble(handle, 0x20030006, 0);
+  const std::vector<double> widths = widthsOf(counts, calibration);
+  std::vector<LocatedLine> lines;
+  if (widths.empty()) return lines;
+  for (const FoundPeak& peak : findPeaks(counts, widths, range.first - 1, range.last - 1, readSearchSettings(handle))) {
+    const double position = peak.position + 1;
+    const bool is_below = calibration.hasEnergy() && calibration.energy(position) < lowest_keV;
+    if (!is_below) lines.push_back({position, peak.significance});
+  }
+  return lines;
+}
+
+/// The fit of all lines of a file.
+class SpectrumFit {
+ public:
+  SpectrumFit(void* handle, const LineCalibration& calibration)
+      : counts_(readSpectrum(handle)),
+        calibration_(calibration),
+        located_(readLocatedLines(handle)),
+        settings_(readLineFitSettings(handle)),
+        rule_(readRegionRule(handle)),
+        limits_(readRange(handle, 0x20030046, 0x20030047, static_cast<int>(counts_.size()))),
+        one_region_(readInt(handle, 0x20030010, 0) != 0) {
+    if (!calibration_.hasFwhm()) typical_width_ = typicalWidth(counts_);
+    located_.erase(std::remove_if(located_.begin(), located_.end(), [&](const LocatedLine& l) { return !isInside(l); }),
+                   located_.end());
+    for (const LocatedLine& line : located_) starts_.push_back(startOf(line.position));
+  }
+
+  std::vector<TableRegion> run() {
+    std::vector<LineExtent> extents;
+    for (const LineStart& start : starts_) extents.push_back({start.position, start.width, start.tail});
+    const auto plans = one_region_ ? planOneRegion(extents, rule_, limits_) : planRegions(extents, rule_, limits_);
+    std::vector<TableRegion> regions;
+    for (std::size_t i = 0; i < plans.size(); ++i) {
+      const bool goes_on = plans[i].cut_before && !regions.empty();
+      regions.push_back(fitPlan(plans[i], goes_on ? fixedLines(regions.back().fit) : std::vector<FixedLine>()));
+      // The part below was fitted without the lines that are known now.
+      if (goes_on) regions[i - 1] = fitPlan(plans[i - 1], fixedLines(regions[i].fit));
+    }
+    return regions;
+  }
+
+  double quantile() const { return settings_.quantile; }
+
+ private:
+  bool isInside(const LocatedLine& line) const {
+    return line.position >= limits_.first - 0.5 && line.position <= limits_.last + 0.5;
+  }
+
+  LineStart startOf(double position) const {
+    if (calibration_.hasFwhm()) return calibratedStart(calibration_, position, settings_.tail);
+    LineStart start;
+    start.position = position;
+    start.width = typical_width_;
+    return start;
+  }
+
+  TableRegion fitPlan(const RegionPlan& plan, const std::vector<FixedLine>& neighbours) const {
+    TableRegion region;
+    std::vector<LineStart> starts;
+    for (const int i : plan.lines) {
+      starts.push_back(starts_[static_cast<std::size_t>(i)]);
+      region.located.push_back(located_[static_cast<std::size_t>(i)]);
+    }
+    FitSettings fit = settingsForRegion(settings_, starts.size(), starts.front().width);
+    if (!calibration_.hasFwhm()) fit.width = WidthMode::Free;
+    region.fit = fitChannels(counts_, plan.channels, starts, fit, neighbours);
+    while (dropWeakest(region, starts))
+      region.fit = starts.empty() ? emptyFit(region.fit) : fitChannels(counts_, plan.channels, starts, fit, neighbours);
+    region.marks = marksOf(plan, region.fit);
+    return region;
+  }
+
+  /// Takes the weakest line out of the starts when it is too weak to be kept. A line that the residuals added goes
+  /// through the stricter test of the fit itself.
+  bool dropWeakest(TableRegion& region, std::vector<LineStart>& starts) const {
+    if (region.fit.status != FitStatus::Ok && region.fit.status != FitStatus::NotConverged) return false;
+    const FittedLine* weakest = nullptr;
+    for (const FittedLine& line : region.fit.lines)
+      if (line.start >= 0 && !(line.significance >= settings_.keep_significance) &&
+          (weakest == nullptr || line.significance < weakest->significance))
+        weakest = &line;
+    if (weakest == nullptr) return false;
+    starts.erase(starts.begin() + weakest->start);
+    region.located.erase(region.located.begin() + weakest->start);
+    return true;
+  }
+
+  static RegionFit emptyFit(const RegionFit& fit) {
+    RegionFit empty = fit;
+    empty.lines.clear();
+    empty.area_covariance.clear();
+    return empty;
+  }
+
+  int marksOf(const RegionPlan& plan, const RegionFit& fit) const {
+    int marks = 0;
+    const bool at_an_end = plan.channels.first == 1 || plan.channels.last == static_cast<int>(counts_.size());
+    if (at_an_end) marks |= kMarkCut;
+    for (int i = plan.channels.first; i <= plan.channels.last; ++i)
+      if (counts_[static_cast<std::size_t>(i - 1)] >= kCounterLimit) marks |= kMarkOverflow;
+    if (settings_.greatest_chi2 > 0 && fit.dof > 0 && fit.chi2 / fit.dof > settings_.greatest_chi2)
+      marks |= kMarkBadFit;
+    return marks;
+  }
+
+  std::vector<double> counts_;
+  const LineCalibration& calibration_;
+  std::vector<LocatedLine> located_;
+  LineFitSettings settings_;
+  RegionRule rule_;
+  ChannelRange limits_;
+  bool one_region_;
+  double typical_width_ = 0;
+  std::vector<LineStart> starts_;
+};
+
+}  // namespace
+
+}  // namespace anautils
+
+using namespace anautils;
+
+LONG AA_2nd_Diff_Peak_Loc(void* handle, LONG reserved1, LONG reserved2, LONG reserved3) {
+  return guarded([&] {
+    require(reserved1 == 0 && reserved2 == 0 && reserved3 == 0, ANA_BADARG);
+    const std::vector<double> counts = readSpectrum(handle);
+    const LineCalibration calibration = LineCalibration::ofFile(handle);
+    writeLocatedLines(handle, locate(handle, counts, calibration), calibration);
+  });
+}
+
+LONG lPANolin(void* handle, LONG reserved1, LONG reserved2, LONG reserved3) {
+  return guarded([&] {
+    require(reserved1 == 0 && reserved2 == 0 && reserved3 == 0, ANA_BADARG);
+    const LineCalibration calibration = LineCalibration::ofFile(handle);
+    SpectrumFit fit(handle, calibration);
+    const std::vector<TableRegion> regions = fit.run();
+    writeFittedLines(handle, regions, {calibration, readDouble(handle, 0x20000005, 0), fit.quantile()});
+  });
+}

@@ -1,0 +1,143 @@
+#include "processing_settings.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+
+#include "failure.h"
+#include "file_values.h"
+
+namespace anautils {
+
+namespace {
+
+/// Whether a text begins with a word's first letters, in any case; an empty one does not.
+bool means(const std::string& text, const char* word) {
+  std::size_t i = 0;
+  for (; i < text.size() && text[i] != ' ' && word[i] != '\0'; ++i)
+    if (std::toupper(static_cast<unsigned char>(text[i])) != word[i]) return false;
+  return i > 0;
+}
+
+double readPositive(void* handle, ULONG code, double fallback) {
+  const double value = readDouble(handle, code, fallback);
+  require(std::isfinite(value) && value > 0, ANA_BADSETTING);
+  return value;
+}
+
+double readNotNegative(void* handle, ULONG code, double fallback) {
+  const double value = readDouble(handle, code, fallback);
+  require(std::isfinite(value) && value >= 0, ANA_BADSETTING);
+  return value;
+}
+
+Continuum readContinuum(void* handle) {
+  const std::string word = readText(handle, 0x20030028, "STEP");
+  if (means(word, "STEP")) return Continuum::Step;
+  if (means(word, "LINEAR")) return Continuum::Linear;
+  require(means(word, "NONE"), ANA_BADSETTING);
+  return Continuum::None;
+}
+
+WidthMode readWidthMode(void* handle) {
+  const std::string word = readText(handle, 0x2003002B, "Derived");
+  if (means(word, "DERIVED")) return WidthMode::Derived;
+  if (means(word, "FIXED")) return WidthMode::Fixed;
+  require(means(word, "FREE"), ANA_BADSETTING);
+  return WidthMode::Free;
+}
+
+TailMode readTailMode(void* handle) {
+  const std::string word = readText(handle, 0x2003002A, "AUTO");
+  if (means(word, "AUTO")) return TailMode::Auto;
+  if (means(word, "ON")) return TailMode::On;
+  require(means(word, "OFF"), ANA_BADSETTING);
+  return TailMode::Off;
+}
+
+FitSettings readFitSettings(void* handle) {
+  FitSettings fit;
+  fit.continuum = readContinuum(handle);
+  fit.width = readWidthMode(handle);
+  const double measured_scatter = readNotNegative(handle, 0x20000076, 0);  // [%]
+  fit.width_scatter = (measured_scatter > 0 ? measured_scatter : readPositive(handle, 0x20030029, 1)) / 100;
+  fit.max_steps = readInt(handle, 0x20030043, 0);
+  if (fit.max_steps <= 0) fit.max_steps = 60;
+  fit.convergence = readPositive(handle, 0x2003003D, 1e-4);
+  fit.max_shift = readPositive(handle, 0x20030038, 0.3);
+  fit.min_separation = readPositive(handle, 0x20030037, 0.3);
+  fit.max_added = readInt(handle, 0x20030039, 2);
+  fit.residual_threshold = readPositive(handle, 0x2003001A, 4);
+  fit.add_significance = readPositive(handle, 0x20030013, 5);
+  fit.step_significance = readPositive(handle, 0x20030011, 3);
+  require(fit.max_added >= 0, ANA_BADSETTING);
+  return fit;
+}
+
+}  // namespace
+
+SearchSettings readSearchSettings(void* handle) {
+  SearchSettings settings;
+  settings.threshold = readPositive(handle, 0x20030005, 3);
+  settings.narrow = readPositive(handle, 0x2003001C, 1);
+  settings.wide = readPositive(handle, 0x20030021, 1.75);
+  settings.two_filters = readInt(handle, 0x20030019, 1) != 0;
+  settings.cut = readPositive(handle, 0x2003001B, 4);
+  settings.longest_smoothing = readInt(handle, 0x20030020, 19);
+  settings.suspect_distance = readNotNegative(handle, 0x20030012, 3);
+  // Beyond these the filters would be longer than any line, or no filters at all.
+  require(settings.narrow >= 0.2 && settings.narrow <= 10 && settings.wide >= 0.2 && settings.wide <= 10 &&
+              settings.cut >= 2 && settings.cut <= 10 && settings.longest_smoothing >= 1,
+          ANA_BADSETTING);
+  return settings;
+}
+
+LineFitSettings readLineFitSettings(void* handle) {
+  LineFitSettings settings;
+  settings.fit = readFitSettings(handle);
+  settings.tail = readTailMode(handle);
+  settings.curvature_single = readNotNegative(handle, 0x2003003A, 0);
+  settings.curvature_multiplet = readNotNegative(handle, 0x2003003B, 0);
+  if (readInt(handle, 0x200300C3, 0) != 0)
+    settings.free_fwhm = readNotNegative(handle, 0x200300C4, 0);
+  else
+    settings.free_channels = readInt(handle, 0x20030026, 0);
+  require(settings.free_channels >= 0, ANA_BADSETTING);
+  settings.keep_significance = readNotNegative(handle, 0x2003003F, 0);
+  const double error_percent = readPositive(handle, 0x200300B1, 5);
+  require(error_percent < 50, ANA_BADSETTING);
+  settings.quantile = normalQuantile(error_percent / 100);
+  settings.greatest_chi2 = readNotNegative(handle, 0x2003003E, 0);
+  return settings;
+}
+
+RegionRule readRegionRule(void* handle) {
+  RegionRule rule;
+  rule.left = readPositive(handle, 0x20030034, 3);
+  rule.right = readPositive(handle, 0x20030035, 3);
+  rule.together = readPositive(handle, 0x20030036, 4);
+  rule.most_lines = readInt(handle, 0x20030007, 10);
+  require(rule.most_lines >= 1, ANA_BADSETTING);
+  // Lines that the residuals add need a place as well.
+  rule.most_lines = std::min(rule.most_lines, kMaxLines - 4);
+  return rule;
+}
+
+ChannelRange readRange(void* handle, ULONG first_code, ULONG last_code, int n) {
+  ChannelRange range{readInt(handle, first_code, 1), readInt(handle, last_code, n)};
+  require(range.first <= range.last, ANA_EMPTYREGION);
+  require(range.first <= n && range.last >= 1, ANA_OUTSIDE);
+  return {std::max(range.first, 1), std::min(range.last, n)};
+}
+
+double normalQuantile(double upper) {
+  double low = -40;
+  double high = 40;
+  while (high - low > 1e-12) {
+    const double middle = (low + high) / 2;
+    (0.5 * std::erfc(middle / std::sqrt(2.0)) > upper ? low : high) = middle;
+  }
+  return (low + high) / 2;
+}
+
+}  // namespace anautils
