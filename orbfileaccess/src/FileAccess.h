@@ -7,9 +7,11 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ByteStream.h"
+#include "Estimate.h"
 #include "ParameterMetadata.h"
 #include "ResultCode.h"
 #include "Variant.h"
@@ -19,6 +21,9 @@ namespace com::norvale::orb {
 
 /// Parameter values by parameter code. Operations walk it in ascending order of codes.
 using ParameterMap = std::map<unsigned int, datatypes::Variant>;
+
+/// Points of a calibration: `first` is the position (its uncertainty is not used), `second` the quantity there.
+using CalibrationPoints = std::vector<std::pair<datatypes::Estimate<float>, datatypes::Estimate<float>>>;
 
 /// The path that the data-file service is given for a file name: the name as it is.
 ORBFILEACCESS_EXPORT std::string makeFullPath(const std::string& name);
@@ -224,13 +229,92 @@ class ORBFILEACCESS_EXPORT FileAccess {
   std::uint32_t setSpectrum(const std::vector<unsigned int>& data, std::uint32_t group, std::uint32_t row);
   std::uint32_t setSpectrum(const std::vector<float>& data, std::uint32_t group, std::uint32_t row);
 
+  // ---- Analysis ---------------------------------------------------------------------------------------------
+  //
+  // The work is done by the routines of libanautils (anautils.h), which read what they need from the file's parameters
+  // and leave their results there; docs/analysis.md names them. These operations are const because the object stays
+  // the same; the file does not, and "modifies" holds where parameters are written. Statuses of routines are handed on
+  // as they are.
+
+  /// Turns a number into another through a calibration of the file.
+  /// @param option  what is computed; beyond the last one the result is {0, 0}, whatever `ignore` says
+  /// @param pt      a channel for CHANNEL2ENERGY, otherwise an energy [keV]
+  /// @param ignore  whether failures are passed over. A calibration that cannot be had, or a closed file, then gives
+  ///                {0, 0}; a failed value or uncertainty counts as 0.
+  /// @return value and standard uncertainty; the uncertainty of options 0 to 3 is 0
+  /// @throws unsigned int: kFileNotOpen (logged), or the status of the routine or operation that failed (not logged),
+  ///         unless `ignore`
+  ///
+  /// Options 5 to 10 put their model into the file's selector (0x20020028) for the time of the call. After a failure
+  /// that ends the call the selector keeps it.
+  datatypes::Estimate<float> evaluate(EvaluationOption option, float pt, bool ignore) const;
+
+  /// Proposes the region of a line.
+  /// @param channel     the line's channel
+  /// @param channelkeV  the line's energy [keV]; a negative one counts as 0
+  /// @param useCal      whether the width comes from the file's calibration rather than from the counts
+  /// @return first and last channel; {0, 0} on failure. Logs "Error returned from 'ulUtlRoi'" with the routine's
+  ///         status.
+  std::pair<std::uint32_t, std::uint32_t> determineRegion(std::uint32_t channel, float channelkeV, bool useCal) const;
+
+  /// Fits one line in one region. What the file had in the first record of its calibration points is written back
+  /// afterwards, unless the call ends early or there was nothing.
+  /// @param start, end   first and last channel
+  /// @param options      where the continuum is taken from; with USE_DEFAULT_OPTIONS `type` and `continWidth` are not
+  ///                     looked at
+  /// @param continWidth  in FWHM (VARIABLE_CONTINUUM) or whole channels (FIXED_CONTINUUM)
+  /// @param lowTail      whether a low tail is fitted too
+  /// @return up to 12 values by code, 14 with the tail; empty on failure. Logs "Error returned from 'lEncal1'" with
+  ///         the routine's status.
+  ParameterMap estimateRegionParameters(std::uint32_t start, std::uint32_t end, ContinuumOptions options,
+                                        ContinuumType type, float continWidth, bool lowTail) const;
+
+  /// Locates and fits the lines of one region. The peak results that the file had are gone afterwards, also when the
+  /// operation fails.
+  /// @param start, end, options, type, continWidth  as above; the type counts with USE_DEFAULT_OPTIONS too
+  /// @param lowTail  whether the two values of the low tail are read
+  /// @return a map for each line whose record can be read: 19 values by code, 21 with the tail. Empty on failure and
+  ///         without a line. Logs "Error returned from 'AA_2nd_Diff_Peak_Loc'" or "... 'lPANolin'" with the status.
+  std::vector<ParameterMap> quantifyRegion(std::uint32_t start, std::uint32_t end, ContinuumOptions options,
+                                           ContinuumType type, float continWidth, bool lowTail) const;
+
+  /// Fits the energy, FWHM and low-tail equations to points, which replace the file's tables of points.
+  /// @param epts    channel and energy [keV]
+  /// @param fpts    energy and FWHM [keV]
+  /// @param lpts    energy and low-tail junction distance [keV]
+  /// @param eterms  terms of the energy equation, at most 4; below 1: one less than there are points
+  /// @return the fitted values by code; empty when the fit fails: "Error returned from 'lEncal2'". Points that cannot
+  ///         be stored are logged ("Error inserting ecal pts", "... fcal pts", "... lcal pts") and left out.
+  ParameterMap energyShapeCalibration(const CalibrationPoints& epts, const CalibrationPoints& fpts,
+                                      const CalibrationPoints& lpts, std::int32_t eterms) const;
+
+  /// Searches the nuclide library in the file for a line, from record `start` on.
+  /// @param energyInkeV, tol  the line's energy and how far it may be off [keV]
+  /// @param rec  set when the search fails, to what the service left (0); a successful search does not touch it
+  /// @return 0; the service's code, not logged. The line of a closed file stands under
+  ///         "FileAccess::findNuclideByEnergy" for both forms.
+  std::uint32_t findNuclide(float energyInkeV, float tol, std::uint16_t& rec, std::uint16_t start) const;
+  /// The same by the nuclide's name.
+  std::uint32_t findNuclide(const std::string& name, std::uint16_t& rec, std::uint16_t start) const;
+
  private:
+  /// This object for the parameter traffic of the const operations above. What changes in it is mutable.
+  FileAccess& forAnalysis() const { return const_cast<FileAccess&>(*this); }
+
+  datatypes::Estimate<float> evaluateEfficiency(EvaluationOption option, float pt, bool ignore);
+  void createPointTables();
+  std::vector<ParameterMap> readPeakResults(bool lowTail) const;
+  void writePoint(const ParameterMap& pars, std::size_t index, std::uint32_t item, const char* failure);
+  void writeEnergyPoints(const CalibrationPoints& points);
+  void writeFwhmPoints(const CalibrationPoints& points);
+  void writeTailPoints(const CalibrationPoints& points, bool has_fwhm_points);
+
   std::string m_name;
   void* m_handle = nullptr;
   std::string m_schema;
   mutable std::recursive_mutex m_mutex;
   bool m_attached = false;
-  std::atomic<bool> m_modified{false};  // some operations set it before they lock
+  mutable std::atomic<bool> m_modified{false};  // some operations set it before they lock
 };
 
 }  // namespace com::norvale::orb

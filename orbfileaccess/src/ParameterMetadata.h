@@ -44,6 +44,38 @@ enum CopyCalibrationOptionsTag : std::int32_t {
 };
 using CopyCalibrationOptions = CopyCalibrationOptionsTag;
 
+/// What FileAccess::evaluate computes. Energies in the unit of the file's calibrations, keV.
+enum EvaluationOptionTag : std::uint32_t {
+  CHANNEL2ENERGY = 0,     ///< channel to energy
+  ENERGY2CHANNEL = 1,     ///< energy to channel
+  ENERGY2FWHM = 2,        ///< energy to FWHM [keV]
+  ENERGY2LOWTAIL = 3,     ///< energy to low-tail junction distance [keV]
+  ENERGY2DEFAULTEFF = 4,  ///< energy to efficiency, by the model that the file selects
+  ENERGY2EMPIRICAL = 5,   ///< by the empirical model
+  ENERGY2LINEAR = 6,      ///< by the linear model
+  ENERGY2INTERPOL = 7,    ///< interpolated between the points
+  ENERGY2DUAL = 8,        ///< by the dual polynomial
+  ENERGY2AVERAGE = 9,     ///< the average of the points
+  ENERGY2PEAK2TOTAL = 10  ///< energy to the ratio of peak to total
+};
+using EvaluationOption = EvaluationOptionTag;
+
+/// Where the continuum under a region is taken from.
+enum ContinuumOptionsTag : std::uint32_t {
+  USE_DEFAULT_OPTIONS = 0,  ///< from the settings that the file has
+  VARIABLE_CONTINUUM = 1,   ///< a width in FWHM at each end
+  FIXED_CONTINUUM = 2       ///< a number of channels at each end
+};
+using ContinuumOptions = ContinuumOptionsTag;
+
+/// Form of the continuum under a region.
+enum ContinuumTypeTag : std::uint32_t {
+  NONE = 0,    ///< no continuum
+  LINEAR = 1,  ///< a straight line
+  STEP = 2     ///< a straight line and a step under the lines
+};
+using ContinuumType = ContinuumTypeTag;
+
 constexpr OpenOptions operator|(OpenOptions a, OpenOptions b) {
   return static_cast<OpenOptions>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
 }

@@ -34,7 +34,9 @@ using AddCommand = void (*)(CLI::App& app, Job& job);
   X(Check)                   \
   X(Explain)                 \
   X(Plot)                    \
-  X(Library)
+  X(Library)                 \
+  X(Peaks)                   \
+  X(Simulate)
 // clang-format on
 
 #define ORB_TOOL_DECLARE(Name) void add##Name(CLI::App& app, Job& job);

@@ -120,8 +120,8 @@ void Scoring::setRange() {
 
 void Scoring::setAreaRange(int line) {
   const PeakShape shape = problem_.shape(here_, line);
-  const int middle =
-      std::clamp(static_cast<int>(std::lround(shape.centroid - problem_.data->first_channel)), 0, problem_.data->n - 1);
+  const double last = problem_.data->n - 1;
+  const auto middle = std::lround(std::clamp(shape.centroid - problem_.data->first_channel, 0.0, last));
   const double top = std::min(1.0, 0.4 / shape.sigma);
   down_[Layout::area(line)] = -kDeepestDip * std::max(0.0, now_.continuum[middle]) / top - here_[Layout::area(line)];
 }

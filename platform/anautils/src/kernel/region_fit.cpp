@@ -13,6 +13,7 @@ namespace {
 
 /// More counts than a double counts one by one.
 constexpr double kMostCounts = 1e15;
+constexpr double kGreatestChannel = 1e9;
 constexpr double kLeastWidth = 0.05;      // channels
 constexpr double kContinuumWindow = 2.5;  // FWHM
 
@@ -26,7 +27,8 @@ int firstBadCount(const double* counts, int n) {
 }
 
 bool usableShape(double position, double width, double tail) {
-  return std::isfinite(position) && std::isfinite(width) && width >= kLeastWidth && std::isfinite(tail) && tail >= 0;
+  return std::isfinite(position) && width >= kLeastWidth && width < kGreatestChannel && std::isfinite(tail) &&
+         tail >= 0;
 }
 
 bool usableLines(const std::vector<LineStart>& lines, const std::vector<FixedLine>& neighbours, double first, int n) {
@@ -243,7 +245,7 @@ RegionFit fitRegion(const double* counts, int n, double first_channel, const std
   if (counts == nullptr || n < 1) return refuse(FitStatus::TooFewChannels);
   result.bad_channel = firstBadCount(counts, n);
   if (result.bad_channel >= 0) return refuse(FitStatus::BadCounts);
-  if (!std::isfinite(first_channel) || !usableSettings(settings)) return refuse(FitStatus::BadSetting);
+  if (!(std::abs(first_channel) < kGreatestChannel) || !usableSettings(settings)) return refuse(FitStatus::BadSetting);
   if (!usableLines(lines, neighbours, first_channel, n)) return refuse(FitStatus::BadLine);
 
   std::vector<TrackedLine> tracked;

@@ -18,7 +18,8 @@ namespace anautils {
 /// As many lines, given and added, as one region can hold.
 inline constexpr int kMaxLines = 16;
 
-/// Where a line is looked for. All in channels; the FWHM is that of the calibration.
+/// Where a line is looked for. All in channels; the FWHM is that of the calibration, at least 0.05 channels, and the
+/// position lies in the region.
 struct LineStart {
   double position = 0;
   double width = 0;            ///< FWHM
@@ -27,7 +28,8 @@ struct LineStart {
   bool position_held = false;  ///< for questions at known energies
 };
 
-/// A line outside the region, or fitted elsewhere, whose counts belong to the model as they are.
+/// A line outside the region, or fitted elsewhere, whose counts belong to the model as they are. Its step is left to
+/// the levels of the continuum.
 struct FixedLine {
   double position = 0;
   double width = 0;
@@ -69,10 +71,10 @@ struct FitSettings {
 
 enum class FitStatus {
   Ok,
-  TooFewChannels,  ///< fewer than parameters + 1
+  TooFewChannels,  ///< fewer than parameters + 1, without a step
   NoCounts,        ///< all channels are empty: areas are 0, their uncertainties that of one count
   NotConverged,    ///< the numbers are the last ones reached
-  BadCounts,       ///< negative or not finite, see bad_channel
+  BadCounts,       ///< negative, not finite, or above 1e15; see bad_channel
   BadLine,         ///< no line or too many, or a position or width that is not usable
   BadSetting
 };
@@ -101,17 +103,17 @@ enum RegionFlag : unsigned {
 
 /// Standard deviations contain everything that was free, and the scatter of what was held.
 struct FittedLine {
-  double centroid = 0, centroid_u = 0;  ///< channels
-  double fwhm = 0, fwhm_u = 0;          ///< channels; u 0 where held
-  double tail = 0, tail_u = 0;          ///< channels; u 0 where held
-  double area = 0, area_u = 0;          ///< counts
-  double area_u0 = 0;                   ///< what area_u would be without the line, position and width held (ISO 11929)
-  double significance = 0;              ///< area / area_u0
+  double centroid = 0, centroid_u = 0;    ///< channels
+  double fwhm = 0, fwhm_u = 0;            ///< channels; u 0 where held
+  double tail = 0, tail_u = 0;            ///< channels; u 0 where held
+  double area = 0, area_u = 0;            ///< counts
+  double area_u0 = 0;                     ///< area_u without the line, position and width held (ISO 11929); at least 1
+  double significance = 0;                ///< area / area_u0
   double continuum = 0, continuum_u = 0;  ///< counts in a window of 2.5 FWHM about the centroid, within the region
   bool width_held = false;
   bool added = false;
-  int start = -1;  ///< index of the given line, -1 for an added one
-  unsigned flags = 0;
+  int start = -1;      ///< index of the given line, -1 for an added one
+  unsigned flags = 0;  ///< LineFlag
 };
 
 struct RegionFit {
@@ -119,16 +121,17 @@ struct RegionFit {
   int bad_channel = -1;  ///< index of the first refused count
   double first_channel = 0;
   int channels = 0;
-  std::vector<FittedLine> lines;        ///< by centroid
-  std::vector<double> area_covariance;  ///< lines x lines, row by row
-  double level_left = 0, level_left_u = 0, level_right = 0,
-         level_right_u = 0;  ///< counts per channel, without the step
-  double level_middle = 0;   ///< of the Bernstein form; the mean of both ends for a straight line
-  double step_ratio = 0, step_ratio_u = 0;
-  double cash = 0, chi2 = 0;
+  std::vector<FittedLine> lines;              ///< by centroid
+  std::vector<double> area_covariance;        ///< lines x lines, row by row
+  double level_left = 0, level_left_u = 0;    ///< counts per channel in the first channel, without the step
+  double level_right = 0, level_right_u = 0;  ///< the same in the last channel
+  double level_middle = 0;                    ///< of the Bernstein form; the mean of both ends for a straight line
+  double step_ratio = 0, step_ratio_u = 0;    ///< height of a line's step times its FWHM over its area
+  double cash = 0;
+  double chi2 = 0;  ///< Pearson's, with the model's variance
   int dof = 0;
-  int steps = 0;
-  unsigned flags = 0;
+  int steps = 0;       ///< of all fits that led to this one
+  unsigned flags = 0;  ///< RegionFlag
   std::vector<FixedLine> neighbours;
 };
 

@@ -1,0 +1,81 @@
+// orb peaks: the lines of a spectrum, located and fitted.
+#include <memory>
+
+#include "anautils.h"
+#include "channel_range.h"
+#include "command.h"
+#include "failure.h"
+#include "peak_results.h"
+
+namespace orb::tool {
+
+namespace {
+
+struct Options {
+  std::string file;
+  std::string range;
+  double threshold = 0;  // 0: the file's own
+  bool json = false;
+};
+
+constexpr std::uint32_t kThreshold = 0x20030005;
+constexpr std::uint32_t kSearchFirst = 0x20030008;
+constexpr std::uint32_t kSearchLast = 0x20030009;
+constexpr std::uint32_t kFitFirst = 0x20030046;
+constexpr std::uint32_t kFitLast = 0x20030047;
+constexpr std::uint32_t kOneRegion = 0x20030010;
+constexpr std::uint32_t kTableScope = 0x2006007A;
+
+/// Settings of an earlier search must not decide what this one covers.
+void setScope(FileAccess& file, const Options& options) {
+  std::pair<int, int> channels{1, 65535};
+  if (!options.range.empty()) channels = channelRange(file, options.range);
+  putValue(file, kSearchFirst, Variant(channels.first));
+  putValue(file, kSearchLast, Variant(channels.second));
+  putValue(file, kFitFirst, Variant(1));
+  putValue(file, kFitLast, Variant(65535));
+  putValue(file, kOneRegion, Variant(0));
+  putValue(file, kTableScope, Variant(options.range.empty() ? 0 : 1));
+  if (options.threshold > 0) putValue(file, kThreshold, Variant(options.threshold));
+}
+
+int run(const Options& options, Console& console) {
+  FileAccess file;
+  openForWriting(file, options.file);
+  setScope(file, options);
+  const auto done = [&](LONG status, const char* what) {
+    require(static_cast<std::uint32_t>(status), options.file, what);
+  };
+  done(AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0), "cannot locate lines");
+  done(lPANolin(file.handle(), 0, 0, 0), "cannot fit the lines");
+  file.setModified(true);
+  const auto peaks = readPeaks(file);
+  flushAndClose(file);
+  if (options.json) {
+    printJson(peaksJson(peaks), console);
+  } else {
+    printPeaks(peaks, console);
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void addPeaks(CLI::App& app, Job& job) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand("peaks", "Locate and fit the lines of a spectrum");
+  command->add_option("FILE", options->file, "Data file; the table of lines is stored in it")->required();
+  command->add_option("--range", options->range, "Part to search: channels A:B, or energies as in 600:700keV")
+      ->type_name("A:B");
+  command->add_option("--threshold", options->threshold, "Significance from which a maximum is tried as a line")
+      ->check(CLI::Range(1.0, 1000.0))
+      ->type_name("X");
+  command->add_flag("--json", options->json, "Print JSON");
+  command->footer(
+      "Uncertainties are standard ones. A width marked fixed was held at the FWHM calibration.\n\n"
+      "Example:\n"
+      "  orb peaks soil.dat --range 50:2000keV");
+  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+}
+
+}  // namespace orb::tool

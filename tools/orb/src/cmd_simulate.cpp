@@ -1,0 +1,176 @@
+// orb simulate: a spectrum with known truth.
+#include <cmath>
+#include <memory>
+#include <sstream>
+
+#include "aioproto.h"
+#include "atomic_file.h"
+#include "codes.h"
+#include "command.h"
+#include "failure.h"
+#include "json_output.h"
+#include "nuclide_library.h"
+#include "simulator.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+namespace sim = orb::simulate;
+
+struct Options {
+  std::string file;
+  std::string nuclides;
+  std::string detector = "hpge";
+  std::string library;
+  double live_s = 3600;
+  double background = 20;
+  unsigned channels = 0;  // 0: what the detector has
+  std::uint64_t seed = 1;
+  bool force = false;
+};
+
+constexpr std::uint32_t kAcquisitionMode = 0x20000004;
+
+struct Source {
+  std::string nuclide;
+  double activity = 1000;  // Bq
+};
+
+/// "Cs-137:500,Co-60"
+std::vector<Source> sourcesOf(const std::string& text) {
+  std::vector<Source> sources;
+  std::istringstream in(text);
+  for (std::string word; std::getline(in, word, ',');) {
+    Source source;
+    const auto colon = word.find(':');
+    source.nuclide = word.substr(0, colon);
+    if (colon != std::string::npos) {
+      std::istringstream number(word.substr(colon + 1));
+      if (!(number >> source.activity) || !number.eof() || !(source.activity > 0) || !std::isfinite(source.activity))
+        throw UsageError("simulate: '" + escapeLine(word) + "' is no nuclide with an activity in Bq");
+    }
+    sources.push_back(source);
+  }
+  return sources;
+}
+
+std::vector<sim::Line> linesOf(const std::vector<Source>& sources, const std::string& library_name) {
+  const std::string path = findLibrary(library_name);
+  const auto library = readLibrary(path);
+  std::vector<sim::Line> lines;
+  for (const Source& source : sources)
+    for (const LibraryLine& line : linesOfNuclide(library, source.nuclide, path))
+      lines.push_back({line.nuclide, line.energy_keV, source.activity * line.probability / 100});
+  return lines;
+}
+
+sim::Detector detectorOf(const Options& options) {
+  sim::Detector detector = sim::detectorOfKind(options.detector);
+  if (options.channels == 0) return detector;
+  const double shrink = static_cast<double>(detector.channels) / options.channels;
+  detector.channels = static_cast<int>(options.channels);
+  detector.gain_keV *= shrink;
+  detector.quadratic_keV *= shrink * shrink;
+  return detector;
+}
+
+void fill(FileAccess& file, const Options& options, const sim::Detector& detector, const sim::Spectrum& spectrum) {
+  std::vector<unsigned int> counts;
+  for (const double n : spectrum.counts) counts.push_back(static_cast<unsigned int>(std::min(n, 2147483647.0)));
+  putValue(file, kTitle, Variant("simulated: " + options.nuclides));
+  putValue(file, kAcquisitionMode, Variant(std::string("SIM")));
+  putValue(file, kLiveTime, Variant(options.live_s));
+  putValue(file, kRealTime, Variant(options.live_s));
+  putValue(file, kEnergyCoefficient0, Variant(detector.offset_keV));
+  putValue(file, kEnergyCoefficient0 + 1, Variant(detector.gain_keV));
+  putValue(file, kEnergyCoefficient0 + 2, Variant(detector.quadratic_keV));
+  putValue(file, kEnergySource, Variant(std::string("simulation")));
+  putValue(file, kFwhmOffset, Variant(detector.fwhm_offset_keV));
+  putValue(file, kFwhmSlope, Variant(detector.fwhm_slope));
+  putValue(file, kShapeSource, Variant(std::string("simulation")));
+  require(file.setSpectrum(counts, 1, 1), file.name(), "cannot store the spectrum");
+}
+
+Json truthJson(const Options& options, const sim::Detector& detector, const sim::Spectrum& spectrum) {
+  Json json;
+  json["file"] = options.file;
+  json["nuclides"] = options.nuclides;
+  json["detector"] = detector.kind;
+  json["live_time_s"] = options.live_s;
+  json["seed"] = options.seed;
+  json["energy_coefficients"] = {detector.offset_keV, detector.gain_keV, detector.quadratic_keV};
+  json["fwhm_coefficients"] = {detector.fwhm_offset_keV, detector.fwhm_slope};
+  json["lines"] = Json::array();
+  for (const sim::TrueLine& line : spectrum.lines) {
+    json["lines"].push_back({{"nuclide", line.nuclide},
+                             {"energy_keV", line.energy_keV},
+                             {"channel", line.channel},
+                             {"fwhm_keV", line.fwhm_keV},
+                             {"efficiency", sim::efficiencyAt(detector, line.energy_keV)},
+                             {"expected_area", line.expected_area}});
+  }
+  return json;
+}
+
+void writeSpectrum(const Options& options, const sim::Detector& detector, const sim::Spectrum& spectrum) {
+  DraftFile draft(options.file, options.force);
+  FileAccess file;
+  const bool is_scintillator = detector.kind != "hpge" && detector.kind != "czt";
+  require(file.create(draft.path(), static_cast<std::uint32_t>(detector.channels), is_scintillator), options.file,
+          "cannot create");
+  fill(file, options, detector, spectrum);
+  flushAndClose(file);
+  draft.publish();
+}
+
+int run(const Options& options, Console& console) {
+  const auto lines = linesOf(sourcesOf(options.nuclides), options.library);
+  const sim::Detector detector = detectorOf(options);
+  const std::string truth_name = options.file + ".json";
+  if (!options.force && pathExists(truth_name))
+    throw Failure(truth_name, "not overwritten without --force", convertReturnCode(AIO_FILEEXISTS));
+  const sim::Spectrum spectrum = sim::simulate(detector, lines, options.live_s, options.background, options.seed);
+  writeSpectrum(options, detector, spectrum);
+  DraftFile truth(truth_name, options.force);
+  truth.write(jsonText(truthJson(options, detector, spectrum), console) + "\n");
+  truth.publish();
+  return kDone;
+}
+
+}  // namespace
+
+void addSimulate(CLI::App& app, Job& job) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand("simulate", "Make a spectrum with known truth");
+  command->add_option("OUT", options->file, "Data file to make; the truth is written beside it as OUT.json")
+      ->required();
+  command->add_option("--nuclides", options->nuclides, "Sources with activities in Bq (1000 without): Cs-137:500,Co-60")
+      ->required()
+      ->type_name("LIST");
+  command->add_option("--detector", options->detector, "hpge, nai, labr, csi or czt")
+      ->check(CLI::IsMember({"hpge", "nai", "labr", "csi", "czt"}))
+      ->type_name("KIND");
+  command->add_option("--live-time", options->live_s, "Live time in seconds")
+      ->check(CLI::Range(1e-3, 1e9))
+      ->type_name("S");
+  command->add_option("--background", options->background, "Counts per second of a falling continuum")
+      ->check(CLI::Range(0.0, 1e6))
+      ->type_name("CPS");
+  command->add_option("--channels", options->channels, "Channels; the energy range stays")
+      ->check(CLI::Range(64u, 65535u))
+      ->type_name("N");
+  command->add_option("--seed", options->seed, "Of the random numbers")->type_name("N");
+  command->add_option("--library", options->library, "Nuclide library; the standard one without it")->type_name("FILE");
+  command->add_flag("--force", options->force, "Replace existing files");
+  command->footer(
+      "The spectrum is that of a modelled detector: lines with tails and steps, Compton continua, a background, "
+      "counting\n"
+      "statistics. Equal seeds give equal spectra.\n\n"
+      "Example:\n"
+      "  orb simulate eu152.dat --nuclides Eu-152:2000,K-40:300 --live-time 600");
+  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,98 @@
+#include "nuclide_library.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <filesystem>
+
+#include "blocks.h"
+#include "comdefs.h"
+#include "failure.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+std::vector<std::filesystem::path> libraryFolders() {
+  std::vector<std::filesystem::path> folders;
+  if (const char* const named = std::getenv("ORB_DATA_DIR"); named != nullptr && *named != '\0')
+    folders.emplace_back(named);
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) return folders;
+  const auto folder = program.parent_path();
+  folders.push_back(folder / "../share/orbfileaccess");
+  folders.push_back(folder / "../../data");
+  return folders;
+}
+
+std::string bareName(const std::string& nuclide) {
+  std::string bare;
+  for (const char c : nuclide)
+    if (c != ' ' && c != '-') bare += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return bare;
+}
+
+LibraryLine readLine(const FileAccess& file, std::uint16_t record) {
+  const auto number = [&](std::uint32_t code) {
+    const auto value = findValue(file, code, record);
+    return value ? value->toDouble() : 0.0;
+  };
+  const auto text = [&](std::uint32_t code) {
+    const auto value = findValue(file, code, record);
+    return value ? value->toString() : std::string();
+  };
+  LibraryLine line;
+  line.record = record;
+  line.nuclide = text(0x20070001);
+  line.energy_keV = number(0x20070002);
+  line.energy_unc_keV = number(0x20070003);
+  line.probability = number(0x20070004);
+  line.probability_unc = number(0x20070005);
+  line.half_life_s = number(0x20070006);
+  line.is_key = number(0x20070009) != 0;
+  line.type = text(0x2007000A);
+  line.parent = text(0x2007000B);
+  return line;
+}
+
+}  // namespace
+
+std::string findLibrary(const std::string& name) {
+  const std::string wanted = name.empty() ? "STDLIB.NLB" : name;
+  if (pathExists(wanted)) return wanted;
+  if (wanted.find('/') == std::string::npos) {
+    for (const auto& folder : libraryFolders()) {
+      const std::string path = (folder / wanted).lexically_normal().string();
+      if (pathExists(path)) return path;
+    }
+  }
+  throw Failure(wanted, "cannot open the nuclide library", convertReturnCode(AIO_NOFILE));
+}
+
+std::vector<LibraryLine> readLibrary(const std::string& path) {
+  FileAccess file;
+  openForReading(file, path);
+  std::vector<LibraryLine> lines;
+  for (const AioBlockInfo_T& block : listBlocks(file)) {
+    if (block.usClass != ORB_CLS_NUCLIB) continue;
+    for (std::uint32_t record = 1; record <= block.usRecords; ++record)
+      lines.push_back(readLine(file, static_cast<std::uint16_t>(record)));
+  }
+  if (lines.empty()) throw Failure(path, "no nuclide library", convertReturnCode(AIO_NOBLOCK));
+  return lines;
+}
+
+std::vector<LibraryLine> linesOfNuclide(const std::vector<LibraryLine>& library, const std::string& nuclide,
+                                        const std::string& path) {
+  std::vector<LibraryLine> lines;
+  for (const LibraryLine& line : library)
+    if (bareName(line.nuclide) == bareName(nuclide)) lines.push_back(line);
+  if (lines.empty()) throw Failure(path, "no lines of '" + escapeLine(nuclide) + "'");
+  std::stable_sort(lines.begin(), lines.end(),
+                   [](const LibraryLine& a, const LibraryLine& b) { return a.probability > b.probability; });
+  return lines;
+}
+
+}  // namespace orb::tool
