@@ -278,3 +278,10 @@ ULONG AioUtilPname2Code(const char* name, char* full_name, ULONG* code) {
   }
   return AIO_UNKNOWNPARAM;
 }
+
+ULONG AioFindRecord(void* handle, USHORT cls, ULONG kind, const void* key, USHORT* record, USHORT start) {
+  ULONG status = AIO_OK;
+  const std::string shown = kind == AIO_FIND_NAME ? std::string(static_cast<const char*>(key)) : "energy";
+  if (service().play("AioFindRecord", list(handle, hex(cls), kind, shown, start), status)) *record = 12;
+  return status;
+}
