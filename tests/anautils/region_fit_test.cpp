@@ -189,6 +189,9 @@ TEST_P(Singlets, AreUnbiasedAndQuoteTheirRealSpread) {
     areas.add(result.lines[0].area, result.lines[0].area_u);
     positions.add(result.lines[0].centroid, result.lines[0].centroid_u);
   }
+  RecordProperty("area_bias", std::to_string(areas.bias(area)));
+  RecordProperty("area_quoted_over_observed", std::to_string(areas.quotedOverObserved()));
+  RecordProperty("centroid_quoted_over_observed", std::to_string(positions.quotedOverObserved()));
   EXPECT_NEAR(areas.bias(area), 0, 0.06);
   EXPECT_NEAR(areas.quotedOverObserved(), 1, 0.05);
   EXPECT_NEAR(positions.quotedOverObserved(), 1, 0.05);
@@ -220,8 +223,12 @@ TEST(RegionFit, ReachesTheCramerRaoBound) {
     areas.add(result.lines[0].area, result.lines[0].area_u);
     positions.add(result.lines[0].centroid, result.lines[0].centroid_u);
   }
-  EXPECT_LT(areas.deviation() * areas.deviation() / bound(0, 0), 1.05);
-  EXPECT_LT(positions.deviation() * positions.deviation() / bound(1, 1), 1.05);
+  const double area_ratio = areas.deviation() * areas.deviation() / bound(0, 0);
+  const double position_ratio = positions.deviation() * positions.deviation() / bound(1, 1);
+  RecordProperty("area_variance_over_bound", std::to_string(area_ratio));
+  RecordProperty("position_variance_over_bound", std::to_string(position_ratio));
+  EXPECT_LT(area_ratio, 1.05);
+  EXPECT_LT(position_ratio, 1.05);
 }
 
 TEST(RegionFit, QuotesTheRealSpreadOfADoubletAndOfItsSum) {
@@ -434,6 +441,7 @@ TEST(RegionFit, RefusesWhatItCannotFit) {
   FitSettings bad_settings = settings;
   bad_settings.width_scatter = std::nan("");
   EXPECT_EQ(fit(good, {{10, 4}}, bad_settings).status, FitStatus::BadSetting);
+  EXPECT_EQ(fitRegion(good.data(), 20, 1e300, {{1e300, 4}}, settings).status, FitStatus::BadSetting);
   EXPECT_EQ(fit({1, 2, 3}, {{1, 2}}, settings).status, FitStatus::TooFewChannels);
   EXPECT_EQ(fit({}, {{1, 2}}, settings).status, FitStatus::TooFewChannels);
   const std::vector<std::vector<LineStart>> bad_lines = {{},

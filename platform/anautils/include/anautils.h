@@ -127,6 +127,26 @@ ANAUTILS_EXPORT LONG AA_2nd_Diff_Peak_Loc(void* handle, LONG reserved1, LONG res
  *  @return ANA_OK; ANA_NOPEAKTABLE; as lEncal1. A region that cannot be fitted keeps its lines, marked. */
 ANAUTILS_EXPORT LONG lPANolin(void* handle, LONG reserved1, LONG reserved2, LONG reserved3);
 
+/** A line of a source as it was found in a spectrum; positions and widths in channels. */
+typedef struct AnaMatchedLine_S {
+  int iKnown; /* index of the known line */
+  DOUBLE dPosition;
+  DOUBLE dPositionUnc;
+  DOUBLE dFwhm;
+  DOUBLE dFwhmUnc; /* of the width of its region */
+  DOUBLE dArea;    /* [counts] */
+  DOUBLE dAreaUnc;
+} AnaMatchedLine_T;
+
+/** Finds the lines of a known source in the spectrum by their pattern, for a calibration. The file's energy equation,
+ * if it has one, is a hint and no more; widths come from the counts. Nothing is written.
+ *  @param energies, intensities  [n_known], [keV] and any unit, both positive
+ *  @param matched    out: [n_known], in order of energy
+ *  @param n_matched  out
+ *  @return ANA_OK; ANA_NOPEAK (nothing found that fits); ANA_NOSPECTRUM, ANA_BADCOUNTS, ANA_BADENERGY, ANA_BADARG */
+ANAUTILS_EXPORT LONG lFindSource(void* handle, const DOUBLE* energies, const DOUBLE* intensities, int n_known,
+                                 AnaMatchedLine_T* matched, int* n_matched);
+
 #ifdef __cplusplus
 }
 #endif

@@ -16,11 +16,9 @@ namespace {
 
 constexpr double kCounterLimit = 2147483647;  // a channel that holds it has overflowed
 
-/// FWHM at each channel: the calibration's, or one for all from the counts. Empty when nothing stands out there.
+/// FWHM at each channel: the calibration's, or from the counts. Empty when nothing stands out there.
 std::vector<double> widthsOf(const std::vector<double>& counts, const LineCalibration& calibration) {
-  if (calibration.hasFwhm()) return calibration.widths(counts.size());
-  const double typical = typicalWidth(counts);
-  return typical > 0 ? std::vector<double>(counts.size(), typical) : std::vector<double>();
+  return calibration.hasFwhm() ? calibration.widths(counts.size()) : estimatedWidths(counts);
 }
 
 std::vector<LocatedLine> locate(void* handle, const std::vector<double>& counts, const LineCalibration& calibration) {
@@ -48,7 +46,8 @@ class SpectrumFit {
         rule_(readRegionRule(handle)),
         limits_(readRange(handle, 0x20030046, 0x20030047, static_cast<int>(counts_.size()))),
         one_region_(readInt(handle, 0x20030010, 0) != 0) {
-    if (!calibration_.hasFwhm()) typical_width_ = typicalWidth(counts_);
+    widths_ = widthsOf(counts_, calibration_);
+    if (widths_.empty()) located_.clear();
     located_.erase(std::remove_if(located_.begin(), located_.end(), [&](const LocatedLine& l) { return !isInside(l); }),
                    located_.end());
     for (const LocatedLine& line : located_) starts_.push_back(startOf(line.position));
@@ -80,7 +79,8 @@ class SpectrumFit {
     if (calibration_.hasFwhm()) return calibratedStart(calibration_, position, settings_.tail);
     LineStart start;
     start.position = position;
-    start.width = typical_width_;
+    const auto at = std::clamp<std::ptrdiff_t>(std::lround(position) - 1, 0, std::ssize(widths_) - 1);
+    start.width = widths_[static_cast<std::size_t>(at)];
     return start;
   }
 
@@ -92,8 +92,7 @@ class SpectrumFit {
     const ChannelRange searched = readRange(handle, 0x20030008, 0x20030009, static_cast<int>(counts_.size()));
     double places = 0;
     for (int channel = searched.first; channel <= searched.last; ++channel) {
-      const double fwhm = calibration_.hasFwhm() ? calibration_.fwhm(channel) : typical_width_;
-      if (fwhm > 0) places += 0.25 * kFwhmPerSigma / fwhm;
+      if (!widths_.empty()) places += 0.25 * kFwhmPerSigma / widths_[static_cast<std::size_t>(channel - 1)];
     }
     return std::sqrt(k * k + std::max(0.0, 2 * std::log(std::max(places, 1e-3) / 9)));
   }
@@ -154,7 +153,7 @@ class SpectrumFit {
   RegionRule rule_;
   ChannelRange limits_;
   bool one_region_;
-  double typical_width_ = 0;
+  std::vector<double> widths_;  // FWHM at each channel
   double keep_significance_ = 0;
   std::vector<LineStart> starts_;
 };

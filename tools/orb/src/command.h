@@ -35,7 +35,11 @@ using AddCommand = void (*)(CLI::App& app, Job& job);
   X(Explain)                 \
   X(Plot)                    \
   X(Library)                 \
+  X(Calibrate)               \
   X(Peaks)                   \
+  X(Fit)                     \
+  X(Eval)                    \
+  X(Region)                  \
   X(Simulate)
 // clang-format on
 

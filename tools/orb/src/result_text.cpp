@@ -4,6 +4,7 @@
 
 #include "ResultCode.h"
 #include "aioproto.h"
+#include "anautils.h"
 #include "terminal_text.h"
 
 namespace orb::tool {
@@ -40,6 +41,13 @@ constexpr ServiceStatus kServiceStatuses[] = {
 #undef ORB_STATUS_ROW
 };
 
+/// The analysis routines answer their statuses as they are; success and the service's are not theirs.
+constexpr ServiceStatus kRoutineStatuses[] = {
+#define ORB_STATUS_ROW(name, value, text) {value, #name},
+    ANA_STATUS_TABLE(ORB_STATUS_ROW)
+#undef ORB_STATUS_ROW
+};
+
 }  // namespace
 
 ResultText explainCode(std::uint32_t code) {
@@ -59,6 +67,14 @@ ResultText explainCode(std::uint32_t code) {
     result.name = known.name;
     result.text = AioStatusText(known.status);
     result.origin = "data-file service";
+    return result;
+  }
+  for (const ServiceStatus& known : kRoutineStatuses) {
+    if (known.status != code) continue;
+    result.status = known.status;
+    result.name = known.name;
+    result.text = AnaStatusText(known.status);
+    result.origin = "analysis routines";
     return result;
   }
   result.text = "no code of this library";

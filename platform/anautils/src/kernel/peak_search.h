@@ -43,6 +43,10 @@ std::vector<FoundPeak> findPeaks(const std::vector<double>& counts, const std::v
 /// @return the FWHM in elements; 0 when nothing stands out
 double typicalWidth(const std::vector<double>& counts);
 
+/// FWHM at each element from the counts alone: w^2 = a + b x through the strongest maxima, constant when there are few.
+/// Empty when nothing stands out.
+std::vector<double> estimatedWidths(const std::vector<double>& counts);
+
 /// FWHM of the line whose maximum is nearest to an element, from the counts alone.
 /// @return the FWHM in elements; 0 when there is no line
 double widthAround(const std::vector<double>& counts, int element);

@@ -37,24 +37,54 @@ bool isMaximum(const std::vector<double>& values, std::size_t i) {
   return (i == 0 || values[i - 1] < values[i]) && (i + 1 == values.size() || values[i + 1] <= values[i]);
 }
 
-/// Maxima along the spectrum at each width; of those that lie on each other the strongest is kept.
-std::vector<Blob> blobs(const std::vector<double>& counts) {
-  std::vector<Blob> found;
+using Maxima = std::vector<Blob>;  // of one filter width, in order of position
+
+/// The maximum nearest to a place, as far as one width away; null when there is none.
+const Blob* nearestIn(const Maxima& maxima, const Blob& blob) {
+  const Blob* nearest = nullptr;
+  for (const Blob& other : maxima) {
+    const int distance = std::abs(other.at - blob.at);
+    if (distance <= other.fwhm && (nearest == nullptr || distance < std::abs(nearest->at - blob.at))) nearest = &other;
+  }
+  return nearest;
+}
+
+std::vector<Maxima> maximaByWidth(const std::vector<double>& counts) {
+  std::vector<Maxima> all;
   const double widest = static_cast<double>(counts.size()) / 12;
   for (double fwhm = kNarrowest; fwhm <= widest; fwhm *= kScaleStep) {
     const auto values = significances(counts, fwhm);
+    Maxima& maxima = all.emplace_back();
     for (std::size_t i = 0; i < values.size(); ++i)
-      if (values[i] > kThreshold && isMaximum(values, i)) found.push_back({static_cast<int>(i), values[i], fwhm});
+      if (values[i] > kThreshold && isMaximum(values, i)) maxima.push_back({static_cast<int>(i), values[i], fwhm});
   }
-  std::sort(found.begin(), found.end(), [](const Blob& a, const Blob& b) { return a.significance > b.significance; });
+  return all;
+}
+
+/// Maxima in position and in width, strongest first. A broad one that has a narrower one inside, as the edge of a
+/// Compton continuum has below its line, is left out.
+std::vector<Blob> blobs(const std::vector<double>& counts) {
+  const std::vector<Maxima> all = maximaByWidth(counts);
   std::vector<Blob> kept;
-  for (const Blob& blob : found) {
-    const bool is_covered = std::any_of(kept.begin(), kept.end(), [&](const Blob& other) {
-      return std::abs(other.at - blob.at) < 2 * std::max(other.fwhm, blob.fwhm);
-    });
-    if (!is_covered) kept.push_back(blob);
+  for (std::size_t k = 0; k + 1 < all.size(); ++k) {
+    for (const Blob& blob : all[k]) {
+      const Blob* const wider = nearestIn(all[k + 1], blob);
+      const Blob* const narrower = k > 0 ? nearestIn(all[k - 1], blob) : nullptr;
+      if (wider != nullptr && wider->significance > blob.significance) continue;
+      if (narrower != nullptr && narrower->significance >= blob.significance) continue;
+      const bool has_narrower_inside = std::any_of(
+          kept.begin(), kept.end(), [&](const Blob& other) { return std::abs(other.at - blob.at) < 1.5 * blob.fwhm; });
+      if (!has_narrower_inside) kept.push_back(blob);
+    }
   }
+  std::stable_sort(kept.begin(), kept.end(),
+                   [](const Blob& a, const Blob& b) { return a.significance > b.significance; });
   return kept;
+}
+
+double medianOf(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
 }
 
 }  // namespace
@@ -65,6 +95,28 @@ double typicalWidth(const std::vector<double>& counts) {
   strongest.resize(std::min(strongest.size(), kStrongest));
   std::sort(strongest.begin(), strongest.end(), [](const Blob& a, const Blob& b) { return a.fwhm < b.fwhm; });
   return strongest[strongest.size() / 2].fwhm;
+}
+
+std::vector<double> estimatedWidths(const std::vector<double>& counts) {
+  std::vector<Blob> strongest = blobs(counts);
+  if (strongest.empty()) return {};
+  strongest.resize(std::min(strongest.size(), 2 * kStrongest));
+  // The median of the slopes between all pairs, then of what is left over (Theil 1950): false maxima do little harm.
+  std::vector<double> slopes;
+  for (std::size_t i = 0; i < strongest.size(); ++i)
+    for (std::size_t j = i + 1; j < strongest.size(); ++j) {
+      const double distance = strongest[j].at - strongest[i].at;
+      const double difference = strongest[j].fwhm * strongest[j].fwhm - strongest[i].fwhm * strongest[i].fwhm;
+      if (distance != 0) slopes.push_back(difference / distance);
+    }
+  const double slope = strongest.size() < 4 ? 0 : std::max(0.0, medianOf(slopes));
+  std::vector<double> rest;
+  for (const Blob& blob : strongest) rest.push_back(blob.fwhm * blob.fwhm - slope * blob.at);
+  const double offset = medianOf(rest);
+  std::vector<double> widths(counts.size());
+  for (std::size_t i = 0; i < widths.size(); ++i)
+    widths[i] = std::sqrt(std::max(kNarrowest * kNarrowest, offset + slope * static_cast<double>(i)));
+  return widths;
 }
 
 double widthAround(const std::vector<double>& counts, int element) {

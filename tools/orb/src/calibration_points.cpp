@@ -1,0 +1,104 @@
+#include "calibration_points.h"
+
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <sstream>
+
+#include "anautils.h"
+#include "blocks.h"
+#include "failure.h"
+#include "read_bytes.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+constexpr std::uint32_t kEfficiencyEnergy = 0x20020020;
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> words;
+  std::istringstream in(text);
+  for (std::string word; std::getline(in, word, separator);) words.push_back(word);
+  return words;
+}
+
+std::optional<double> numberIn(const std::string& word) {
+  double value = 0;
+  const auto [rest, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+  if (error != std::errc() || rest != word.data() + word.size() || !std::isfinite(value)) return std::nullopt;
+  return value;
+}
+
+/// x, value and, where there is one, uncertainty from words; nothing when they are none.
+std::optional<GivenPoint> pointOf(const std::vector<std::string>& words, std::size_t first) {
+  if (words.size() < first + 2 || words.size() > first + 3) return std::nullopt;
+  const auto x = numberIn(words[first]);
+  const auto value = numberIn(words[first + 1]);
+  const bool has_uncertainty = words.size() == first + 3 && !words[first + 2].empty();
+  const auto uncertainty = has_uncertainty ? numberIn(words[first + 2]) : 0.0;
+  if (!x || !value || !uncertainty || *uncertainty < 0) return std::nullopt;
+  return GivenPoint{*x, *value, *uncertainty, ""};
+}
+
+std::vector<GivenPoint>* listOf(CalibrationTable& table, const std::string& kind) {
+  return kind == "energy"       ? &table.energy
+         : kind == "fwhm"       ? &table.fwhm
+         : kind == "tail"       ? &table.tail
+         : kind == "efficiency" ? &table.efficiency
+                                : nullptr;
+}
+
+}  // namespace
+
+GivenPoint parsePoint(const std::string& text, const std::string& option) {
+  const auto point = pointOf(split(text, ':'), 0);
+  if (!point)
+    throw UsageError("calibrate: " + option + " '" + escapeLine(text) + "' is not X:VALUE or X:VALUE:UNCERTAINTY");
+  return *point;
+}
+
+CalibrationTable readCalibrationTable(const std::string& path) {
+  CalibrationTable table;
+  std::istringstream in(readBytes(path));
+  std::size_t number = 0;
+  for (std::string row; std::getline(in, row);) {
+    ++number;
+    if (!row.empty() && row.back() == '\r') row.pop_back();
+    if (row.empty() || row[0] == '#' || row.rfind("kind,", 0) == 0) continue;
+    const auto words = split(row, ',');
+    std::vector<GivenPoint>* const list = listOf(table, words.empty() ? "" : words[0]);
+    const auto point = pointOf(words, 1);
+    if (list == nullptr || !point)
+      throw Failure(path + ": line " + std::to_string(number), "not KIND,X,VALUE,UNCERTAINTY with a known kind");
+    list->push_back(*point);
+  }
+  if (table.empty()) throw Failure(path, "no points");
+  return table;
+}
+
+void fitEfficiency(FileAccess& file, const std::vector<GivenPoint>& points) {
+  for (const AioBlockInfo_T& block : listBlocks(file)) {
+    if (block.usClass != kEfficiencyEnergy >> 16) continue;
+    for (std::uint32_t record = block.usRecords; record > 0; --record)
+      require(file.deleteItem(kEfficiencyEnergy, static_cast<std::uint16_t>(record), 0), file.name(),
+              "cannot remove an efficiency point");
+  }
+  std::uint16_t record = 0;
+  for (const GivenPoint& point : points) {
+    ++record;
+    const auto put = [&](std::uint32_t offset, double value) {
+      require(file.setParameter(kEfficiencyEnergy + offset, Variant(value), record, 0), file.name(),
+              "cannot store an efficiency point");
+    };
+    put(0, point.x);
+    put(1, point.value);
+    put(2, point.uncertainty);
+  }
+  require(static_cast<std::uint32_t>(lEfcal(file.handle(), 1, nullptr, nullptr)), file.name(),
+          "cannot fit the efficiency");
+  file.setModified(true);
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,35 @@
+/// Calibration points as people give them.
+#pragma once
+#include <string>
+#include <vector>
+
+#include "open_file.h"
+
+namespace orb::tool {
+
+struct GivenPoint {
+  double x = 0;  ///< channel or energy [keV]
+  double value = 0;
+  double uncertainty = 0;  ///< 0: none given
+  std::string label;
+};
+
+struct CalibrationTable {
+  std::vector<GivenPoint> energy;      ///< channel, keV
+  std::vector<GivenPoint> fwhm;        ///< keV, keV
+  std::vector<GivenPoint> tail;        ///< keV, keV
+  std::vector<GivenPoint> efficiency;  ///< keV, 1
+  bool empty() const { return energy.empty() && fwhm.empty() && tail.empty() && efficiency.empty(); }
+};
+
+/// "X:VALUE" or "X:VALUE:UNCERTAINTY". @throws UsageError naming the option
+GivenPoint parsePoint(const std::string& text, const std::string& option);
+
+/// A CSV with the columns kind, x, value, uncertainty (may be empty); kind is energy, fwhm, tail or efficiency.
+/// @throws Failure with the line
+CalibrationTable readCalibrationTable(const std::string& path);
+
+/// Puts efficiency points in the place of the file's and fits the model that the file selects. @throws Failure
+void fitEfficiency(FileAccess& file, const std::vector<GivenPoint>& points);
+
+}  // namespace orb::tool

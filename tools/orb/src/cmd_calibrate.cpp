@@ -1,0 +1,165 @@
+// orb calibrate: energy, FWHM, low-tail and efficiency equations from points, or from the lines of a known source.
+#include <cmath>
+#include <memory>
+
+#include "calibration_points.h"
+#include "calibration_text.h"
+#include "command.h"
+#include "failure.h"
+#include "json_output.h"
+#include "source_calibration.h"
+#include "value_text.h"
+#include "writelog.h"
+
+namespace orb::tool {
+
+namespace {
+
+namespace lib = com::norvale::orb;
+
+struct Options {
+  std::string file;
+  std::vector<std::string> energy, fwhm, tail, efficiency;
+  std::string table;
+  std::string source;
+  std::string library;
+  int terms = 0;
+  bool json = false;
+};
+
+CalibrationTable givenPoints(const Options& options) {
+  CalibrationTable table;
+  if (!options.table.empty()) table = readCalibrationTable(options.table);
+  const auto add = [](std::vector<GivenPoint>& points, const std::vector<std::string>& texts, const char* option) {
+    for (const std::string& text : texts) points.push_back(parsePoint(text, option));
+  };
+  add(table.energy, options.energy, "--energy");
+  add(table.fwhm, options.fwhm, "--fwhm");
+  add(table.tail, options.tail, "--tail");
+  add(table.efficiency, options.efficiency, "--efficiency");
+  return table;
+}
+
+lib::CalibrationPoints asPoints(const std::vector<GivenPoint>& given) {
+  lib::CalibrationPoints points;
+  for (const GivenPoint& p : given)
+    points.push_back({{static_cast<float>(p.x), 0}, {static_cast<float>(p.value), static_cast<float>(p.uncertainty)}});
+  return points;
+}
+
+/// As many terms as the points determine well: a parabola from four on.
+int termsFor(const Options& options, std::size_t n_points) {
+  if (options.terms > 0) return options.terms;
+  return n_points >= 4 ? 3 : n_points >= 2 ? 2 : 1;
+}
+
+/// The file object tells a failure by its line in the log alone.
+lib::ParameterMap fitEquations(FileAccess& file, const CalibrationTable& table, int terms) {
+  std::uint32_t failure = 0;
+  namespace vyx = com::norvale::application::vyx;
+  const auto former = vyx::routeLog([&](const vyx::LogLine& line) { failure = line.code; });
+  auto results = file.energyShapeCalibration(asPoints(table.energy), asPoints(table.fwhm), asPoints(table.tail), terms);
+  vyx::routeLog(former);
+  if (failure != 0) throw Failure(file.name(), "cannot fit the equations", failure);
+  return results;
+}
+
+Json equationJson(const lib::ParameterMap& results, std::initializer_list<std::uint32_t> codes, std::uint32_t chi2) {
+  Json json;
+  json["coefficients"] = Json::array();
+  for (const std::uint32_t code : codes) json["coefficients"].push_back(results.at(code).toDouble());
+  const auto found = results.find(chi2);
+  json["chi_square_reduced"] =
+      found != results.end() && found->second.hasValue() ? Json(found->second.toDouble()) : Json();
+  return json;
+}
+
+Json resultJson(const Options& options, const lib::ParameterMap& results, const CalibrationTable& table) {
+  Json json;
+  json["file"] = options.file;
+  if (!table.energy.empty())
+    json["energy"] =
+        equationJson(results, {0x20000020, 0x20000021, 0x20000022, 0x20000023, 0x20000024, 0x20000025}, 0x20000019);
+  if (!table.fwhm.empty()) json["fwhm"] = equationJson(results, {0x20000048, 0x20000049}, 0x2000001A);
+  if (!table.tail.empty()) json["tail"] = equationJson(results, {0x20000065, 0x20000066}, 0x20000067);
+  json["points"] = Json::array();
+  for (const GivenPoint& p : table.energy) json["points"].push_back({{"channel", p.x}, {"energy_keV", p.value}});
+  json["efficiency_points"] = table.efficiency.size();
+  return json;
+}
+
+void printResult(const FileAccess& file, const lib::ParameterMap& results, const CalibrationTable& table,
+                 Console& console) {
+  const auto chi2 = [&](std::uint32_t code) {
+    const auto found = results.find(code);
+    return found != results.end() && found->second.hasValue()
+               ? ", reduced chi-square " + roundedText(found->second.toDouble(), 3)
+               : std::string();
+  };
+  for (const GivenPoint& p : table.energy)
+    console.line("  channel " + roundedText(p.x, 7) + "  " + roundedText(p.value, 8) + " keV" +
+                 (p.label.empty() ? "" : "  " + p.label));
+  const auto count = [](const std::vector<GivenPoint>& points) { return std::to_string(points.size()) + " points"; };
+  if (!table.energy.empty()) {
+    const auto energy = readEnergyCalibration(file);
+    std::string words;
+    for (std::size_t i = 0; energy && i < energy->coefficients.size(); ++i)
+      words += (i == 0 ? "" : ", ") + roundedText(energy->coefficients[i], 8);
+    console.line("Energy  " + count(table.energy) + chi2(0x20000019) + "; coefficients " + words);
+  }
+  if (!table.fwhm.empty()) {
+    const auto fwhm = readFwhmCalibration(file);
+    console.line("FWHM    " + count(table.fwhm) + chi2(0x2000001A) + (fwhm ? "; " + fwhmWords(*fwhm) : ""));
+  }
+  if (!table.tail.empty()) console.line("Tail    " + count(table.tail) + chi2(0x20000067));
+  if (!table.efficiency.empty()) console.line("Efficiency  " + count(table.efficiency));
+}
+
+int run(const Options& options, Console& console) {
+  CalibrationTable table = givenPoints(options);
+  FileAccess file;
+  openForWriting(file, options.file);
+  if (!options.source.empty()) addSourceLines(file, options.source, options.library, table);
+  if (table.empty()) throw UsageError("calibrate: give points, a table of points, or a source (--auto)");
+  lib::ParameterMap results;
+  if (!table.energy.empty() || !table.fwhm.empty() || !table.tail.empty())
+    results = fitEquations(file, table, termsFor(options, table.energy.size()));
+  if (!table.efficiency.empty()) fitEfficiency(file, table.efficiency);
+  flushAndClose(file);
+  openForReading(file, options.file);
+  if (options.json) {
+    printJson(resultJson(options, results, table), console);
+  } else {
+    printResult(file, results, table, console);
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void addCalibrate(CLI::App& app, Job& job) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand("calibrate", "Fit energy, FWHM, low-tail and efficiency equations");
+  command->add_option("FILE", options->file, "Data file")->required();
+  command->add_option("--energy", options->energy, "Point CHANNEL:KEV or CHANNEL:KEV:UNCERTAINTY; any number of them")
+      ->type_name("POINT");
+  command->add_option("--fwhm", options->fwhm, "Point KEV:FWHM[:UNCERTAINTY], in keV")->type_name("POINT");
+  command->add_option("--tail", options->tail, "Point KEV:JUNCTION[:UNCERTAINTY], in keV")->type_name("POINT");
+  command->add_option("--efficiency", options->efficiency, "Point KEV:EFFICIENCY[:UNCERTAINTY]")->type_name("POINT");
+  command->add_option("--points", options->table, "CSV with the columns kind,x,value,uncertainty; kinds as the options")
+      ->type_name("CSV");
+  command
+      ->add_option("--auto", options->source,
+                   "Finds the lines of these nuclides in the spectrum: Eu-152 or Cs-137,Co-60")
+      ->type_name("SOURCE");
+  command->add_option("--library", options->library, "Nuclide library for --auto; the standard one without it")
+      ->type_name("FILE");
+  command->add_option("--terms", options->terms, "Terms of the energy equation, 1 to 4; by the points without it")
+      ->check(CLI::Range(1, 4))
+      ->type_name("N");
+  command->add_flag("--json", options->json, "Print JSON");
+  command->footer("Example:\n  orb calibrate eu152.dat --auto Eu-152");
+  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,75 @@
+#include "source_calibration.h"
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "anautils.h"
+#include "failure.h"
+#include "nuclide_library.h"
+
+namespace orb::tool {
+
+namespace {
+
+constexpr double kAnnihilation_keV = 511;
+constexpr double kLeastFwhmUnc = 0.005;  // relative: or the strongest line dictates the curve
+
+std::vector<LibraryLine> linesOf(const std::string& nuclides, const std::string& library_name) {
+  const std::string path = findLibrary(library_name);
+  const auto library = readLibrary(path);
+  std::vector<LibraryLine> lines;
+  std::istringstream in(nuclides);
+  for (std::string nuclide; std::getline(in, nuclide, ',');) {
+    const auto found = linesOfNuclide(library, nuclide, path);
+    lines.insert(lines.end(), found.begin(), found.end());
+  }
+  return lines;
+}
+
+std::vector<AnaMatchedLine_T> matchesOf(const FileAccess& file, const std::vector<LibraryLine>& lines) {
+  std::vector<double> energies;
+  std::vector<double> intensities;
+  for (const LibraryLine& line : lines) {
+    energies.push_back(line.energy_keV);
+    intensities.push_back(line.probability);
+  }
+  std::vector<AnaMatchedLine_T> matched(lines.size());
+  int n = 0;
+  const LONG status = lFindSource(file.handle(), energies.data(), intensities.data(), static_cast<int>(lines.size()),
+                                  matched.data(), &n);
+  require(static_cast<std::uint32_t>(status), file.name(), "cannot find the source's lines");
+  matched.resize(static_cast<std::size_t>(n));
+  return matched;
+}
+
+/// keV per channel between the neighbours of a match.
+double slopeAt(const std::vector<AnaMatchedLine_T>& matched, const std::vector<LibraryLine>& lines, std::size_t i) {
+  const std::size_t a = i == 0 ? 0 : i - 1;
+  const std::size_t b = std::min(i + 1, matched.size() - 1);
+  const auto energy = [&](std::size_t k) { return lines[static_cast<std::size_t>(matched[k].iKnown)].energy_keV; };
+  if (a == b) return energy(a) / matched[a].dPosition;
+  return (energy(b) - energy(a)) / (matched[b].dPosition - matched[a].dPosition);
+}
+
+}  // namespace
+
+void addSourceLines(const FileAccess& file, const std::string& nuclides, const std::string& library,
+                    CalibrationTable& table) {
+  const auto lines = linesOf(nuclides, library);
+  const auto matched = matchesOf(file, lines);
+  for (std::size_t i = 0; i < matched.size(); ++i) {
+    const AnaMatchedLine_T& match = matched[i];
+    const LibraryLine& line = lines[static_cast<std::size_t>(match.iKnown)];
+    const double slope = slopeAt(matched, lines, i);
+    const double uncertainty = std::hypot(slope * match.dPositionUnc, line.energy_unc_keV);
+    table.energy.push_back({match.dPosition, line.energy_keV, uncertainty, line.nuclide});
+    // Annihilation is broader than the curve.
+    if (std::abs(line.energy_keV - kAnnihilation_keV) < 1) continue;
+    const double fwhm = slope * match.dFwhm;
+    table.fwhm.push_back({line.energy_keV, fwhm, std::hypot(slope * match.dFwhmUnc, kLeastFwhmUnc * fwhm), ""});
+  }
+  if (table.fwhm.size() < 2) table.fwhm.clear();  // one width is no curve
+}
+
+}  // namespace orb::tool

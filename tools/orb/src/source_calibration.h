@@ -1,0 +1,15 @@
+#pragma once
+#include <string>
+
+#include "calibration_points.h"
+
+namespace orb::tool {
+
+/// Finds the lines of known nuclides in the spectrum of a file and adds them to the table as energy and FWHM points.
+/// @param nuclides  names, separated by commas
+/// @param library   as findLibrary takes it
+/// @throws Failure when too few lines are found
+void addSourceLines(const FileAccess& file, const std::string& nuclides, const std::string& library,
+                    CalibrationTable& table);
+
+}  // namespace orb::tool
