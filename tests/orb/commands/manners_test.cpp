@@ -15,8 +15,9 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-const char* const kCommands[] = {"create", "info",   "get",  "set",  "dump",  "params",
-                                 "import", "export", "copy", "diff", "check", "explain", "plot", "library"};
+const char* const kCommands[] = {"create",    "info",  "get",  "set",   "dump",    "params",  "import",
+                                 "export",    "copy",  "diff", "check", "explain", "plot",    "library",
+                                 "calibrate", "peaks", "fit",  "eval",  "region",  "simulate"};
 
 TEST_F(CommandTest, EveryCommandHelpsWithAnExample) {
   const std::string help = good({"--help"});
@@ -56,6 +57,14 @@ TEST_F(CommandTest, WrongUsageIsToldInOneLineAndExitsWith2) {
            {"info"},
            {"check", "a.dat", "b.dat"},
            {"plot", "a.dat", "-o", "a.png"},
+           {"peaks", "a.dat", "--range", "9:8"},
+           {"calibrate", "a.dat"},
+           {"calibrate", "a.dat", "--energy", "1:x"},
+           {"eval", "a.dat", "energy"},
+           {"eval", "a.dat", "fwhm", "1", "--model", "dual"},
+           {"region", "a.dat"},
+           {"simulate", "s.dat"},
+           {"simulate", "s.dat", "--nuclides", "Cs-137:x"},
            {"plot", "a.dat", "--range", "9:8"},
            {"plot", "a.dat", "--range", "5000:6000"},
        }) {

@@ -1,6 +1,6 @@
 # bash completion for orb
 
-_orb_commands="create info get set dump params import export copy diff check explain plot library"
+_orb_commands="create info get set dump params import export copy diff check explain plot library calibrate peaks fit eval region simulate"
 
 # The command on the line, and how many plain arguments stand between it and the cursor.
 _orb_look() {
@@ -9,7 +9,9 @@ _orb_look() {
   for ((i = 1; i < COMP_CWORD; i++)); do
     word=${COMP_WORDS[i]}
     case $previous in
-      --channels | --detector | --record | --entry | --class | --spectrum | --format | --calibrations | -o | --output | --range | --width | --height | --title)
+      --channels | --detector | --record | --entry | --class | --spectrum | --format | --calibrations | -o | --output | --range | --width | --height | --title | --energy | --fwhm | --tail | --efficiency | --points | --auto | --library | --terms | \
+        --threshold | --start | --end | --continuum | --free-channels | --free-fwhm | --model | --channel | --nuclides | \
+        --live-time | --background | --seed)
         previous=""
         continue
         ;;
@@ -30,6 +32,12 @@ _orb_options() {
     params) echo "--names --json --verbose --help" ;;
     import) echo "--detector --spectrum --force --verbose --help" ;;
     export) echo "--format --force --verbose --help" ;;
+    calibrate) echo "--energy --fwhm --tail --efficiency --points --auto --library --terms --json --verbose --help" ;;
+    peaks) echo "--range --threshold --json --verbose --help" ;;
+    fit) echo "--start --end --continuum --free-channels --free-fwhm --json --verbose --help" ;;
+    eval) echo "--model --json --verbose --help" ;;
+    region) echo "--channel --energy --from-counts --json --verbose --help" ;;
+    simulate) echo "--nuclides --detector --live-time --background --channels --seed --library --force --verbose --help" ;;
     library) echo "--title --force --verbose --help" ;;
     plot) echo "--output --log --range --width --height --force --verbose --help" ;;
     copy) echo "--class --all --calibrations --force --verbose --help" ;;

@@ -1,0 +1,152 @@
+// simulate, calibrate, peaks, fit, eval, region: spectra with known truth, and measured ones with known sources.
+#include <cmath>
+
+#include "command_runner.h"
+
+namespace orbtest {
+namespace {
+
+using ::testing::HasSubstr;
+
+class AnalysisCommandTest : public CommandTest {
+ protected:
+  /// A germanium spectrum, its truth in s.dat.json.
+  static void simulate(const std::vector<std::string>& more = {}) {
+    std::vector<std::string> arguments{"simulate", "s.dat", "--nuclides", "Eu-152:3000,K-40:300", "--force"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    good(arguments);
+  }
+};
+
+const nlohmann::json* nearestPeak(const nlohmann::json& peaks, double energy) {
+  const nlohmann::json* nearest = nullptr;
+  for (const auto& peak : peaks)
+    if (nearest == nullptr ||
+        std::abs(peak["energy_keV"].get<double>() - energy) < std::abs((*nearest)["energy_keV"].get<double>() - energy))
+      nearest = &peak;
+  return nearest;
+}
+
+TEST_F(AnalysisCommandTest, LinesOfASimulatedSpectrumAreFoundWithTheirTrueAreas) {
+  simulate();
+  const auto truth = nlohmann::json::parse(readFile("s.dat.json"))["lines"];
+  const auto peaks = json({"peaks", "s.dat"})["peaks"];
+  int n = 0;
+  double squares = 0;
+  for (const auto& line : truth) {
+    if (line["expected_area"] < 300) continue;
+    const auto* const peak = nearestPeak(peaks, line["energy_keV"]);
+    ASSERT_NE(peak, nullptr);
+    EXPECT_NEAR((*peak)["energy_keV"], line["energy_keV"], 0.3 * line["fwhm_keV"].get<double>());
+    const double pull =
+        ((*peak)["area"].get<double>() - line["expected_area"].get<double>()) / (*peak)["area_unc"].get<double>();
+    EXPECT_LT(std::abs(pull), 5) << line;  // tails and steps of the simulation are not those of the fit
+    squares += pull * pull;
+    ++n;
+  }
+  EXPECT_GE(n, 14);
+  EXPECT_LT(squares / n, 3);
+  EXPECT_LE(peaks.size(), truth.size() + 1);  // noise may bring one in ten spectra
+  EXPECT_THAT(good({"peaks", "s.dat"}), HasSubstr("Energy [keV]"));
+  EXPECT_THAT(good({"plot", "s.dat", "--log"}), HasSubstr("keV"));
+}
+
+TEST_F(AnalysisCommandTest, EqualSeedsGiveEqualSpectra) {
+  simulate({"--seed", "7"});
+  const std::string first = good({"export", "s.dat", "-", "--format", "csv"});
+  simulate({"--seed", "7"});
+  EXPECT_EQ(good({"export", "s.dat", "-", "--format", "csv"}), first);
+  simulate({"--seed", "8"});
+  EXPECT_NE(good({"export", "s.dat", "-", "--format", "csv"}), first);
+  EXPECT_EQ(orb({"simulate", "s.dat", "--nuclides", "Cs-137"}).status, 1);  // not without --force
+  EXPECT_THAT(orb({"simulate", "t.dat", "--nuclides", "Xx-1"}).err, HasSubstr("no lines of 'Xx-1'"));
+}
+
+TEST_F(AnalysisCommandTest, PointsGiveTheEquationsThatWentIn) {
+  create("a.dat");
+  const auto fit = json({"calibrate", "a.dat", "--energy", "100:51.5", "--energy", "500:251.5", "--energy", "900:451.5",
+                         "--fwhm", "100:1.3", "--fwhm", "400:1.6", "--terms", "2"});
+  EXPECT_NEAR(fit["energy"]["coefficients"][0], 1.5, 1e-4);
+  EXPECT_NEAR(fit["energy"]["coefficients"][1], 0.5, 1e-6);
+  EXPECT_NEAR(fit["fwhm"]["coefficients"][0], 1.0, 1e-5);
+  EXPECT_NEAR(fit["fwhm"]["coefficients"][1], 0.03, 1e-6);
+  EXPECT_NEAR(json({"eval", "a.dat", "energy", "300"})["value"], 151.5, 1e-4);
+  EXPECT_NEAR(json({"eval", "a.dat", "channel", "151.5"})["value"], 300, 1e-3);
+  EXPECT_NEAR(json({"eval", "a.dat", "fwhm", "225"})["value"], 1.45, 1e-5);
+  EXPECT_EQ(good({"region", "a.dat", "--channel", "500"}), "491 509\n");
+  EXPECT_EQ(good({"region", "a.dat", "--energy", "251.5"}), "491 509\n");
+}
+
+TEST_F(AnalysisCommandTest, EfficiencyPointsGiveACurveWithUncertainty) {
+  create("a.dat");
+  writeFile(
+      "points.csv",
+      "kind,x,value,uncertainty\nefficiency,100,0.05,0.001\nefficiency,300,0.03,0.0006\nefficiency,600,0.017,0.0004\n"
+      "efficiency,1000,0.011,0.0003\nefficiency,1400,0.0083,0.0003\n");
+  good({"calibrate", "a.dat", "--points", "points.csv"});
+  for (const char* model : {"interpolated", "dual"}) {
+    const auto result = json({"eval", "a.dat", "efficiency", "600", "--model", model});
+    EXPECT_NEAR(result["value"], 0.017, 0.001) << model;
+    EXPECT_GT(result["uncertainty"], 0) << model;
+  }
+  writeFile("points.csv", "efficiency,100,x,1\n");
+  EXPECT_THAT(orb({"calibrate", "a.dat", "--points", "points.csv"}).err, HasSubstr("line 1"));
+}
+
+TEST_F(AnalysisCommandTest, WhatCannotBeAnalysedIsTold) {
+  create("a.dat");  // all channels are 0
+  EXPECT_EQ(good({"peaks", "a.dat"}), "no lines\n");
+  EXPECT_THAT(orb({"calibrate", "a.dat", "--auto", "Eu-152"}).err, HasSubstr("no peak"));
+  EXPECT_THAT(orb({"eval", "a.dat", "tail", "100"}).err, HasSubstr("no low-tail calibration (0x00620062)"));
+  EXPECT_THAT(orb({"eval", "a.dat", "efficiency", "100"}).err, HasSubstr("no efficiency calibration"));
+  EXPECT_THAT(orb({"fit", "a.dat", "--start", "20", "--end", "10"}).err, HasSubstr("the region is empty"));
+  EXPECT_THAT(orb({"fit", "a.dat", "--start", "2000", "--end", "2010"}).err, HasSubstr("outside the spectrum"));
+  EXPECT_THAT(orb({"calibrate", "a.dat", "--energy", "5:10", "--energy", "5:20"}).err,
+              HasSubstr("different positions"));
+  EXPECT_THAT(orb({"region", "a.dat", "--channel", "2000"}).err, HasSubstr("no region"));
+}
+
+struct Source {
+  const char* file;
+  const char* nuclides;
+  std::vector<double> lines;  // keV, strong ones that must be there
+};
+
+void PrintTo(const Source& source, std::ostream* out) {
+  *out << source.file;
+}
+
+class MeasuredSource : public AnalysisCommandTest, public ::testing::WithParamInterface<Source> {};
+
+TEST_P(MeasuredSource, IsCalibratedByItselfAndItsLinesAreFound) {
+  const std::string source = measured(GetParam().file);
+  if (source.empty()) GTEST_SKIP() << "no measured spectra (ORB_TEST_DATA)";
+  ASSERT_EQ(orb({"import", source, "a.dat"}).status, 0);
+  const auto points = json({"calibrate", "a.dat", "--auto", GetParam().nuclides})["points"];
+  EXPECT_GE(points.size(), GetParam().lines.size());
+  const auto peaks = json({"peaks", "a.dat"})["peaks"];
+  for (const double energy : GetParam().lines) {
+    const auto* const peak = nearestPeak(peaks, energy);
+    ASSERT_NE(peak, nullptr);
+    // Within 2 standard uncertainties, or 0.05 keV where the energy equation, not counting, limits.
+    EXPECT_NEAR((*peak)["energy_keV"], energy, std::max(0.05, 2 * (*peak)["energy_unc_keV"].get<double>()));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sources, MeasuredSource,
+    ::testing::Values(
+        Source{"hpge_8k_eu152.Spe", "Eu-152", {121.7817, 244.6974, 344.2785, 778.9045, 964.057, 1112.076, 1408.013}},
+        Source{"hpge_8k_co60.csv", "Co-60", {1173.228, 1332.492}},
+        Source{"hpge_8k_i131.csv", "I-131", {284.305, 364.489, 636.989}},
+        Source{"hpge_8k_cs137.csv", "Cs-137", {661.657}},
+        Source{"hpge_8k_ra226.csv", "Ra-226,Pb-214,Bi-214", {186.211, 295.224, 351.932, 609.321, 1120.294}}),
+    [](const auto& c) {
+      std::string name = c.param.nuclides;
+      std::replace_if(
+          name.begin(), name.end(), [](char x) { return !std::isalnum(static_cast<unsigned char>(x)); }, '_');
+      return name;
+    });
+
+}  // namespace
+}  // namespace orbtest
