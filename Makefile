@@ -1,5 +1,5 @@
 # The front door. Everything here only calls the presets of CMakePresets.json and the scripts beside it.
-.PHONY: demo test bench soak asan tsan fuzz test-armv7 format install clean
+.PHONY: demo test bench accuracy soak asan tsan fuzz test-armv7 format install clean
 
 JOBS ?= 2
 
@@ -18,6 +18,13 @@ bench:
 	cmake --preset release -DORB_BUILD_TESTS=OFF
 	cmake --build --preset release -j $(JOBS)
 	scripts/bench.sh build/release
+
+# How right the analysis is, on simulated truth: writes docs/accuracy.md. Fails when a goal is missed.
+accuracy:
+	scripts/install-packages.sh build
+	cmake --preset release -DORB_BUILD_TESTS=OFF -DORB_BUILD_BENCH=OFF -DORB_BUILD_ACCURACY=ON
+	cmake --build --preset release -j $(JOBS) --target orb_accuracy
+	scripts/accuracy.sh build/release
 
 # The random tests with more seeds: make soak ORB_SOAK_SEEDS=1000
 soak: export ORB_SOAK_SEEDS ?= 200

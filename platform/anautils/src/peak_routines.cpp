@@ -85,7 +85,7 @@ class SpectrumFit {
   }
 
   /// The file's significance holds for a line at a known place. A search tries many places: the threshold rises until
-  /// noise brings as many false lines as 9 exp(-k^2/2), 0.1 at k = 3, by the number of maxima of Rice (1945), 0.25 per
+  /// noise brings as many false maxima as 5 exp(-k^2/2), 0.06 at k = 3, by the number of maxima of Rice (1945), 0.25 per
   /// filter width and exp(-u^2/2).
   double keepSignificance(void* handle) const {
     const double k = settings_.keep_significance;
@@ -94,7 +94,7 @@ class SpectrumFit {
     for (int channel = searched.first; channel <= searched.last; ++channel) {
       if (!widths_.empty()) places += 0.25 * kFwhmPerSigma / widths_[static_cast<std::size_t>(channel - 1)];
     }
-    return std::sqrt(k * k + std::max(0.0, 2 * std::log(std::max(places, 1e-3) / 9)));
+    return std::sqrt(k * k + std::max(0.0, 2 * std::log(std::max(places, 1e-3) / 5)));
   }
 
   TableRegion fitPlan(const RegionPlan& plan, const std::vector<FixedLine>& neighbours) const {

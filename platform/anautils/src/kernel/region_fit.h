@@ -55,7 +55,7 @@ struct FitSettings {
   double step_significance = 3;    ///< ... or where the two sides differ by so many standard deviations
   double curvature = 0;            ///< standard deviation of (middle - mean level) / mean level; 0 is a straight line
   int max_steps = 60;              ///< Fisher scoring
-  double convergence = 1e-5;  ///< change of the Cash statistic; (step / standard deviation)^2 goes down to 1/10 of it
+  double convergence = 1e-6;  ///< change of the Cash statistic; (step / standard deviation)^2 goes down to 1/10 of it
   double max_shift = 0.4;     ///< of a position in one step, in FWHM
   double max_travel = 1.2;    ///< of a position in all, in FWHM
   double min_separation = 0.25;   ///< of two lines, in FWHM; nearer ones become one
