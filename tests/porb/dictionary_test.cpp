@@ -39,8 +39,14 @@ class DictionaryTest : public ServiceTest {
   std::vector<LogLine> lines_;
 };
 
-TEST_F(DictionaryTest, EveryFaultIsReportedWithFileAndLine) {
-  const std::string good = "0x20060001 | A | header | int32 | 4 | int32 | 4 | - | - | Words.\n";
+constexpr const char* kGoodLine = "0x20060001 | A | header | int32 | 4 | int32 | 4 | - | - | Words.\n";
+
+struct BrokenLine {
+  std::string line;  // the fourth of the file
+  std::string word;  // in the message
+};
+
+std::vector<BrokenLine> brokenLines() {
   const auto with = [](std::size_t field, const std::string& text) {
     std::vector<std::string> fields = {"0x20060002", "B", "header", "int32", "4", "int32", "4", "-", "-", "Words."};
     fields[field] = text;
@@ -51,49 +57,48 @@ TEST_F(DictionaryTest, EveryFaultIsReportedWithFileAndLine) {
   const auto types = [](const std::string& storage, const std::string& returned) {
     return "0x20060002 | B | header | " + storage + " | " + returned + " | - | - | Words.\n";
   };
-  struct Case {
-    std::string line;  // the fourth of the file
-    std::string word;  // in the message
-  };
-  const Case cases[] = {{"0x20060002 | B | header\n", "ten fields"},
-                        {with(9, "Words. | more"), "ten fields"},
-                        {with(0, "20060002"), "20060002"},
-                        {with(0, "0x2006002"), "0x2006002"},
-                        {with(0, "0x200600020"), "0x200600020"},
-                        {with(0, "0x2006000G"), "0x2006000G"},
-                        {with(0, "0x-2006001"), "0x-2006001"},
-                        {with(0, ""), "hexadecimal"},
-                        {with(0, "0x20060001"), "ascend"},
-                        {with(0, "0x20050001"), "ascend"},
-                        {with(1, "a"), "twice"},
-                        {with(1, ""), "name"},
-                        {with(1, std::string(56, 'N')), "55"},
-                        {with(2, "block"), "block"},
-                        {with(2, "Header"), "Header"},
-                        {with(3, "int33"), "int33"},
-                        {with(3, ""), "type"},
-                        {with(4, "8"), "8"},
-                        {with(4, "-4"), "-4"},
-                        {with(4, "4x"), "4x"},
-                        {with(4, "65540"), "65540"},
-                        {with(4, ""), "length"},
-                        {types("text | 0", "text | 0"), "length 0"},
-                        {types("text | 65535", "text | 65535"), "65535"},
-                        {types("text | 8", "text | 9"), "length of a text"},
-                        {types("text | 8", "int32 | 4"), "convert"},
-                        {types("int32 | 4", "double | 8"), "convert"},
-                        {types("time | 8", "double | 8"), "convert"},
-                        {with(7, "resultat"), "resultat"},
-                        {with(7, "result,,setting"), "flag"},
-                        {with(8, std::string(32, 'u')), "31"},
-                        {with(9, std::string(256, 'd')), "255"},
-                        {"class 2006 Peaks\n", "2006"},
-                        {"class 0x20060 Peaks\n", "0x20060"}};
+  return {{"0x20060002 | B | header\n", "ten fields"},
+          {with(9, "Words. | more"), "ten fields"},
+          {with(0, "20060002"), "20060002"},
+          {with(0, "0x2006002"), "0x2006002"},
+          {with(0, "0x200600020"), "0x200600020"},
+          {with(0, "0x2006000G"), "0x2006000G"},
+          {with(0, "0x-2006001"), "0x-2006001"},
+          {with(0, ""), "hexadecimal"},
+          {with(0, "0x20060001"), "ascend"},
+          {with(0, "0x20050001"), "ascend"},
+          {with(1, "a"), "twice"},
+          {with(1, ""), "name"},
+          {with(1, std::string(56, 'N')), "55"},
+          {with(2, "block"), "block"},
+          {with(2, "Header"), "Header"},
+          {with(3, "int33"), "int33"},
+          {with(3, ""), "type"},
+          {with(4, "8"), "8"},
+          {with(4, "-4"), "-4"},
+          {with(4, "4x"), "4x"},
+          {with(4, "65540"), "65540"},
+          {with(4, ""), "length"},
+          {types("text | 0", "text | 0"), "length 0"},
+          {types("text | 65535", "text | 65535"), "65535"},
+          {types("text | 8", "text | 9"), "length of a text"},
+          {types("text | 8", "int32 | 4"), "convert"},
+          {types("int32 | 4", "double | 8"), "convert"},
+          {types("time | 8", "double | 8"), "convert"},
+          {with(7, "resultat"), "resultat"},
+          {with(7, "result,,setting"), "flag"},
+          {with(8, std::string(32, 'u')), "31"},
+          {with(9, std::string(256, 'd')), "255"},
+          {"class 2006 Peaks\n", "2006"},
+          {"class 0x20060 Peaks\n", "0x20060"}};
+}
+
+TEST_F(DictionaryTest, EveryFaultIsReportedWithFileAndLine) {
   int number = 0;
-  for (const Case& c : cases) {
+  for (const BrokenLine& c : brokenLines()) {
     SCOPED_TRACE(c.line);
     const std::string name = path("broken" + std::to_string(++number) + ".dat");
-    writeText(name, "# comment\norbdb 1\n" + good + c.line + good);
+    writeText(name, "# comment\norbdb 1\n" + kGoodLine + c.line + kGoodLine);
     environment_.set("ORBDB", name);
     lines_.clear();
     EXPECT_STATUS(AIO_BADDICTIONARY, tryCreate());
@@ -104,6 +109,10 @@ TEST_F(DictionaryTest, EveryFaultIsReportedWithFileAndLine) {
     EXPECT_FALSE(std::filesystem::exists(path())) << "a file was made";
     EXPECT_STATUS(AIO_BADDICTIONARY, ask(0x20060001));
   }
+}
+
+TEST_F(DictionaryTest, ATextWithoutItsHeadIsReported) {
+  int number = 0;
   for (const char* text :
        {"", "# nothing\n", "orbdb 2\n", "0x20060001 | A\n", "orbdb 1\n", "orbdb 1\nclass 0x2006 W\n"}) {
     const std::string name = path("broken" + std::to_string(++number) + ".dat");
