@@ -98,7 +98,7 @@ TEST_F(DictionaryTest, EveryFaultIsReportedWithFileAndLine) {
   for (const BrokenLine& c : brokenLines()) {
     SCOPED_TRACE(c.line);
     const std::string name = path("broken" + std::to_string(++number) + ".dat");
-    writeText(name, "# comment\norbdb 1\n" + kGoodLine + c.line + kGoodLine);
+    writeText(name, std::string("# comment\norbdb 1\n") + kGoodLine + c.line + kGoodLine);
     environment_.set("ORBDB", name);
     lines_.clear();
     EXPECT_STATUS(AIO_BADDICTIONARY, tryCreate());
