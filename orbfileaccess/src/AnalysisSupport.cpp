@@ -16,8 +16,8 @@ constexpr std::uint32_t kContinuumVariable = 0x200300C3;
 constexpr std::uint32_t kContinuumFwhm = 0x200300C4;
 constexpr std::uint32_t kContinuumChannels = 0x20030026;
 
-}  // namespace
-
+/// A whole number of channels from a width: towards zero, 0 for a negative width and for one that is no number, the
+/// greatest 32-bit number for one beyond it.
 float wholeChannels(float width) {
   constexpr float kBeyond = 4294967296.0f;
   if (!(width > 0)) return 0;
@@ -25,9 +25,12 @@ float wholeChannels(float width) {
   return static_cast<float>(static_cast<std::uint32_t>(width));
 }
 
+/// The word that the file holds for a type; anything that is no type counts as none.
 const char* continuumWord(ContinuumType type) {
   return type == STEP ? "STEP" : type == LINEAR ? "LINEAR" : "NONE";
 }
+
+}  // namespace
 
 void addContinuum(ParameterMap& pars, ContinuumOptions options, ContinuumType type, float width) {
   pars[kContinuumVariable] = Variant(options == VARIABLE_CONTINUUM ? 1 : 0);
@@ -40,8 +43,11 @@ void addEmpty(ParameterMap& pars, std::initializer_list<std::uint32_t> codes) {
   for (const std::uint32_t code : codes) pars[code] = Variant();
 }
 
-void reportRoutine(const FileAccess& file, const char* where, const char* routine, std::uint32_t status) {
-  reportFileFailure(file, where, std::string("Error returned from '") + routine + "'", status);
+bool succeeded(const FileAccess& file, const char* where, const char* routine, std::int32_t status) {
+  if (status == 0) return true;
+  reportFileFailure(file, where, std::string("Error returned from '") + routine + "'",
+                    static_cast<std::uint32_t>(status));
+  return false;
 }
 
 }  // namespace com::norvale::orb

@@ -1,6 +1,7 @@
 /// The file object: one open data file, its lock and its operations. Start here.
 ///
-/// Failures are reported by result codes (ResultCode.h, docs/result-codes.md), not by exceptions.
+/// Failures are reported by result codes (ResultCode.h, docs/result-codes.md), not by exceptions; only evaluate throws
+/// them.
 #pragma once
 #include <atomic>
 #include <cstdint>
@@ -233,8 +234,11 @@ class ORBFILEACCESS_EXPORT FileAccess {
   //
   // The work is done by the routines of libanautils (anautils.h), which read what they need from the file's parameters
   // and leave their results there; docs/analysis.md names them. These operations are const because the object stays
-  // the same; the file does not, and "modifies" holds where parameters are written. Statuses of routines are handed on
-  // as they are.
+  // the same; the file does not. The statuses of routines are handed on as they are, without convertReturnCode. What
+  // the operations below call (getParameter, setParameter, insertItem, ...) logs its own failures as well.
+  //
+  // An exception inside estimateRegionParameters, quantifyRegion or energyShapeCalibration is logged as getParameter
+  // logs one (docs/result-codes.md), without the "File: " prefix, and the result is empty.
 
   /// Turns a number into another through a calibration of the file.
   /// @param option  what is computed; beyond the last one the result is {0, 0}, whatever `ignore` says
@@ -246,7 +250,7 @@ class ORBFILEACCESS_EXPORT FileAccess {
   ///         unless `ignore`
   ///
   /// Options 5 to 10 put their model into the file's selector (0x20020028) for the time of the call. After a failure
-  /// that ends the call the selector keeps it.
+  /// that ends the call the selector keeps it. These options modify.
   datatypes::Estimate<float> evaluate(EvaluationOption option, float pt, bool ignore) const;
 
   /// Proposes the region of a line.
@@ -258,7 +262,7 @@ class ORBFILEACCESS_EXPORT FileAccess {
   std::pair<std::uint32_t, std::uint32_t> determineRegion(std::uint32_t channel, float channelkeV, bool useCal) const;
 
   /// Fits one line in one region. What the file had in the first record of its calibration points is written back
-  /// afterwards, unless the call ends early or there was nothing.
+  /// afterwards, unless the call ends early or there was nothing. Modifies.
   /// @param start, end   first and last channel
   /// @param options      where the continuum is taken from; with USE_DEFAULT_OPTIONS `type` and `continWidth` are not
   ///                     looked at
@@ -270,7 +274,7 @@ class ORBFILEACCESS_EXPORT FileAccess {
                                         ContinuumType type, float continWidth, bool lowTail) const;
 
   /// Locates and fits the lines of one region. The peak results that the file had are gone afterwards, also when the
-  /// operation fails.
+  /// operation fails. Modifies.
   /// @param start, end, options, type, continWidth  as above; the type counts with USE_DEFAULT_OPTIONS too
   /// @param lowTail  whether the two values of the low tail are read
   /// @return a map for each line whose record can be read: 19 values by code, 21 with the tail. Empty on failure and
@@ -278,13 +282,15 @@ class ORBFILEACCESS_EXPORT FileAccess {
   std::vector<ParameterMap> quantifyRegion(std::uint32_t start, std::uint32_t end, ContinuumOptions options,
                                            ContinuumType type, float continWidth, bool lowTail) const;
 
-  /// Fits the energy, FWHM and low-tail equations to points, which replace the file's tables of points.
+  /// Fits the energy, FWHM and low-tail equations to points, which replace the file's tables of points. Modifies.
   /// @param epts    channel and energy [keV]
   /// @param fpts    energy and FWHM [keV]
   /// @param lpts    energy and low-tail junction distance [keV]
   /// @param eterms  terms of the energy equation, at most 4; below 1: one less than there are points
-  /// @return the fitted values by code; empty when the fit fails: "Error returned from 'lEncal2'". Points that cannot
-  ///         be stored are logged ("Error inserting ecal pts", "... fcal pts", "... lcal pts") and left out.
+  /// @return the fitted values by code: 8 for energy, 3 for FWHM, 3 for the tail. Empty without points, and when the
+  ///         fit fails: logs "Error returned from 'lEncal2'" with the routine's status. A point that cannot be stored
+  ///         is left out: logs "Error inserting ecal pts", "... fcal pts" or "... lcal pts" with the code of the
+  ///         failure, kBadArgument for points beyond the 65535 records of a table.
   ParameterMap energyShapeCalibration(const CalibrationPoints& epts, const CalibrationPoints& fpts,
                                       const CalibrationPoints& lpts, std::int32_t eterms) const;
 
@@ -298,16 +304,10 @@ class ORBFILEACCESS_EXPORT FileAccess {
   std::uint32_t findNuclide(const std::string& name, std::uint16_t& rec, std::uint16_t start) const;
 
  private:
-  /// This object for the parameter traffic of the const operations above. What changes in it is mutable.
+  /// This object, for the const operations that write to the file. Calling them on an object that is const is sound
+  /// too: creating and deleting blocks, levels and items and setting parameters change nothing in it but its lock and
+  /// its modified flag, which are mutable. Nothing else may be called through it.
   FileAccess& forAnalysis() const { return const_cast<FileAccess&>(*this); }
-
-  datatypes::Estimate<float> evaluateEfficiency(EvaluationOption option, float pt, bool ignore);
-  void createPointTables();
-  std::vector<ParameterMap> readPeakResults(bool lowTail) const;
-  void writePoint(const ParameterMap& pars, std::size_t index, std::uint32_t item, const char* failure);
-  void writeEnergyPoints(const CalibrationPoints& points);
-  void writeFwhmPoints(const CalibrationPoints& points);
-  void writeTailPoints(const CalibrationPoints& points, bool has_fwhm_points);
 
   std::string m_name;
   void* m_handle = nullptr;

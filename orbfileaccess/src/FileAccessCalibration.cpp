@@ -18,6 +18,7 @@ constexpr const char* kWhere = "FileAccess::energyShapeCalibration";
 constexpr std::uint32_t kEnergyPoints = 0x200D0002;
 constexpr std::uint32_t kEnergyItem = 0x200D0007;
 constexpr std::uint32_t kShapePoints = 0x20130004;
+constexpr std::uint32_t kNoItem = 0;
 constexpr std::size_t kMostRecords = std::numeric_limits<std::uint16_t>::max();
 constexpr std::int32_t kMostTerms = 4;
 
@@ -27,85 +28,91 @@ std::int32_t termsToFit(std::int32_t asked, std::size_t n_points) {
   return n - 1;
 }
 
-}  // namespace
+void clearPointTables(FileAccess& file) {
+  file.deleteBlock(kEnergyPoints);
+  file.deleteBlock(kShapePoints);
+  file.createBlock(kEnergyPoints, 0, 1, 1);
+  file.createBlock(kShapePoints, 0, 1, 1);
+}
 
 /// Writes one point into the record that belongs to its place in the list.
-/// @param insert  what makes the record; nothing for one that is there
-void FileAccess::writePoint(const ParameterMap& pars, std::size_t index, std::uint32_t item, const char* failure) {
+/// @param item     code under which that record is inserted first; kNoItem for a record that is there
+/// @param failure  text logged when the point cannot be stored; also when there are no record numbers left
+void writePoint(FileAccess& file, const ParameterMap& pars, std::size_t index, std::uint32_t item,
+                const char* failure) {
   if (index >= kMostRecords) {
-    reportFileFailure(*this, kWhere, failure, kBadArgument);
+    reportFileFailure(file, kWhere, failure, kBadArgument);
     return;
   }
   const auto record = static_cast<std::uint16_t>(index + 1);
-  std::uint32_t status = item != 0 ? insertItem(item, record, 0) : 0;
-  if (status == 0) status = setParameters(pars, record, 0, true);
-  if (status != 0) reportFileFailure(*this, kWhere, failure, status);
+  std::uint32_t status = item != kNoItem ? file.insertItem(item, record, 0) : 0;
+  if (status == 0) status = file.setParameters(pars, record, 0, true);
+  if (status != 0) reportFileFailure(file, kWhere, failure, status);
 }
 
-void FileAccess::writeEnergyPoints(const CalibrationPoints& points) {
+void writeEnergyPoints(FileAccess& file, const CalibrationPoints& points) {
   ParameterMap pars;
   for (std::size_t i = 0; i < points.size(); ++i) {
     pars[0x200D0002] = Variant(points[i].first.value);
     pars[0x200D0003] = Variant(points[i].second.value);
     pars[0x200D0007] = Variant(points[i].second.uncertainty);
-    writePoint(pars, i, kEnergyItem, "Error inserting ecal pts");
+    writePoint(file, pars, i, kEnergyItem, "Error inserting ecal pts");
   }
 }
 
-void FileAccess::writeFwhmPoints(const CalibrationPoints& points) {
-  if (!points.empty()) setParameter(0x2000006B, Variant(std::string("SQRT")), 0, 0);
+void writeFwhmPoints(FileAccess& file, const CalibrationPoints& points) {
+  if (!points.empty()) file.setParameter(0x2000006B, Variant(std::string("SQRT")), 0, 0);
   ParameterMap pars;
   for (std::size_t i = 0; i < points.size(); ++i) {
     pars[0x20130004] = Variant(points[i].first.value);
     pars[0x20130005] = Variant(points[i].second.value);
     pars[0x20130006] = Variant(points[i].second.uncertainty);
     pars[0x2013000B] = Variant(0u);
-    writePoint(pars, i, kShapePoints, "Error inserting fcal pts");
+    writePoint(file, pars, i, kShapePoints, "Error inserting fcal pts");
   }
 }
 
 /// Low-tail points share the records of the FWHM points. Without those each gets a record of its own, inserted at the
 /// point's index from 0 and written at the index from 1.
-void FileAccess::writeTailPoints(const CalibrationPoints& points, bool has_fwhm_points) {
+void writeTailPoints(FileAccess& file, const CalibrationPoints& points, bool has_fwhm_points) {
   ParameterMap pars;
   for (std::size_t i = 0; i < points.size(); ++i) {
     pars[0x20130004] = Variant(points[i].first.value);
     pars[0x20130007] = Variant(points[i].second.value);
     pars[0x20130008] = Variant(points[i].second.uncertainty);
-    if (!has_fwhm_points && i < kMostRecords) insertItem(kShapePoints, static_cast<std::uint16_t>(i), 0);
-    writePoint(pars, i, 0, "Error inserting lcal pts");
+    if (!has_fwhm_points && i < kMostRecords) file.insertItem(kShapePoints, static_cast<std::uint16_t>(i), 0);
+    writePoint(file, pars, i, kNoItem, "Error inserting lcal pts");
   }
 }
 
-ParameterMap FileAccess::energyShapeCalibration(const CalibrationPoints& epts, const CalibrationPoints& fpts,
-                                                const CalibrationPoints& lpts, std::int32_t eterms) const {
-  const FileLock lock(m_mutex);
-  if (requireOpen(*this, kWhere) != 0) return {};
-  FileAccess& file = forAnalysis();
-  file.deleteBlock(kEnergyPoints);
-  file.deleteBlock(kShapePoints);
-  file.createBlock(kEnergyPoints, 0, 1, 1);
-  file.createBlock(kShapePoints, 0, 1, 1);
-
+ParameterMap calibrate(FileAccess& file, const CalibrationPoints& epts, const CalibrationPoints& fpts,
+                       const CalibrationPoints& lpts, std::int32_t eterms) {
+  clearPointTables(file);
   const std::uint32_t flags = (epts.empty() ? 0u : 1u) + (fpts.empty() ? 0u : 2u) + (lpts.empty() ? 0u : 4u);
   file.setParameter(0x2000006C, Variant(termsToFit(eterms, epts.size())), 0, 0);
   file.setParameter(0x20000061, Variant(std::string("POLY")), 0, 0);
   file.setParameter(0x2000001F, Variant(flags), 0, 0);
-  file.writeEnergyPoints(epts);
-  file.writeFwhmPoints(fpts);
-  file.writeTailPoints(lpts, !fpts.empty());
+  writeEnergyPoints(file, epts);
+  writeFwhmPoints(file, fpts);
+  writeTailPoints(file, lpts, !fpts.empty());
+  if (!succeeded(file, kWhere, "lEncal2", lEncal2(file.handle(), 1, nullptr, nullptr))) return {};
 
-  if (const LONG status = lEncal2(m_handle, 1, nullptr, nullptr)) {
-    reportRoutine(*this, kWhere, "lEncal2", static_cast<std::uint32_t>(status));
-    return {};
-  }
   ParameterMap results;
   if (!epts.empty())
     addEmpty(results, {0x2000006C, 0x20000020, 0x20000021, 0x20000022, 0x20000023, 0x20000024, 0x20000025, 0x20000019});
   if (!fpts.empty()) addEmpty(results, {0x20000048, 0x20000049, 0x2000001A});
   if (!lpts.empty()) addEmpty(results, {0x20000065, 0x20000066, 0x20000067});
-  getParameters(results, 0, 0, true);
+  file.getParameters(results, 0, 0, true);
   return results;
+}
+
+}  // namespace
+
+ParameterMap FileAccess::energyShapeCalibration(const CalibrationPoints& epts, const CalibrationPoints& fpts,
+                                                const CalibrationPoints& lpts, std::int32_t eterms) const {
+  const FileLock lock(m_mutex);
+  if (requireOpen(*this, kWhere) != 0) return {};
+  return withoutExceptions(kWhere, [&] { return calibrate(forAnalysis(), epts, fpts, lpts, eterms); });
 }
 
 }  // namespace com::norvale::orb

@@ -61,23 +61,21 @@ Estimate<float> evaluateEquation(void* handle, EvaluationOption option, float pt
   return {option == ENERGY2CHANNEL ? rPEn2Chan(pt, &equation) : rEval(pt, &equation), 0};
 }
 
-}  // namespace
-
-Estimate<float> FileAccess::evaluateEfficiency(EvaluationOption option, float pt, bool ignore) {
-  const Statuses statuses(ignore);
+Estimate<float> evaluateEfficiency(FileAccess& file, EvaluationOption option, float pt, const Statuses& statuses) {
   const bool forces_model = option != ENERGY2DEFAULTEFF;
   Variant former_model;
   if (forces_model) {
     // The routine reads the model from the file, so the file selects another one for the time of the fetch.
-    statuses.check(getParameter(kEfficiencyModel, former_model, 1, 1));
-    statuses.check(setParameter(kEfficiencyModel, Variant(std::string(modelWord(option))), 1, 1));
+    statuses.check(file.getParameter(kEfficiencyModel, former_model, 1, 1));
+    statuses.check(file.setParameter(kEfficiencyModel, Variant(std::string(modelWord(option))), 1, 1));
   }
   stEfEq_T equation{};
   int n_points = 0;
   REAL energies[ANA_MAX_EFF_POINTS];
   REAL efficiencies[ANA_MAX_EFF_POINTS];
   REAL uncertainties[ANA_MAX_EFF_POINTS];
-  const LONG fetched = lGetEfeq(m_handle, kCalibrationSet, &equation, &n_points, energies, efficiencies, uncertainties);
+  const LONG fetched =
+      lGetEfeq(file.handle(), kCalibrationSet, &equation, &n_points, energies, efficiencies, uncertainties);
   if (!statuses.require(static_cast<std::uint32_t>(fetched))) return {};
 
   REAL value = 0;
@@ -85,9 +83,11 @@ Estimate<float> FileAccess::evaluateEfficiency(EvaluationOption option, float pt
   statuses.check(static_cast<std::uint32_t>(lEffic(pt, &equation, n_points, energies, efficiencies, &value)));
   statuses.check(
       static_cast<std::uint32_t>(lEffvar(pt, value, &equation, n_points, energies, uncertainties, &relative)));
-  if (forces_model) statuses.check(setParameter(kEfficiencyModel, former_model, 1, 1));
+  if (forces_model) statuses.check(file.setParameter(kEfficiencyModel, former_model, 1, 1));
   return {value, value * relative};
 }
+
+}  // namespace
 
 Estimate<float> FileAccess::evaluate(EvaluationOption option, float pt, bool ignore) const {
   const FileLock lock(m_mutex);
@@ -97,9 +97,9 @@ Estimate<float> FileAccess::evaluate(EvaluationOption option, float pt, bool ign
   }
   const auto number = static_cast<std::uint32_t>(option);
   if (number > static_cast<std::uint32_t>(ENERGY2PEAK2TOTAL)) return {};
-  if (number <= static_cast<std::uint32_t>(ENERGY2LOWTAIL))
-    return evaluateEquation(m_handle, option, pt, Statuses(ignore));
-  return forAnalysis().evaluateEfficiency(option, pt, ignore);
+  const Statuses statuses(ignore);
+  if (number <= static_cast<std::uint32_t>(ENERGY2LOWTAIL)) return evaluateEquation(m_handle, option, pt, statuses);
+  return evaluateEfficiency(forAnalysis(), option, pt, statuses);
 }
 
 }  // namespace com::norvale::orb

@@ -11,6 +11,10 @@ using datatypes::Variant;
 
 namespace {
 
+constexpr const char* kDetermination = "FileAccess::determineRegion";
+constexpr const char* kEstimation = "FileAccess::estimateRegionParameters";
+constexpr const char* kQuantification = "FileAccess::quantifyRegion";
+
 constexpr std::uint32_t kEnergyPoints = 0x200D0002;
 constexpr std::uint32_t kShapePoints = 0x20130004;
 constexpr std::uint32_t kPeakRecords = 0x20060006;
@@ -18,6 +22,16 @@ constexpr std::uint32_t kPeakLevel = 20;
 
 constexpr std::uint32_t kFitsEnergyAndFwhm = 3;
 constexpr std::uint32_t kFitsTailToo = 7;
+
+/// First and last channel, and how the continuum and the tail are treated.
+struct Region {
+  std::uint32_t start;
+  std::uint32_t end;
+  ContinuumOptions options;
+  ContinuumType type;
+  float width;
+  bool low_tail;
+};
 
 /// What the fit of a single region overwrites.
 ParameterMap overwrittenValues() {
@@ -42,99 +56,94 @@ void clearPeakResults(ParameterMap& values, bool lowTail) {
   if (lowTail) addEmpty(values, {0x20060022, 0x20060023});
 }
 
-}  // namespace
-
-std::pair<std::uint32_t, std::uint32_t> FileAccess::determineRegion(std::uint32_t channel, float channelkeV,
-                                                                    bool useCal) const {
-  constexpr const char* kWhere = "FileAccess::determineRegion";
-  const FileLock lock(m_mutex);
-  if (requireOpen(*this, kWhere) != 0) return {0, 0};
-  ULONG lower = 0;
-  ULONG upper = 0;
-  if (channelkeV < 0.0f) channelkeV = 0.0f;
-  const LONG status = ulUtlRoi(m_handle, useCal ? 1 : 0, channel, channelkeV, &lower, &upper);
-  if (status == 0) return {lower, upper};
-  reportRoutine(*this, kWhere, "ulUtlRoi", static_cast<std::uint32_t>(status));
-  return {0, 0};
+/// The tables that the fit of a single region writes to, in a file that has none of their values.
+void createPointTables(FileAccess& file) {
+  file.insertItem(0x200D0008, 1, 0);
+  file.createBlock(kEnergyPoints, 0, 1, 1);
+  file.createBlock(kShapePoints, 0, 1, 1);
+  file.setParameter(kEnergyPoints, Variant(0.0), 0, 0);
+  file.setParameter(kShapePoints, Variant(0.0), 0, 0);
 }
 
-ParameterMap FileAccess::estimateRegionParameters(std::uint32_t start, std::uint32_t end, ContinuumOptions options,
-                                                  ContinuumType type, float continWidth, bool lowTail) const {
-  constexpr const char* kWhere = "FileAccess::estimateRegionParameters";
-  const FileLock lock(m_mutex);
-  if (requireOpen(*this, kWhere) != 0) return {};
-  FileAccess& file = forAnalysis();
+ParameterMap estimate(FileAccess& file, const Region& region) {
   ParameterMap former = overwrittenValues();
   const bool restores = readParameters(file, former, 1, 0, true).any_value;
-  if (!restores) file.createPointTables();
+  if (!restores) createPointTables(file);
 
   ParameterMap pars;
   pars[0x200D000C] = Variant(1u);
-  pars[0x2013000C] = Variant(start);
-  pars[0x2013000D] = Variant(end);
-  pars[0x2000001F] = Variant(lowTail ? kFitsTailToo : kFitsEnergyAndFwhm);
-  if (options != USE_DEFAULT_OPTIONS) addContinuum(pars, options, type, continWidth);
+  pars[0x2013000C] = Variant(region.start);
+  pars[0x2013000D] = Variant(region.end);
+  pars[0x2000001F] = Variant(region.low_tail ? kFitsTailToo : kFitsEnergyAndFwhm);
+  if (region.options != USE_DEFAULT_OPTIONS) addContinuum(pars, region.options, region.type, region.width);
   if (file.setParameters(pars, 1, 0, true) != 0) return {};
+  if (!succeeded(file, kEstimation, "lEncal1", lEncal1(file.handle(), 1, 0, 0))) return {};
 
-  if (const LONG status = lEncal1(m_handle, 1, 0, 0)) {
-    reportRoutine(*this, kWhere, "lEncal1", static_cast<std::uint32_t>(status));
-    return {};
-  }
-  ParameterMap results = regionResults(lowTail);
+  ParameterMap results = regionResults(region.low_tail);
   if (!readParameters(file, results, 0, 0, true).any_value) results.clear();
   if (restores) file.setParameters(former, 1, 0, true);
   return results;
 }
 
-/// The tables that the fit of a single region writes to, in a file that has none of their values.
-void FileAccess::createPointTables() {
-  insertItem(0x200D0008, 1, 0);
-  createBlock(kEnergyPoints, 0, 1, 1);
-  createBlock(kShapePoints, 0, 1, 1);
-  setParameter(kEnergyPoints, Variant(0.0), 0, 0);
-  setParameter(kShapePoints, Variant(0.0), 0, 0);
+std::vector<ParameterMap> readPeakResults(const FileAccess& file, bool low_tail) {
+  std::uint16_t n_records = 0;
+  file.countItems(kPeakRecords, n_records, 0);
+  std::vector<ParameterMap> results;
+  ParameterMap peak;
+  for (std::uint32_t record = 1; record <= n_records; ++record) {
+    clearPeakResults(peak, low_tail);
+    if (readParameters(file, peak, static_cast<std::uint16_t>(record), 0, true).any_value) results.push_back(peak);
+  }
+  return results;
+}
+
+std::vector<ParameterMap> quantify(FileAccess& file, const Region& region) {
+  file.deleteLevel(kPeakLevel);
+  ParameterMap pars;
+  pars[0x20030008] = Variant(region.start);
+  pars[0x20030009] = Variant(region.end);
+  pars[0x20030046] = Variant(region.start);
+  pars[0x20030047] = Variant(region.end);
+  pars[0x20000059] = Variant(region.width);
+  pars[0x20030010] = Variant(1);
+  pars[0x2006007A] = Variant(1);
+  addContinuum(pars, region.options, region.type, region.width);
+  if (file.setParameters(pars, 1, 0, true) != 0) return {};
+
+  void* const handle = file.handle();
+  if (!succeeded(file, kQuantification, "AA_2nd_Diff_Peak_Loc", AA_2nd_Diff_Peak_Loc(handle, 0, 0, 0))) return {};
+  if (!succeeded(file, kQuantification, "lPANolin", lPANolin(handle, 0, 0, 0))) return {};
+  return readPeakResults(file, region.low_tail);
+}
+
+}  // namespace
+
+std::pair<std::uint32_t, std::uint32_t> FileAccess::determineRegion(std::uint32_t channel, float channelkeV,
+                                                                    bool useCal) const {
+  const FileLock lock(m_mutex);
+  if (requireOpen(*this, kDetermination) != 0) return {0, 0};
+  ULONG lower = 0;
+  ULONG upper = 0;
+  if (channelkeV < 0.0f) channelkeV = 0.0f;
+  const LONG status = ulUtlRoi(m_handle, useCal ? 1 : 0, channel, channelkeV, &lower, &upper);
+  if (!succeeded(*this, kDetermination, "ulUtlRoi", status)) return {0, 0};
+  return {lower, upper};
+}
+
+ParameterMap FileAccess::estimateRegionParameters(std::uint32_t start, std::uint32_t end, ContinuumOptions options,
+                                                  ContinuumType type, float continWidth, bool lowTail) const {
+  const FileLock lock(m_mutex);
+  if (requireOpen(*this, kEstimation) != 0) return {};
+  const Region region{start, end, options, type, continWidth, lowTail};
+  return withoutExceptions(kEstimation, [&] { return estimate(forAnalysis(), region); });
 }
 
 std::vector<ParameterMap> FileAccess::quantifyRegion(std::uint32_t start, std::uint32_t end, ContinuumOptions options,
                                                      ContinuumType type, float continWidth, bool lowTail) const {
-  constexpr const char* kWhere = "FileAccess::quantifyRegion";
   const FileLock lock(m_mutex);
-  if (requireOpen(*this, kWhere) != 0) return {};
-  FileAccess& file = forAnalysis();
-  file.deleteLevel(kPeakLevel);
-
-  ParameterMap pars;
-  pars[0x20030008] = Variant(start);
-  pars[0x20030009] = Variant(end);
-  pars[0x20030046] = Variant(start);
-  pars[0x20030047] = Variant(end);
-  pars[0x20000059] = Variant(continWidth);
-  pars[0x20030010] = Variant(1);
-  pars[0x2006007A] = Variant(1);
-  addContinuum(pars, options, type, continWidth);
-  if (file.setParameters(pars, 1, 0, true) != 0) return {};
-
-  if (const LONG status = AA_2nd_Diff_Peak_Loc(m_handle, 0, 0, 0)) {
-    reportRoutine(*this, kWhere, "AA_2nd_Diff_Peak_Loc", static_cast<std::uint32_t>(status));
-    return {};
-  }
-  if (const LONG status = lPANolin(m_handle, 0, 0, 0)) {
-    reportRoutine(*this, kWhere, "lPANolin", static_cast<std::uint32_t>(status));
-    return {};
-  }
-  return readPeakResults(lowTail);
-}
-
-std::vector<ParameterMap> FileAccess::readPeakResults(bool lowTail) const {
-  std::uint16_t n_records = 0;
-  countItems(kPeakRecords, n_records, 0);
-  std::vector<ParameterMap> results;
-  ParameterMap peak;
-  for (std::uint32_t record = 1; record <= n_records; ++record) {
-    clearPeakResults(peak, lowTail);
-    if (readParameters(*this, peak, static_cast<std::uint16_t>(record), 0, true).any_value) results.push_back(peak);
-  }
-  return results;
+  if (requireOpen(*this, kQuantification) != 0) return {};
+  const Region region{start, end, options, type, continWidth, lowTail};
+  return withoutExceptions(kQuantification, [&] { return quantify(forAnalysis(), region); });
 }
 
 }  // namespace com::norvale::orb

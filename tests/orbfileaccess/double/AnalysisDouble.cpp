@@ -1,5 +1,7 @@
 // The analysis routines beside the scripted service: they are written down and answer by the same script.
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "ServiceDouble.h"
 #include "anautils.h"
@@ -25,8 +27,9 @@ unsigned shown(const void* handle) {
 }  // namespace
 
 LONG lGetEneq(void* handle, SHORT kind, SHORT set, stAEncalEq_T* equation) {
-  const stAEncalEq_T zeros{};
-  const bool is_clear = equation->usType == zeros.usType && equation->ulNofC == 0 && equation->rCoeff[0] == 0;
+  const bool is_clear =
+      equation->usType == 0 && equation->ulNofC == 0 && equation->rLowBound == 0 && equation->fLowBound == 0 &&
+      std::all_of(std::begin(equation->rCoeff), std::end(equation->rCoeff), [](REAL c) { return c == 0; });
   equation->rCoeff[0] = static_cast<REAL>(kind);
   return play("lGetEneq", "%X, %d, %d, %s", shown(handle), kind, set, is_clear ? "cleared" : "not cleared");
 }

@@ -280,8 +280,16 @@ ULONG AioUtilPname2Code(const char* name, char* full_name, ULONG* code) {
 }
 
 ULONG AioFindRecord(void* handle, USHORT cls, ULONG kind, const void* key, USHORT* record, USHORT start) {
-  ULONG status = AIO_OK;
-  const std::string shown = kind == AIO_FIND_NAME ? std::string(static_cast<const char*>(key)) : "energy";
-  if (service().play("AioFindRecord", list(handle, hex(cls), kind, shown, start), status)) *record = 12;
+  std::string shown;
+  if (kind == AIO_FIND_NAME) {
+    shown = static_cast<const char*>(key);
+  } else {
+    const auto* line = static_cast<const OjEnergy_T*>(key);
+    char text[40];
+    std::snprintf(text, sizeof text, "%g +- %g", line->rEnergy, line->rToler);
+    shown = text;
+  }
+  const ULONG status = play("AioFindRecord", handle, hex(cls), kind, shown, start);
+  if (service().found) *record = *service().found;
   return status;
 }

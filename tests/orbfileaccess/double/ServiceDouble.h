@@ -69,6 +69,7 @@ class ServiceDouble {
   std::map<ULONG, std::vector<std::uint8_t>> values;  ///< any other code has no value
   std::vector<std::uint8_t> spectrum;                 ///< what a spectrum read gives
   USHORT count = 0;
+  std::optional<USHORT> found;  ///< what a search leaves, whether or not it succeeds
 
  private:
   struct Step {

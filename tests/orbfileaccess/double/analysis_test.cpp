@@ -1,6 +1,7 @@
 // The analysis operations: what they ask of the service and of the routines, in which order, and what becomes of it.
 #include <cmath>
-#include <limits>
+#include <future>
+#include <system_error>
 
 #include "ServiceDouble.h"
 
@@ -8,8 +9,6 @@ namespace orbtest {
 namespace {
 
 using namespace com::norvale::orb;
-
-constexpr float kHuge = 1e30f;
 
 /// Every parameter is a text here, so that a value in a call reads as it is.
 class AnalysisTest : public DoubleTest {
@@ -35,6 +34,20 @@ class AnalysisTest : public DoubleTest {
     for (const Call& call : service().calls) EXPECT_EQ(call.locks, "L") << call.text;
     service().calls.clear();
     return lines;
+  }
+
+  /// What an evaluation throws; 0 when it throws nothing.
+  std::uint32_t thrownBy(EvaluationOption option) const {
+    try {
+      file_.evaluate(option, 661, false);
+      return 0;
+    } catch (unsigned int status) {
+      return status;
+    }
+  }
+
+  static bool contains(const Lines& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
   }
 
   FileAccess file_;
@@ -67,7 +80,7 @@ TEST_F(AnalysisTest, EnergyTypeEquationsAreFetchedByKindAndEvaluated) {
     EXPECT_EQ(calls(), row.calls);
   }
   service().refuse("lGetEneq", 0x0062005A);
-  EXPECT_THROW(file_.evaluate(ENERGY2FWHM, 5, false), unsigned int);
+  EXPECT_EQ(thrownBy(ENERGY2FWHM), 0x0062005Au);
   service().refuse("lGetEneq", 0x0062005A);
   EXPECT_EQ(file_.evaluate(ENERGY2FWHM, 5, true).value, 0);
   service().calls.clear();
@@ -98,12 +111,7 @@ TEST_F(AnalysisTest, AFailureAfterTheModelWasForcedLeavesIt) {
   store(0x20020028, "LINEAR");
   for (const char* routine : {"lGetEfeq", "lEffic", "lEffvar"}) {
     service().refuse(routine, 0x00620082);
-    try {
-      file_.evaluate(ENERGY2DUAL, 661, false);
-      FAIL() << routine;
-    } catch (unsigned int status) {
-      EXPECT_EQ(status, 0x00620082u);
-    }
+    EXPECT_EQ(thrownBy(ENERGY2DUAL), 0x00620082u) << routine;
     const Lines made = calls();
     EXPECT_EQ(made.front(), "put 20020028 1 1 DUAL");
     EXPECT_NE(made.back().rfind("put", 0), 0u) << routine;
@@ -118,6 +126,31 @@ TEST_F(AnalysisTest, AFailureAfterTheModelWasForcedLeavesIt) {
   EXPECT_FLOAT_EQ(file_.evaluate(ENERGY2DUAL, 661, true).value, 0.02f);  // the selector has no value
   EXPECT_EQ(calls().back(), "put 20020028 1 1 ");
   EXPECT_EQ(log, Lines{});
+}
+
+TEST_F(AnalysisTest, AModelThatCannotBeReadForcedOrPutBackEndsTheEvaluationUnlessIgnored) {
+  const auto accept = [] {};
+  store(0x20020028, "LINEAR");
+  const struct {
+    std::function<void()> script;
+    std::size_t calls_until_throw;
+    std::string line;
+  } rows[] = {{[] { service().refuse("AioGetParam"); }, 1, "getParameter: File: a.dat. Failed to get"},
+              {[] { service().refuse("AioPutParam"); }, 2, "setParameter: File: a.dat. Failed to set"},
+              {[&] { service().onNext("AioPutParam", accept), service().refuse("AioPutParam"); }, 6,
+               "setParameter: File: a.dat. Failed to set"}};
+  for (const auto& row : rows) {
+    log.clear();
+    row.script();
+    EXPECT_EQ(thrownBy(ENERGY2DUAL), kRefusedCode);
+    EXPECT_EQ(calls(true).size(), row.calls_until_throw);
+    row.script();
+    EXPECT_FLOAT_EQ(file_.evaluate(ENERGY2DUAL, 661, true).uncertainty, 0.001f);
+    EXPECT_EQ(calls(true).size(), 6u);
+    ASSERT_EQ(log.size(), 2u);  // the operation's own line each time, none of the evaluation
+    for (const std::string& line : log)
+      EXPECT_EQ(line, "FileAccess::" + row.line + " parameter: P20020028 Record: 1 Entry: 1 (0xEBE81232)");
+  }
 }
 
 TEST_F(AnalysisTest, ARegionIsAskedForWithANegativeEnergyAs0) {
@@ -154,7 +187,17 @@ TEST_F(AnalysisTest, ASingleRegionIsFittedAndTheFirstPointPutBack) {
   EXPECT_EQ(calls().back().rfind("put", 0), 0u);  // no routine ran
 }
 
+TEST_F(AnalysisTest, TheFirstPointIsPutBackAlsoWithoutResults) {
+  store(0x20130007, "1.5");  // a tail, which is no result of a fit without one
+  EXPECT_TRUE(file_.estimateRegionParameters(90, 110, USE_DEFAULT_OPTIONS, STEP, 1, false).empty());
+  const Lines made = calls();
+  EXPECT_EQ(made.size(), 4 + 1 + 12u);
+  EXPECT_TRUE(contains(made, "put 20130007 1 0 1.5"));
+  EXPECT_EQ(log, Lines{});
+}
+
 TEST_F(AnalysisTest, AFileWithoutPointTablesGetsThemForASingleRegion) {
+  service().refuse("AioCreateBlock");  // the fit is tried all the same
   EXPECT_TRUE(
       file_.estimateRegionParameters(90, 110, FIXED_CONTINUUM, static_cast<ContinuumType>(9), 4.7f, false).empty());
   EXPECT_EQ(calls(), (Lines{"AioInsertRecord(A, 200D, 1)", "AioCreateBlock(A, 200D, 0)", "AioCreateBlock(A, 2013, 0)",
@@ -164,13 +207,18 @@ TEST_F(AnalysisTest, AFileWithoutPointTablesGetsThemForASingleRegion) {
 }
 
 TEST_F(AnalysisTest, AContinuumWidthIsCutToChannelsWithinTheNumbersThereAre) {
-  const std::pair<float, const char*> widths[] = {{3.9f, "3"}, {-2.5f, "0"}, {NAN, "0"}, {kHuge, "4294967296"}};
+  const std::pair<float, const char*> widths[] = {
+      {3.9f, "3"}, {-2.5f, "0"}, {NAN, "0"}, {1e30f, "4294967296"}, {INFINITY, "4294967296"}, {-INFINITY, "0"}};
   for (const auto& [width, shown] : widths) {
     file_.quantifyRegion(1, 2, FIXED_CONTINUUM, LINEAR, width, false);
     const Lines made = calls();
-    EXPECT_NE(std::find(made.begin(), made.end(), std::string("put 20030026 1 0 ") + shown), made.end())
-        << width << ::testing::PrintToString(made);
+    EXPECT_TRUE(contains(made, std::string("put 20030026 1 0 ") + shown)) << width << ::testing::PrintToString(made);
+    EXPECT_TRUE(contains(made, "put 20000059 1 0 " + Variant(width).toString())) << width;
   }
+  file_.quantifyRegion(1, 2, VARIABLE_CONTINUUM, static_cast<ContinuumType>(7), 3.9f, false);
+  const Lines made = calls();
+  for (const char* line : {"put 200300C4 1 0 3.9", "put 200300C3 1 0 1", "put 20030028 1 0 NONE"})
+    EXPECT_TRUE(contains(made, line)) << line;
 }
 
 TEST_F(AnalysisTest, TheLinesOfARegionAreLocatedFittedAndRead) {
@@ -195,6 +243,26 @@ TEST_F(AnalysisTest, TheLinesOfARegionAreLocatedFittedAndRead) {
     EXPECT_EQ(log.back(), std::string("FileAccess::quantifyRegion: File: a.dat. Error returned from '") + routine +
                               "' (0x006200CA)");
   }
+}
+
+TEST_F(AnalysisTest, ALineWhoseRecordCannotBeReadIsLeftOut) {
+  service().count = 3;
+  store(0x2006000A, "100.5");
+  for (int i = 0; i < 19; ++i) service().onNext("AioGetParam", [] {});
+  for (int i = 0; i < 19; ++i) service().refuse("AioGetParam", AIO_NOVALUE);
+  EXPECT_EQ(file_.quantifyRegion(90, 110, USE_DEFAULT_OPTIONS, LINEAR, 2.5f, false).size(), 2u);
+  const Lines made = calls(true);
+  EXPECT_TRUE(contains(made, "AioGetParam(A, 20060034, 3, 0, 25)"));
+  EXPECT_EQ(log, Lines{});
+}
+
+TEST_F(AnalysisTest, ARegionWhoseSettingsAreRefusedIsNotQuantified) {
+  service().refuse("AioPutParam");
+  service().refuse("AioDeleteLevel");  // of no consequence
+  EXPECT_TRUE(file_.quantifyRegion(90, 110, USE_DEFAULT_OPTIONS, LINEAR, 2.5f, false).empty());
+  EXPECT_EQ(calls().back(), "put 2006007A 1 0 1");  // all are tried, no routine runs
+  EXPECT_EQ(log, Lines{"FileAccess::setParameter: File: a.dat. Failed to set parameter: P20000059 Record: 1 Entry: 0 "
+                       "(0xEBE81232)"});
 }
 
 CalibrationPoints points(std::initializer_list<std::pair<float, float>> list) {
@@ -233,31 +301,129 @@ TEST_F(AnalysisTest, TermsFollowThePointsWhenNoneAreAskedFor) {
 }
 
 TEST_F(AnalysisTest, APointThatCannotBeStoredIsLoggedAndTheFitRuns) {
-  service().refuse("AioInsertRecord");
-  file_.energyShapeCalibration(points({{100, 30}, {200, 60}}), {}, {}, 2);
-  EXPECT_EQ(log.size(), 2u);  // the insertion's own line and this one
-  EXPECT_EQ(log.back(), "FileAccess::energyShapeCalibration: File: a.dat. Error inserting ecal pts (0xEBE81232)");
-  const Lines made = calls();
-  EXPECT_EQ(made.back(), "lEncal2(A, 1, null, null)");
-  EXPECT_EQ(std::count(made.begin(), made.end(), "put 200D0002 1 0 100"), 0);
-  EXPECT_EQ(std::count(made.begin(), made.end(), "put 200D0002 2 0 200"), 1);
+  const auto two = points({{100, 30}, {200, 60}});
+  const std::string insertion = "FileAccess::insertItem: File: a.dat. Failed to insert parameter ";
+  const std::string here = "FileAccess::energyShapeCalibration: File: a.dat. Error inserting ";
+  const std::string code = " (0xEBE81232)";
+  const struct {
+    CalibrationPoints energy, fwhm, tail;
+    Lines log;
+    const char* left_out;
+    const char* written;
+  } rows[] = {{two,
+               {},
+               {},
+               {insertion + "200d0007" + code, here + "ecal pts" + code},
+               "put 200D0002 1 0 100",
+               "put 200D0002 2 0 200"},
+              {{},
+               two,
+               {},
+               {insertion + "20130004" + code, here + "fcal pts" + code},
+               "put 20130004 1 0 100",
+               "put 20130004 2 0 200"},
+              {{}, {}, two, {insertion + "20130004" + code}, "nothing", "put 20130004 1 0 100"}};
+  for (const auto& row : rows) {
+    log.clear();
+    service().refuse("AioInsertRecord");
+    file_.energyShapeCalibration(row.energy, row.fwhm, row.tail, 2);
+    EXPECT_EQ(log, row.log);
+    const Lines made = calls();
+    EXPECT_FALSE(contains(made, row.left_out));
+    EXPECT_TRUE(contains(made, row.written));
+    EXPECT_EQ(made.back(), "lEncal2(A, 1, null, null)");
+  }
+  for (int i = 0; i < 3; ++i) service().onNext("AioPutParam", [] {});  // the settings
+  service().refuse("AioPutParam");
+  file_.energyShapeCalibration({}, {}, two, 2);
+  EXPECT_EQ(log.back(), "FileAccess::energyShapeCalibration: File: a.dat. Error inserting lcal pts (0xEBE81232)");
   service().refuse("lEncal2", 0x0062008A);
-  EXPECT_TRUE(file_.energyShapeCalibration(points({{100, 30}}), {}, {}, 2).empty());
+  EXPECT_TRUE(file_.energyShapeCalibration(two, {}, {}, 2).empty());
   EXPECT_EQ(log.back(), "FileAccess::energyShapeCalibration: File: a.dat. Error returned from 'lEncal2' (0x0062008A)");
 }
 
+TEST_F(AnalysisTest, PointsBeyondTheLastRecordNumberAreLeftOut) {
+  service().watched.clear();  // asking for the lock at every call takes long
+  file_.energyShapeCalibration({}, {}, CalibrationPoints(65537), 2);
+  const std::string line = "FileAccess::energyShapeCalibration: File: a.dat. Error inserting lcal pts (0xECE99D7D)";
+  EXPECT_EQ(log, (Lines{line, line}));
+  // Behind four calls and three settings: each point's record and its three values, the fit, the three results.
+  const Lines made = service().textsOfWork();
+  ASSERT_EQ(made.size(), 4 + 3 + 65535u * 4 + 1 + 3);
+  EXPECT_EQ(made[made.size() - 8], "AioInsertRecord(A, 2013, 65534)");
+  EXPECT_EQ(made[made.size() - 5].rfind("AioPutParam(A, 20130008, 65535, 0, ", 0), 0u) << made[made.size() - 5];
+}
+
 TEST_F(AnalysisTest, ANuclideSearchSetsTheRecordOnlyWhenItFails) {
-  std::uint16_t record = 77;
-  EXPECT_EQ(file_.findNuclide(661.7f, 0, record, 3), 0u);
-  EXPECT_EQ(file_.findNuclide("Cs-137", record, 3), 0u);
-  EXPECT_EQ(record, 77);
-  service().refuse("AioFindRecord");
-  EXPECT_EQ(file_.findNuclide("Cs-137", record, 3), kRefusedCode);
-  EXPECT_EQ(record, 0);
-  const Lines made = calls();
-  EXPECT_EQ(made[0].rfind("AioFindRecord(A, 2007, 4", 0), 0u) << made[0];
-  EXPECT_EQ(made[1].rfind("AioFindRecord(A, 2007, 2", 0), 0u) << made[1];
+  const struct {
+    std::optional<USHORT> left;
+    ULONG status;
+    std::uint32_t code;
+    std::uint16_t record;
+  } rows[] = {{12, AIO_OK, 0, 77}, {12, kRefused, kRefusedCode, 12}, {std::nullopt, kRefused, kRefusedCode, 0}};
+  for (const auto& row : rows) {
+    service().found = row.left;
+    for (int i = 0; i < 2; ++i) service().refuse("AioFindRecord", row.status);
+    std::uint16_t by_energy = 77, by_name = 77;
+    EXPECT_EQ(file_.findNuclide(661.5f, 0, by_energy, 3), row.code);
+    EXPECT_EQ(file_.findNuclide("Cs-137", by_name, 4), row.code);
+    EXPECT_EQ(by_energy, row.record);
+    EXPECT_EQ(by_name, row.record);
+    EXPECT_EQ(calls(), (Lines{"AioFindRecord(A, 2007, 4, 661.5 +- 0, 3)", "AioFindRecord(A, 2007, 2, Cs-137, 4)"}));
+  }
   EXPECT_EQ(log, Lines{});
+}
+
+TEST_F(AnalysisTest, AConstObjectIsMarkedAsModifiedByWhatWritesToItsFile) {
+  const struct {
+    const char* name;
+    std::function<void(const FileAccess&)> run;
+    bool modifies;
+  } rows[] = {
+      {"channel to energy", [](const FileAccess& f) { f.evaluate(CHANNEL2ENERGY, 1, false); }, false},
+      {"default efficiency", [](const FileAccess& f) { f.evaluate(ENERGY2DEFAULTEFF, 1, false); }, false},
+      {"forced efficiency", [](const FileAccess& f) { f.evaluate(ENERGY2LINEAR, 1, true); }, true},
+      {"limits", [](const FileAccess& f) { f.determineRegion(1, 1, true); }, false},
+      {"estimate", [](const FileAccess& f) { f.estimateRegionParameters(1, 2, FIXED_CONTINUUM, STEP, 1, true); }, true},
+      {"quantify", [](const FileAccess& f) { f.quantifyRegion(1, 2, FIXED_CONTINUUM, STEP, 1, true); }, true},
+      {"calibrate", [](const FileAccess& f) { f.energyShapeCalibration({}, {}, {}, 2); }, true},
+      {"search",
+       [](const FileAccess& f) {
+         std::uint16_t r = 0;
+         f.findNuclide("x", r, 1);
+       },
+       false}};
+  for (const auto& row : rows) {
+    const FileAccess attached(kA);
+    row.run(attached);
+    EXPECT_EQ(attached.hasBeenModified(), row.modifies) << row.name;
+  }
+}
+
+TEST_F(AnalysisTest, AnExceptionInsideAnAnalysisIsLoggedAndGivesNothing) {
+  // A dictionary that holds texts to be numbers: writing one throws.
+  for (const ULONG code : {0x20030028u, 0x20000061u}) service().dictionary[code] = Parameter{"NUMBER", 8, 4, 4};
+  const std::pair<std::string, std::function<bool()>> rows[] = {
+      {"estimateRegionParameters",
+       [&] { return file_.estimateRegionParameters(1, 2, FIXED_CONTINUUM, STEP, 1, true).empty(); }},
+      {"quantifyRegion", [&] { return file_.quantifyRegion(1, 2, FIXED_CONTINUUM, STEP, 1, true).empty(); }},
+      {"energyShapeCalibration", [&] {
+         return file_.energyShapeCalibration(points({{1, 2}}), {}, {}, 2).empty();
+       }}};
+  for (const auto& [name, gives_nothing] : rows) {
+    log.clear();
+    EXPECT_TRUE(gives_nothing()) << name;
+    ASSERT_EQ(log.size(), 1u) << name;
+    EXPECT_EQ(log[0].rfind("FileAccess::" + name + ": Caught STL Exception.  Description: ", 0), 0u) << log[0];
+    EXPECT_NE(log[0].find("(0xECE99F6D)"), std::string::npos) << log[0];
+    EXPECT_TRUE(
+        std::async(std::launch::async,
+                   [&] { return std::unique_lock<std::recursive_mutex>(file_.mutex(), std::try_to_lock).owns_lock(); })
+            .get())
+        << name;
+  }
+  service().onNext("AioDeleteBlock", [] { throw std::system_error(EAGAIN, std::generic_category()); });
+  EXPECT_THROW(file_.energyShapeCalibration({}, {}, {}, 2), std::system_error);  // as a lock does that cannot be had
 }
 
 TEST_F(AnalysisTest, AClosedFileIsRefusedWithoutACall) {
