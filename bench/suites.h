@@ -8,3 +8,4 @@ std::vector<Comparison> serviceSuite();
 void measureServiceOnce(RatioReport& report);
 std::vector<Comparison> fileObjectSuite();
 std::vector<Comparison> toolSuite();
+std::vector<Comparison> analysisSuite();

@@ -42,6 +42,7 @@ function(orb_add_library name)
   target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
   set_target_properties(${name} PROPERTIES
     OUTPUT_NAME ${ARG_OUTPUT}
+    INSTALL_RPATH "$ORIGIN"
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
 

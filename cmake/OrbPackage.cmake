@@ -18,6 +18,8 @@ install(FILES
 # One .pc file for each library: name, file name, what it needs, what it is.
 function(orb_pkgconfig name library requires description)
   set(PC_NAME ${name})
+  # Wherever the prefix ends up: from the folder of the file itself.
+  file(RELATIVE_PATH PC_UP /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
   set(PC_LIBRARY ${library})
   set(PC_REQUIRES "${requires}")
   set(PC_DESCRIPTION "${description}")

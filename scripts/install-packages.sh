@@ -9,7 +9,7 @@ build="g++ cmake ninja-build make ccache pkg-config python3 libsqlite3-dev sqlit
 case "${1:-}" in
   build) packages="$build" ;;
   test) packages="$build libgtest-dev libgmock-dev man-db" ;;
-  bench) packages="$build libbenchmark-dev liblmdb-dev libhdf5-dev libgtest-dev libgmock-dev" ;;
+  bench) packages="$build libbenchmark-dev liblmdb-dev libhdf5-dev libgsl-dev libgtest-dev libgmock-dev" ;;
   fuzz) packages="$build clang libclang-rt-dev" ;;
   armv7) packages="$build g++-arm-linux-gnueabihf qemu-user" ;;
   format) packages="clang-format clang-tidy" ;;

@@ -28,6 +28,11 @@ set(ENV{LD_LIBRARY_PATH} ${prefix}/${LIBDIR})
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
+# The tool finds its libraries and the nuclide library wherever it was installed.
+if(EXISTS ${prefix}/bin/orb)
+  run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${prefix}/bin/orb simulate made.dat --nuclides Cs-137 --force)
+endif()
+
 configure_file(${SOURCE_DIR}/stranger/CMakeLists.txt ${scratch}/stranger/CMakeLists.txt COPYONLY)
 configure_file(${EXAMPLE} ${scratch}/stranger/first_file.cpp COPYONLY)
 run(${CMAKE_COMMAND} -S ${scratch}/stranger -B ${scratch}/build -DCMAKE_PREFIX_PATH=${prefix}

@@ -16,9 +16,9 @@ namespace anautils {
 namespace {
 
 LONG typeOf(void* handle, ULONG code) {
-  AioParamInfo_T info;
-  check(AioUtilParamInfo(handle, code, &info));
-  return info.lReturnType;
+  LONG type = 0;
+  check(AioUtilReturnType(handle, code, &type));
+  return type;
 }
 
 /// Calls visitor(T{}) with the C++ type of a parameter type; false for texts.

@@ -152,6 +152,10 @@ typedef struct AioParamInfo_S {
 /** Describes a parameter in one structure, unit and level included. @return as AioUtilGetPInfo */
 PORB_EXPORT ULONG AioUtilParamInfo(const void* handle, ULONG code, AioParamInfo_T* info);
 
+/** The type alone in which a parameter's value is handed over, for callers that read many numbers: no texts are copied.
+ *  @return as AioUtilGetPInfo */
+PORB_EXPORT ULONG AioUtilReturnType(const void* handle, ULONG code, LONG* type);
+
 /** Walks the dictionary in ascending order of codes: the first code greater than `after`.
  *  @return AIO_OK; AIO_NOMORE; AIO_BADHANDLE; AIO_BADARG; AIO_NODICTIONARY, AIO_BADDICTIONARY */
 PORB_EXPORT ULONG AioUtilNextParam(const void* handle, ULONG after, ULONG* code);

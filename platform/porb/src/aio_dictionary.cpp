@@ -51,6 +51,16 @@ extern "C" ULONG AioUtilPname2Code(const char* name, char* full_name, ULONG* cod
   });
 }
 
+extern "C" ULONG AioUtilReturnType(const void* handle, ULONG code, LONG* type) {
+  return withDictionary(handle, [&](const Dictionary& dictionary) -> Status {
+    if (type == nullptr) return AIO_BADARG;
+    const Parameter* parameter = dictionary.find(code);
+    if (parameter == nullptr) return AIO_UNKNOWNPARAM;
+    *type = parameter->return_type;
+    return AIO_OK;
+  });
+}
+
 extern "C" ULONG AioUtilParamInfo(const void* handle, ULONG code, AioParamInfo_T* info) {
   return withDictionary(handle, [&](const Dictionary& dictionary) -> Status {
     if (info == nullptr) return AIO_BADARG;

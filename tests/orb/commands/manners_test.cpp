@@ -81,12 +81,17 @@ TEST_F(CommandTest, AnExistingFileIsReplacedWithForceOnly) {
   create("a.dat");
   writeFile("a.spe", kSmallSpe);
   ASSERT_EQ(orb({"import", "a.spe", "b.dat", "--detector", "hpge"}).status, 0);
-  const std::string mine = "something of mine";
   for (const auto& arguments : std::vector<std::vector<std::string>>{{"create", "mine", "--channels", "8"},
                                                                      {"import", "a.spe", "mine", "--detector", "nai"},
                                                                      {"export", "b.dat", "mine", "--format", "spe"},
                                                                      {"copy", "a.dat", "mine", "--all"}}) {
-    writeFile("mine", mine);
+    // Only a text takes the place of a text.
+    if (arguments[0] == "export") {
+      writeFile("mine", "something of mine");
+    } else {
+      good({"create", "mine", "--channels", "16", "--force"});
+    }
+    const std::string mine = readFile("mine");
     const Result refused = orb(arguments);
     EXPECT_EQ(refused.status, 1) << arguments[0];
     EXPECT_THAT(refused.err, HasSubstr("not overwritten without --force")) << arguments[0];
@@ -96,6 +101,7 @@ TEST_F(CommandTest, AnExistingFileIsReplacedWithForceOnly) {
     EXPECT_EQ(orb(forced).status, 0) << arguments[0];
     EXPECT_NE(readFile("mine"), mine) << arguments[0];
     EXPECT_THAT(folder(), ElementsAre("a.dat", "a.spe", "b.dat", "mine")) << arguments[0];
+    std::filesystem::remove("mine");
   }
 }
 
@@ -121,6 +127,21 @@ TEST_F(CommandTest, ForceDoesNotReplaceWhatIsNoFileOrIsInUse) {
   writeFile("b.dat-journal", "left over");
   EXPECT_THAT(orb({"create", "b.dat", "--channels", "8"}).err, HasSubstr("journal"));
   EXPECT_FALSE(std::filesystem::exists("b.dat"));
+}
+
+TEST_F(CommandTest, NothingButADataFileIsReplacedByADataFile) {
+  writeFile("a.spe", kSmallSpe);
+  std::filesystem::create_symlink("a.spe", "link.dat");
+  writeFile("t.csv", "nuclide,energy\n");
+  for (const auto& arguments :
+       std::vector<std::vector<std::string>>{{"import", "a.spe", "a.spe", "--force"},
+                                             {"import", "a.spe", "link.dat", "--force"},
+                                             {"create", "a.spe", "--channels", "8", "--force"},
+                                             {"simulate", "a.spe", "--nuclides", "K-40", "--force"},
+                                             {"library", "t.csv", "t.csv", "--force"}}) {
+    EXPECT_EQ(orb(arguments).status, 1) << ::testing::PrintToString(arguments);
+    EXPECT_EQ(readFile("a.spe"), kSmallSpe) << ::testing::PrintToString(arguments);
+  }
 }
 
 TEST_F(CommandTest, ALinkStaysALinkWhenItsFileIsReplaced) {

@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "aioproto.h"
+#include "blocks.h"
 #include "failure.h"
 #include "open_file.h"
 
@@ -110,6 +111,13 @@ bool renameWithoutReplacing(const std::string& from, const std::string& to) {
 }
 
 }  // namespace
+
+void requireNoOtherFile(const std::string& path) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) != 0 || state.st_size == 0 || !S_ISREG(state.st_mode)) return;
+  if (looksLikeDataFile(path)) return;
+  throw Failure(path, "is no data file, and is not replaced by one", convertReturnCode(AIO_FILEEXISTS));
+}
 
 DraftFile::DraftFile(const std::string& target, bool force)
     : named_(target), target_(followLink(target)), draft_(draftName(target_)), force_(force) {

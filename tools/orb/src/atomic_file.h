@@ -32,4 +32,9 @@ class DraftFile {
   bool is_published_ = false;
 };
 
+/// Refuses to put a data file in the place of something else, even when replacing is allowed: of a spectrum in a text
+/// format there may be no other copy.
+/// @throws Failure when the path names a file with content that is no data file
+void requireNoOtherFile(const std::string& path);
+
 }  // namespace orb::tool

@@ -44,6 +44,7 @@ bool isScintillator(const Options& options, const formats::SpectrumData& spectru
 
 int run(const Options& options, Console& console) {
   const Note note = [&](const std::string& text) { console.note(options.spectrum + ": " + text); };
+  requireNoOtherFile(options.file);
   DraftFile draft(options.file, options.force);
   const SpectrumFile source = readSpectrumFile(options.spectrum);
   const formats::SpectrumData& spectrum = choose(source, options.number, note);

@@ -115,6 +115,7 @@ Json truthJson(const Options& options, const sim::Detector& detector, const sim:
 }
 
 void writeSpectrum(const Options& options, const sim::Detector& detector, const sim::Spectrum& spectrum) {
+  requireNoOtherFile(options.file);
   DraftFile draft(options.file, options.force);
   FileAccess file;
   const bool is_scintillator = detector.kind != "hpge" && detector.kind != "czt";
