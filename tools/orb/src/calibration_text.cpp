@@ -39,7 +39,7 @@ std::string term(double coefficient, std::size_t power, bool first) {
   std::string text = first ? (coefficient < 0 ? "-" : "") : (coefficient < 0 ? " - " : " + ");
   text += roundedText(std::fabs(coefficient), 6);
   if (power >= 1) text += " x";
-  if (power >= 2) text += "^" + std::to_string(power);
+  if (power >= 2) text.append("^").append(std::to_string(power));
   return text;
 }
 
