@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes docs/status-codes.md from the status tables of the data-file service and of the analysis routines.
+"""Makes docs/status-codes.md from the status tables of the data-file service, the analysis routines and the engines.
 
 generate-status-codes-doc.py [--check]    --check writes nothing and fails when the document is not current
 """
@@ -10,15 +10,16 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SERVICE = ROOT / "platform/porb/include/aiostatus.h"
 ROUTINES = ROOT / "platform/anautils/include/anastatus.h"
+ENGINES = ROOT / "platform/porb/include/engstatus.h"
 DOCUMENT = ROOT / "docs/status-codes.md"
 
 INTRO = """# Statuses
 
-Made from `platform/porb/include/aiostatus.h` and `platform/anautils/include/anastatus.h` by
-`scripts/generate-status-codes-doc.py`; do not edit.
+Made from `platform/porb/include/aiostatus.h`, `platform/anautils/include/anastatus.h` and
+`platform/porb/include/engstatus.h` by `scripts/generate-status-codes-doc.py`; do not edit.
 
-A status is 32 bits, 0 for success: facility in bits 16..23 (0x61 the data-file service, 0x62 the analysis routines),
-severity in bits 0..2 (2 is error).
+A status is 32 bits, 0 for success: facility in bits 16..23 (0x61 the data-file service, 0x62 the analysis routines,
+0x63 the engines), severity in bits 0..2 (2 is error).
 
 ## The data-file service
 
@@ -36,6 +37,16 @@ A routine that meets a status of the service hands it on unchanged. `AnaStatusTe
 
 | status | name | meaning |
 |---|---|---|
+"""
+
+ENGINES_INTRO = """
+## The engines
+
+An engine that meets a status of the service or of a routine hands it on unchanged. `execute` and `executeSequence`
+answer the result code of what an engine returned, also of a routine's status: its number stays.
+
+| status | name | meaning | result code |
+|---|---|---|---|
 """
 
 SEVERITY = {0: 0xA0000000, 1: 0x20000000, 2: 0xE0000000, 3: 0x60000000}
@@ -59,16 +70,17 @@ def read_table(header):
     return table
 
 
+def rows(table, with_code):
+    code = "| 0x{:08X} |\n" if with_code else "|\n"
+    return "".join(f"| 0x{value:08X} | `{name}` | {text} " + code.format(result_code(value)) for name, value, text in table)
+
+
 def main():
-    service = read_table(SERVICE)
-    if len({result_code(value) for _, value, _ in service}) != len(service):
-        sys.exit(f"{SERVICE}: two statuses have one result code")
-    text = INTRO
-    for name, value, meaning in service:
-        text += f"| 0x{value:08X} | `{name}` | {meaning} | 0x{result_code(value):08X} |\n"
-    text += ROUTINES_INTRO
-    for name, value, meaning in read_table(ROUTINES):
-        text += f"| 0x{value:08X} | `{name}` | {meaning} |\n"
+    service, routines, engines = (read_table(header) for header in (SERVICE, ROUTINES, ENGINES))
+    failures = [result_code(value) for _, value, _ in service + routines + engines if value != 0]
+    if len(set(failures)) != len(failures):
+        sys.exit("two statuses have one result code")
+    text = INTRO + rows(service, True) + ROUTINES_INTRO + rows(routines, False) + ENGINES_INTRO + rows(engines, True)
     if "--check" not in sys.argv[1:]:
         DOCUMENT.write_text(text)
     elif not DOCUMENT.exists() or DOCUMENT.read_text() != text:

@@ -5,6 +5,7 @@
 #pragma once
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "ByteStream.h"
+#include "EngineCatalogue.h"
 #include "Estimate.h"
 #include "ParameterMetadata.h"
 #include "ResultCode.h"
@@ -25,6 +27,17 @@ using ParameterMap = std::map<unsigned int, datatypes::Variant>;
 
 /// Points of a calibration: `first` is the position (its uncertainty is not used), `second` the quantity there.
 using CalibrationPoints = std::vector<std::pair<datatypes::Estimate<float>, datatypes::Estimate<float>>>;
+
+/// What executeSequence did in one step.
+struct StepReport {
+  std::uint16_t step = 0;     ///< from 1
+  std::string engine;         ///< name of the engine
+  double seconds = 0;         ///< loading and release included
+  std::uint32_t result = 0;   ///< of execute
+};
+
+/// Receives the report of a step, in the thread that runs the sequence, with the file's lock held.
+using StepObserver = std::function<void(const StepReport&)>;
 
 /// The path that the data-file service is given for a file name: the name as it is.
 ORBFILEACCESS_EXPORT std::string makeFullPath(const std::string& name);
@@ -303,6 +316,52 @@ class ORBFILEACCESS_EXPORT FileAccess {
   /// The same by the nuclide's name.
   std::uint32_t findNuclide(const std::string& name, std::uint16_t& rec, std::uint16_t start) const;
 
+  // ---- Engines and sequences --------------------------------------------------------------------------------
+  //
+  // An engine is a shared library that carries out one step of an analysis on the open file, through the data-file
+  // service (docs/engines.md). A sequence is a list of steps in a data file, the analysis sequence file (ASF): record
+  // k of block 0x2010 names the engine of step k.
+
+  /// Loads an engine's library, runs the engine on the open file and releases the library. The lock is held while the
+  /// engine runs. Modifies, once the engine has run.
+  /// @param fnc       symbol of the entry point
+  /// @param resource  path of the library, given to the loader as it is
+  /// @param phase     handed to the engine: the number of the step, from 1
+  /// @return 0; kFileNotOpen: "File to analyze is not open"; the loader's status as it is: "Failed to find engine
+  ///         resource"; kNoEntryPoint: "Failed to find engine entry point"; the engine's status as convertReturnCode
+  ///         makes it, not logged
+  std::uint32_t execute(const std::string& fnc, const std::string& resource, std::uint16_t phase);
+
+  /// Runs a sequence on the open file: copies its settings into the file, unless it lies in the file itself (the same
+  /// handle), and executes the engine of every step. Locks this object throughout and the ASF for each call on it: do
+  /// not run two sequences with the roles of two objects swapped at once. Modifies, also without a step.
+  /// @param asf            file with the sequence
+  /// @param aef            environment variable with the path of the engine catalogue, or the path itself
+  /// @param enginePath     folder of the engines' libraries, with the slash at its end
+  /// @param skipStepError  whether a step whose engine fails is passed over; otherwise it ends the sequence
+  /// @return the status of the last step that ran, 0 without steps: a failure that was passed over counts only in the
+  ///         last step. kFileNotOpen: "ASF is not open", "File to analyze is not open"; the status of the operation
+  ///         that failed: "Error counting steps", "Error copying sequence parameters", "Error getting parameter
+  ///         ORB_T_ACENGNAME"; kEngineNotFound: "Engine NAME not found in AEF"; the status of execute: "Error returned
+  ///         from engine NAME". Only the last of these can be passed over. A catalogue that cannot be read has no
+  ///         engines. The lines name this file.
+  std::uint32_t executeSequence(const FileAccess& asf, const std::string& aef, const std::string& enginePath,
+                                bool skipStepError);
+
+  /// Names whom later sequences on this file tell of every step that ran, also of one that failed; an empty function
+  /// means nobody. What the observer throws ends the sequence and passes to its caller.
+  void observeSteps(StepObserver observer);
+
+  /// Copies the sequence of this file into another: the blocks 0x2010 and 0x2003, the efficiency model, the geometry
+  /// file and the titles. The destination keeps its own 0x20100075, 0x20100076, 0x20030015 and 0x20030053, which belong
+  /// to what was measured. Locks both objects. Modifies the destination.
+  /// @return 0; kFileNotOpen: "Destination is not open", "Source is not open"; kBadArgument: "The source and
+  ///         destination cannot be the same"; the status of a block that cannot be copied, which ends the operation:
+  ///         "Failed to copy ORB_CLS_ANALCNTL" (under "FileAccesss::copySequenceTo"), "Failed to copy ORB_CLS_PROC";
+  ///         the status of writing the efficiency model. A block that the source does not have is no failure, nor is
+  ///         any other single value.
+  std::uint32_t copySequenceTo(FileAccess& dest) const;
+
  private:
   /// This object, for the const operations that write to the file. Calling them on an object that is const is sound
   /// too: creating and deleting blocks, levels and items and setting parameters change nothing in it but its lock and
@@ -315,6 +374,7 @@ class ORBFILEACCESS_EXPORT FileAccess {
   mutable std::recursive_mutex m_mutex;
   bool m_attached = false;
   mutable std::atomic<bool> m_modified{false};  // some operations set it before they lock
+  StepObserver m_observer;
 };
 
 }  // namespace com::norvale::orb

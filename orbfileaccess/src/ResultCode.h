@@ -23,6 +23,10 @@ inline constexpr std::uint32_t kExceptionCaught = 0xECE99F6Du;
 inline constexpr std::uint32_t kOutOfMemory = 0x8007000Eu;
 /// A stream is shorter than a value of the parameter's type.
 inline constexpr std::uint32_t kBadStreamSize = 0x80070057u;
+/// An engine's library has no such entry point.
+inline constexpr std::uint32_t kNoEntryPoint = 0x80004005u;
+/// The engine catalogue has no engine of that name.
+inline constexpr std::uint32_t kEngineNotFound = 0xEBE88F82u;
 /// The parameter has no value (service status 0x805A). Never logged by getParameter.
 inline constexpr std::uint32_t kNoValue = 0xEBE8805Au;
 /// The file has no block of the class (service status 0x8102).

@@ -4,14 +4,16 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
-#include <limits>
-#include <type_traits>
 
 #include "failure.h"
 #include "get_put.h"
+#include "number_types.h"
 #include "xtime.h"
 
 namespace anautils {
+
+using porb::nearest;
+using porb::withNumberType;
 
 namespace {
 
@@ -19,52 +21,6 @@ LONG typeOf(void* handle, ULONG code) {
   LONG type = 0;
   check(AioUtilReturnType(handle, code, &type));
   return type;
-}
-
-/// Calls visitor(T{}) with the C++ type of a parameter type; false for texts.
-template <typename Visitor>
-bool withNumberType(LONG type, Visitor&& visitor) {
-  switch (type) {
-    case AIO_T_BOOL:
-    case AIO_T_FLAG:
-      visitor(std::uint8_t{});
-      return true;
-    case AIO_T_INT16:
-      visitor(std::int16_t{});
-      return true;
-    case AIO_T_UINT16:
-      visitor(std::uint16_t{});
-      return true;
-    case AIO_T_INT32:
-      visitor(std::int32_t{});
-      return true;
-    case AIO_T_INT64:
-      visitor(std::int64_t{});
-      return true;
-    case AIO_T_FLOAT:
-      visitor(float{});
-      return true;
-    case AIO_T_DOUBLE:
-    case AIO_T_REAL8:
-    case AIO_T_TIME:
-      visitor(double{});
-      return true;
-    default:
-      return false;
-  }
-}
-
-/// The nearest value of type T, saturating; not-a-number becomes 0 in integers.
-template <typename T>
-T nearest(double value) {
-  if constexpr (std::is_floating_point_v<T>) {
-    return static_cast<T>(value);
-  } else {
-    if (std::isnan(value)) return 0;
-    if (value <= static_cast<double>(std::numeric_limits<T>::min())) return std::numeric_limits<T>::min();
-    if (value >= static_cast<double>(std::numeric_limits<T>::max())) return std::numeric_limits<T>::max();
-    return static_cast<T>(std::llround(value));
-  }
 }
 
 /// The bytes of a value; nothing when it was never written.

@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -12,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 #include "aioproto.h"
 #include "blocks.h"
@@ -25,31 +28,45 @@ namespace {
 /// A data file has companions while it is being written.
 constexpr std::array<const char*, 4> kEndings = {"", "-lock", "-journal", "-new"};
 
-/// What the signal handler removes: empty names, or those of the one draft there is.
-std::array<char[PATH_MAX], kEndings.size()> g_leftovers;
+/// What the signal handler removes: the names of every draft there is. A place that is free holds empty names.
+using Names = std::array<char[PATH_MAX], kEndings.size()>;
+constexpr std::size_t kPlaces = 64;  // drafts at once
+std::array<Names, kPlaces> g_leftovers;
+std::mutex g_mutex;
 
-void removeLeftovers() {
-  for (const auto& name : g_leftovers) {
+void removeLeftovers(const Names& names) {
+  for (const auto& name : names) {
     if (name[0] != '\0') unlink(name);
   }
 }
 
 extern "C" void onSignal(int number) {
-  removeLeftovers();
+  for (const Names& names : g_leftovers) removeLeftovers(names);
   std::signal(number, SIG_DFL);
   std::raise(number);
 }
 
-void watch(const std::string& draft) {
-  for (std::size_t i = 0; i < kEndings.size(); ++i) {
-    std::snprintf(g_leftovers[i], PATH_MAX, "%s%s", draft.c_str(), kEndings[i]);
-  }
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, onSignal);
+bool isFree(const Names& names) {
+  return names[0][0] == '\0';
 }
 
-void unwatch() {
+/// Enters a draft. @return its place
+std::size_t watch(const std::string& draft) {
+  const std::lock_guard lock(g_mutex);
+  const auto free = std::find_if(g_leftovers.begin(), g_leftovers.end(), isFree);
+  if (free == g_leftovers.end()) throw Failure(draft, "too many files are being made at once");
+  for (std::size_t i = 0; i < kEndings.size(); ++i) {
+    std::snprintf((*free)[i], PATH_MAX, "%s%s", draft.c_str(), kEndings[i]);
+  }
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, onSignal);
+  return static_cast<std::size_t>(free - g_leftovers.begin());
+}
+
+void unwatch(std::size_t place) {
+  const std::lock_guard lock(g_mutex);
+  for (auto& name : g_leftovers[place]) name[0] = '\0';
+  if (!std::all_of(g_leftovers.begin(), g_leftovers.end(), isFree)) return;
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, SIG_DFL);
-  for (auto& name : g_leftovers) name[0] = '\0';
 }
 
 /// The file that a symbolic link stands for, so that the link stays a link.
@@ -88,8 +105,9 @@ void requireReplaceable(const std::string& path, bool force) {
 std::string draftName(const std::string& target) {
   const auto slash = target.rfind('/');
   const std::string folder = slash == std::string::npos ? "" : target.substr(0, slash + 1);
-  for (int i = 0;; ++i) {
-    const std::string name = folder + ".orb-" + std::to_string(getpid()) + "-" + std::to_string(i) + ".part";
+  static std::atomic<unsigned> number{0};  // two threads must not take one name
+  while (true) {
+    const std::string name = folder + ".orb-" + std::to_string(getpid()) + "-" + std::to_string(number++) + ".part";
     if (!pathExists(name)) return name;
   }
 }
@@ -122,12 +140,12 @@ void requireNoOtherFile(const std::string& path) {
 DraftFile::DraftFile(const std::string& target, bool force)
     : named_(target), target_(followLink(target)), draft_(draftName(target_)), force_(force) {
   requireReplaceable(target_, force);
-  watch(draft_);
+  place_ = watch(draft_);
 }
 
 DraftFile::~DraftFile() {
-  if (!is_published_) removeLeftovers();
-  unwatch();
+  if (!is_published_) removeLeftovers(g_leftovers[place_]);
+  unwatch(place_);
 }
 
 void DraftFile::write(std::string_view text) {

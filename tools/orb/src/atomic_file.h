@@ -1,12 +1,13 @@
 /// Output files that appear whole or not at all.
 #pragma once
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace orb::tool {
 
 /// A file under a name of its own beside its target, renamed to the target when it is complete. A draft that is not
-/// published is removed, also when a signal ends the program.
+/// published is removed, also when a signal ends the program. Several threads may make drafts, 64 at once.
 class DraftFile {
  public:
   /// @param force  whether an existing file may be replaced. Never replaced: what is not a regular file, a data file
@@ -29,6 +30,7 @@ class DraftFile {
   std::string target_;  // symbolic links resolved
   std::string draft_;
   bool force_;
+  std::size_t place_ = 0;  // among the drafts that a signal removes
   bool is_published_ = false;
 };
 

@@ -39,7 +39,7 @@ Json asJson(std::uint32_t code, const ResultText& found) {
   json["text"] = found.text;
   json["origin"] = found.origin;
   json["result_code"] = found.isKnown() ? Json(hex(found.result_code, 8)) : Json(nullptr);
-  json["status"] = found.origin == "data-file service" ? Json(hex(found.status, 8)) : Json(nullptr);
+  json["status"] = found.hasStatus() ? Json(hex(found.status, 8)) : Json(nullptr);
   return json;
 }
 
@@ -52,8 +52,8 @@ int run(const Options& options, Console& console) {
   if (options.json) return kDone;
   console.line(hex(code, 8) + "  " + found.name);
   console.line("  " + found.text);
-  if (found.origin == "data-file service") {
-    console.line("  status " + hex(found.status, 8) + " of the data-file service, result code " +
+  if (found.hasStatus()) {
+    console.line("  status " + hex(found.status, 8) + " of the " + found.origin + ", result code " +
                  hex(found.result_code, 8));
   } else {
     console.line("  result code of the " + found.origin);

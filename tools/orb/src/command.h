@@ -40,7 +40,13 @@ using AddCommand = void (*)(CLI::App& app, Job& job);
   X(Fit)                     \
   X(Eval)                    \
   X(Region)                  \
-  X(Simulate)
+  X(Simulate)                \
+  X(Analyze)                 \
+  X(Batch)                   \
+  X(Nuclides)                \
+  X(Run)                     \
+  X(Sequence)                \
+  X(Engines)
 // clang-format on
 
 #define ORB_TOOL_DECLARE(Name) void add##Name(CLI::App& app, Job& job);

@@ -53,11 +53,13 @@ std::vector<std::string> protectNegativeNumbers(int argc, char** argv) {
 /// The command that was named, or the program itself: whose help is meant.
 const CLI::App& innermost(const CLI::App& app) {
   const auto chosen = app.get_subcommands();
-  return chosen.empty() ? app : *chosen.front();
+  return chosen.empty() ? app : innermost(*chosen.front());
 }
 
-std::string nameOf(const CLI::App& app, const CLI::App& chosen) {
-  return &chosen == &app ? "orb" : "orb " + chosen.get_name();
+/// "orb", "orb sequence" or "orb sequence add"
+std::string nameOf(const CLI::App& chosen) {
+  const CLI::App* const parent = chosen.get_parent();
+  return parent == nullptr ? "orb" : nameOf(*parent) + " " + chosen.get_name();
 }
 
 [[noreturn]] void refuse(const CLI::App& app, const std::vector<std::string>& arguments, const CLI::ParseError& error) {
@@ -67,7 +69,7 @@ std::string nameOf(const CLI::App& app, const CLI::App& chosen) {
     what = "no command '" + arguments.front() + "'";
   }
   const std::string prefix = &chosen == &app ? "" : chosen.get_name() + ": ";
-  throw UsageError(prefix + escapeLine(what) + "; see '" + nameOf(app, chosen) + " --help'");
+  throw UsageError(prefix + escapeLine(what) + "; see '" + nameOf(chosen) + " --help'");
 }
 
 /// Describing every command costs more than running a short one, so a command that is named comes alone.
@@ -103,7 +105,8 @@ Job readCommandLine(int argc, char** argv, Console& console) {
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::CallForHelp&) {
-    console.write(innermost(app).help(&innermost(app) == &app ? "" : "orb"));
+    const CLI::App& chosen = innermost(app);
+    console.write(chosen.help(chosen.get_parent() == nullptr ? "" : nameOf(*chosen.get_parent())));
     return [](Console&) { return kDone; };
   } catch (const CLI::CallForVersion& version) {
     console.line(version.what());

@@ -2,30 +2,16 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
-#include <filesystem>
 
 #include "blocks.h"
 #include "comdefs.h"
+#include "data_folders.h"
 #include "failure.h"
 #include "terminal_text.h"
 
 namespace orb::tool {
 
 namespace {
-
-std::vector<std::filesystem::path> libraryFolders() {
-  std::vector<std::filesystem::path> folders;
-  if (const char* const named = std::getenv("ORB_DATA_DIR"); named != nullptr && *named != '\0')
-    folders.emplace_back(named);
-  std::error_code error;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) return folders;
-  const auto folder = program.parent_path();
-  folders.push_back(folder / "../share/orbfileaccess");
-  folders.push_back(folder / "../../data");
-  return folders;
-}
 
 std::string bareName(const std::string& nuclide) {
   std::string bare;
@@ -61,13 +47,7 @@ LibraryLine readLine(const FileAccess& file, std::uint16_t record) {
 
 std::string findLibrary(const std::string& name) {
   const std::string wanted = name.empty() ? "STDLIB.NLB" : name;
-  if (pathExists(wanted)) return wanted;
-  if (wanted.find('/') == std::string::npos) {
-    for (const auto& folder : libraryFolders()) {
-      const std::string path = (folder / wanted).lexically_normal().string();
-      if (pathExists(path)) return path;
-    }
-  }
+  if (const auto path = findDataFile(wanted)) return *path;
   throw Failure(wanted, "cannot open the nuclide library", convertReturnCode(AIO_NOFILE));
 }
 

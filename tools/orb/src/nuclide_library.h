@@ -21,9 +21,7 @@ struct LibraryLine {
   bool is_key = false;
 };
 
-/// Path of a library: the name itself when such a file exists; a bare name is also looked for in the folder that
-/// ORB_DATA_DIR names, beside an installed orb (../share/orbfileaccess) and in the build tree of an orb that is not
-/// installed. An empty name means STDLIB.NLB.
+/// Path of a library, found as data_folders.h tells. An empty name means STDLIB.NLB.
 /// @throws Failure when there is none
 std::string findLibrary(const std::string& name);
 

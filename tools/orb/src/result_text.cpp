@@ -2,9 +2,11 @@
 
 #include <cerrno>
 
+#include "Library.h"
 #include "ResultCode.h"
-#include "aioproto.h"
-#include "anautils.h"
+#include "aiostatus.h"
+#include "anastatus.h"
+#include "engstatus.h"
 #include "terminal_text.h"
 
 namespace orb::tool {
@@ -27,24 +29,29 @@ constexpr OwnCode kOwnCodes[] = {
     {lib::kExceptionCaught, "kExceptionCaught", "an exception without a code of its own ended the operation"},
     {lib::kOutOfMemory, "kOutOfMemory", "there is not enough memory, or the file claims an impossible channel count"},
     {lib::kBadStreamSize, "kBadStreamSize", "the stream is shorter than a value of the parameter's type"},
+    {lib::kNoEntryPoint, "kNoEntryPoint", "the engine's library has no such entry point"},
+    {lib::kEngineNotFound, "kEngineNotFound", "the engine catalogue has no engine of that name"},
+    {com::norvale::datatypes::Library::kNotLoaded, "Library::kNotLoaded", "the library of the engine cannot be loaded"},
     {0xFFFFFFFFu, "(setSchema)", "the environment variable cannot be set"},
 };
 
-struct ServiceStatus {
+/// A status of one of the three layers below the file object.
+struct Status {
   std::uint32_t status;
   const char* name;
+  const char* text;
+  const char* origin;
 };
 
-constexpr ServiceStatus kServiceStatuses[] = {
-#define ORB_STATUS_ROW(name, value, text) {value, #name},
+constexpr Status kStatuses[] = {
+#define ORB_STATUS_ROW(name, value, text) {value, #name, text, "data-file service"},
     AIO_STATUS_TABLE(ORB_STATUS_ROW)
 #undef ORB_STATUS_ROW
-};
-
-/// The analysis routines answer their statuses as they are; success and the service's are not theirs.
-constexpr ServiceStatus kRoutineStatuses[] = {
-#define ORB_STATUS_ROW(name, value, text) {value, #name},
+#define ORB_STATUS_ROW(name, value, text) {value, #name, text, "analysis routines"},
     ANA_STATUS_TABLE(ORB_STATUS_ROW)
+#undef ORB_STATUS_ROW
+#define ORB_STATUS_ROW(name, value, text) {value, #name, text, "engines"},
+    ENG_STATUS_TABLE(ORB_STATUS_ROW)
 #undef ORB_STATUS_ROW
 };
 
@@ -60,21 +67,13 @@ ResultText explainCode(std::uint32_t code) {
     result.origin = "file object";
     return result;
   }
-  for (const ServiceStatus& known : kServiceStatuses) {
+  for (const Status& known : kStatuses) {
     if (known.status != code && convertReturnCode(known.status) != code) continue;
     result.result_code = convertReturnCode(known.status);
     result.status = known.status;
     result.name = known.name;
-    result.text = AioStatusText(known.status);
-    result.origin = "data-file service";
-    return result;
-  }
-  for (const ServiceStatus& known : kRoutineStatuses) {
-    if (known.status != code) continue;
-    result.status = known.status;
-    result.name = known.name;
-    result.text = AnaStatusText(known.status);
-    result.origin = "analysis routines";
+    result.text = known.text;
+    result.origin = known.origin;
     return result;
   }
   result.text = "no code of this library";

@@ -8,15 +8,16 @@ namespace orb::tool {
 /// What is known of a code.
 struct ResultText {
   std::uint32_t result_code = 0;  ///< as the file object answers it
-  std::uint32_t status = 0;       ///< as the data-file service answers it; 0 when the code is not one of its own
+  std::uint32_t status = 0;       ///< as the service, a routine or an engine answers it; 0: a code of the file object
   std::string name;               ///< "AIO_NOFILE", "kFileNotOpen"; empty when the code is not known
   std::string text;               ///< "the file does not exist"
-  std::string origin;             ///< who answers it: "data-file service", "file object"; empty when not known
+  std::string origin;             ///< "data-file service", "analysis routines", "engines", "file object"; or empty
   bool isKnown() const { return !name.empty(); }
+  bool hasStatus() const { return isKnown() && origin != "file object"; }
 };
 
-/// Looks a code up: a result code of the file object, or a status of the data-file service as it is or as the file
-/// object hands it on.
+/// Looks a code up: a result code of the file object, or a status of the service, the routines or the engines, as it is
+/// or as the file object hands it on.
 ResultText explainCode(std::uint32_t code);
 
 /// "the file does not exist (0xE0610032)"

@@ -1,5 +1,8 @@
-// Widths of lines from the counts alone: the significance of the second difference of a line on a continuum is greatest
-// when the filter's standard deviation is sqrt(5) times the line's.
+// Widths of lines from the counts alone: the second difference S of a line, over the root of the filter's sum of
+// squares, is greatest when the filter's standard deviation f is sqrt(5) times the line's, s. It goes as f^(5/2) / (s^2
+// + f^2)^(3/2). That is the significance on a continuum many times as high as the line. The true one, which decides
+// whether there is a line, would not do: the counts of a strong line are its own noise, and the widest filter the most
+// significant.
 #include <algorithm>
 #include <cmath>
 
@@ -20,21 +23,20 @@ constexpr std::size_t kStrongest = 12;
 struct Blob {
   int at = 0;
   double significance = 0;
+  double contrast = 0;  // -S over the root of the filter's sum of squares: what widths are compared by
   double fwhm = 0;
 };
 
-/// Significance at all elements for lines of one width.
-std::vector<double> significances(const std::vector<double>& counts, double fwhm) {
-  const auto filter = secondDifferenceFilter(kBestRatio * fwhm / kFwhmPerSigma, 3.5);
-  const auto smooth = smoothedCounts(counts, static_cast<int>(fwhm) | 1);
-  std::vector<double> values(counts.size());
-  for (std::size_t i = 0; i < counts.size(); ++i)
-    values[i] = respond(counts, smooth, filter, static_cast<int>(i)).significance;
-  return values;
+double rootOfSquares(const std::vector<double>& filter) {
+  double sum = filter[0] * filter[0];
+  for (std::size_t j = 1; j < filter.size(); ++j) sum += 2 * filter[j] * filter[j];
+  return std::sqrt(sum);
 }
 
-bool isMaximum(const std::vector<double>& values, std::size_t i) {
-  return (i == 0 || values[i - 1] < values[i]) && (i + 1 == values.size() || values[i + 1] <= values[i]);
+bool isMaximum(const std::vector<Response>& values, std::size_t i) {
+  const double here = values[i].significance;
+  return (i == 0 || values[i - 1].significance < here) &&
+         (i + 1 == values.size() || values[i + 1].significance <= here);
 }
 
 using Maxima = std::vector<Blob>;  // of one filter width, in order of position
@@ -53,16 +55,23 @@ std::vector<Maxima> maximaByWidth(const std::vector<double>& counts) {
   std::vector<Maxima> all;
   const double widest = static_cast<double>(counts.size()) / 12;
   for (double fwhm = kNarrowest; fwhm <= widest; fwhm *= kScaleStep) {
-    const auto values = significances(counts, fwhm);
+    const auto filter = secondDifferenceFilter(kBestRatio * fwhm / kFwhmPerSigma, 3.5);
+    const auto smooth = smoothedCounts(counts, static_cast<int>(fwhm) | 1);
+    const double norm = rootOfSquares(filter);
+    std::vector<Response> values;
+    for (std::size_t i = 0; i < counts.size(); ++i)
+      values.push_back(respond(counts, smooth, filter, static_cast<int>(i)));
     Maxima& maxima = all.emplace_back();
     for (std::size_t i = 0; i < values.size(); ++i)
-      if (values[i] > kThreshold && isMaximum(values, i)) maxima.push_back({static_cast<int>(i), values[i], fwhm});
+      if (values[i].significance > kThreshold && isMaximum(values, i))
+        maxima.push_back({static_cast<int>(i), values[i].significance, -values[i].difference / norm, fwhm});
   }
   return all;
 }
 
-/// Maxima in position and in width, strongest first. A broad one that has a narrower one inside, as the edge of a
-/// Compton continuum has below its line, is left out.
+/// Maxima in position and in width, strongest first. The response to a line changes little from one width to the next;
+/// a maximum that is gone at the next one is a ripple of the noise on the top of a broader line. A broad maximum that
+/// has a narrower one inside, as the edge of a Compton continuum has below its line, is left out.
 std::vector<Blob> blobs(const std::vector<double>& counts) {
   const std::vector<Maxima> all = maximaByWidth(counts);
   std::vector<Blob> kept;
@@ -70,8 +79,8 @@ std::vector<Blob> blobs(const std::vector<double>& counts) {
     for (const Blob& blob : all[k]) {
       const Blob* const wider = nearestIn(all[k + 1], blob);
       const Blob* const narrower = k > 0 ? nearestIn(all[k - 1], blob) : nullptr;
-      if (wider != nullptr && wider->significance > blob.significance) continue;
-      if (narrower != nullptr && narrower->significance >= blob.significance) continue;
+      if (wider == nullptr || wider->contrast > blob.contrast) continue;
+      if (narrower != nullptr && narrower->contrast >= blob.contrast) continue;
       const bool has_narrower_inside = std::any_of(
           kept.begin(), kept.end(), [&](const Blob& other) { return std::abs(other.at - blob.at) < 1.5 * blob.fwhm; });
       if (!has_narrower_inside) kept.push_back(blob);

@@ -1,0 +1,266 @@
+#include "identification.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace orbengine {
+
+namespace {
+
+constexpr double kPeakWorth = 16;    // a peak explained or not counts no more than a deviation of 4 sigma
+constexpr double kLeastGain = 4;     // of a nuclide: two sigma
+constexpr double kExpectedAbove = 1.5;  // a line ought to be seen from this many detection limits on
+constexpr int kSweeps = 3;
+
+double squared(double x) {
+  return x * x;
+}
+
+/// What a nuclide adds to one peak, all its lines there together.
+struct Share {
+  std::size_t peak;
+  double sensitivity;
+  double closeness;  // 1: at its energy, falling to 0.14 at the tolerance
+};
+
+/// A candidate with its lines matched to the peaks.
+struct Hypothesis {
+  int candidate = 0;
+  std::vector<MatchedLine> lines;
+  std::vector<Share> shares;
+  bool has_evidence = false;
+  double strength = 0;
+};
+
+int nearestPeak(const std::vector<SpectrumPeak>& peaks, const CandidateLine& line) {
+  int nearest = -1;
+  double distance = line.tolerance;
+  for (std::size_t i = 0; i < peaks.size(); ++i) {
+    const double d = std::abs(peaks[i].energy - line.energy);
+    if (!(d <= distance)) continue;
+    distance = d;
+    nearest = static_cast<int>(i);
+  }
+  return nearest;
+}
+
+Hypothesis matched(const std::vector<SpectrumPeak>& peaks, const Candidate& candidate, int index) {
+  Hypothesis hypothesis;
+  hypothesis.candidate = index;
+  for (const CandidateLine& line : candidate.lines) {
+    MatchedLine match;
+    match.peak = nearestPeak(peaks, line);
+    hypothesis.lines.push_back(match);
+    if (match.peak < 0) continue;
+    const auto peak = static_cast<std::size_t>(match.peak);
+    const double delta = peaks[peak].energy - line.energy;
+    hypothesis.lines.back().delta_e = delta;
+    hypothesis.has_evidence = hypothesis.has_evidence || line.identifies;
+    const double closeness = std::exp(-0.5 * squared(2 * delta / line.tolerance));
+    const auto same = std::find_if(hypothesis.shares.begin(), hypothesis.shares.end(),
+                                   [&](const Share& share) { return share.peak == peak; });
+    if (same == hypothesis.shares.end()) {
+      hypothesis.shares.push_back({peak, line.sensitivity, closeness});
+    } else {
+      same->sensitivity += line.sensitivity;
+      same->closeness = std::max(same->closeness, closeness);
+    }
+  }
+  return hypothesis;
+}
+
+/// The peaks and what is explained of them so far.
+class Explanation {
+ public:
+  Explanation(const std::vector<SpectrumPeak>& peaks, const std::vector<Candidate>& candidates,
+              const IdentificationSettings& settings)
+      : peaks_(peaks), candidates_(candidates), settings_(settings), explained_(peaks.size(), 0.0) {}
+
+  void add(const Hypothesis& h, double sign = 1) {
+    for (const Share& share : h.shares) explained_[share.peak] += sign * h.strength * share.sensitivity;
+  }
+
+  /// What the nuclide at a strength makes better, in squared deviations; negative when it makes things worse.
+  double gain(const Hypothesis& h, double strength) const {
+    double gain = 0;
+    for (const Share& share : h.shares) {
+      const double before = deviation(share.peak, 0);
+      const double after = deviation(share.peak, strength * share.sensitivity);
+      gain += (before > after ? share.closeness : 1) * (before - after);
+    }
+    const auto& lines = candidates_[static_cast<std::size_t>(h.candidate)].lines;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      if (h.lines[i].peak < 0) gain -= settings_.miss_penalty * missing(strength * lines[i].sensitivity, lines[i].limit);
+    }
+    return gain;
+  }
+
+  /// Puts the strength to where the gain is greatest: one of those at which a line explains what is left of its peak.
+  double fitStrength(Hypothesis& h) const {
+    double best = 0;
+    h.strength = 0;
+    for (const Share& share : h.shares) {
+      if (!(share.sensitivity > 0)) continue;
+      const double strength = (peaks_[share.peak].area - explained_[share.peak]) / share.sensitivity;
+      if (!(strength > 0)) continue;
+      const double g = gain(h, strength);
+      if (g <= best) continue;
+      best = g;
+      h.strength = strength;
+    }
+    return best;
+  }
+
+  /// Mean squared deviation of the nuclide's peaks from what explains them.
+  double meanDeviation(const Hypothesis& h) const {
+    double sum = 0;
+    double weights = 0;
+    for (const Share& share : h.shares) {
+      sum += share.sensitivity * deviation(share.peak, 0);
+      weights += share.sensitivity;
+    }
+    return weights > 0 ? sum / weights : 0;
+  }
+
+ private:
+  /// Squared deviation of a peak when `more` counts of it are explained in addition.
+  double deviation(std::size_t peak, double more) const {
+    const SpectrumPeak& p = peaks_[peak];
+    const double left = p.area - explained_[peak] - more;
+    const double sigma2 = squared(p.area_u) + squared(settings_.model_u * p.area);
+    if (!(sigma2 > 0)) return 0;
+    return std::min(squared(left) / sigma2, left > 0 ? kPeakWorth : 4 * kPeakWorth);
+  }
+
+  /// Squared deviation of a line that was not found, `expected` counts where `limit` would have been seen.
+  double missing(double expected, double limit) const {
+    if (!(limit > 0) || !std::isfinite(limit)) return 0;
+    const double excess = std::max(0.0, expected / limit - 1);
+    return std::min(squared(2 * excess / (1 + 2 * settings_.model_u * excess)), kPeakWorth);
+  }
+
+  const std::vector<SpectrumPeak>& peaks_;
+  const std::vector<Candidate>& candidates_;
+  const IdentificationSettings& settings_;
+  std::vector<double> explained_;
+};
+
+/// Found part of the emission that ought to be seen at the nuclide's strength; marks the lines that ought to.
+double foundShare(Hypothesis& h, const Candidate& candidate) {
+  double found = 0;
+  double expected = 0;
+  for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
+    const CandidateLine& line = candidate.lines[i];
+    const bool is_found = h.lines[i].peak >= 0;
+    h.lines[i].is_expected = is_found || h.strength * line.sensitivity > kExpectedAbove * line.limit;
+    if (h.lines[i].is_expected) expected += line.sensitivity;
+    if (is_found) found += line.sensitivity;
+  }
+  return expected > 0 ? found / expected : 0;
+}
+
+/// How near the found lines lie to their peaks, weighted by intensity: 1 at the energies themselves.
+double closeness(const Hypothesis& h) {
+  double sum = 0;
+  double weights = 0;
+  for (const Share& share : h.shares) {
+    sum += share.sensitivity * share.closeness;
+    weights += share.sensitivity;
+  }
+  return weights > 0 ? sum / weights : 0;
+}
+
+/// The selection: hypotheses that are in, and what they explain.
+class Selection {
+ public:
+  Selection(const std::vector<SpectrumPeak>& peaks, const std::vector<Candidate>& candidates,
+            const IdentificationSettings& settings)
+      : candidates_(candidates), settings_(settings), explanation_(peaks, candidates, settings) {
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+      Hypothesis h = matched(peaks, candidates[i], static_cast<int>(i));
+      if (h.has_evidence) waiting_.push_back(std::move(h));
+    }
+  }
+
+  std::vector<IdentifiedNuclide> run() {
+    while (takeBest()) {
+    }
+    for (int sweep = 0; sweep < kSweeps; ++sweep) refit();
+    std::vector<IdentifiedNuclide> found;
+    for (Hypothesis& h : taken_) {
+      const IdentifiedNuclide nuclide = judged(h);
+      if (nuclide.share >= settings_.least_share && nuclide.confidence >= settings_.least_confidence)
+        found.push_back(nuclide);
+    }
+    std::stable_sort(found.begin(), found.end(),
+                     [](const auto& a, const auto& b) { return a.confidence > b.confidence; });
+    return found;
+  }
+
+ private:
+  bool takeBest() {
+    double best = kLeastGain;
+    auto chosen = waiting_.end();
+    for (auto h = waiting_.begin(); h != waiting_.end(); ++h) {
+      const double gain = explanation_.fitStrength(*h);
+      if (gain <= best || foundShare(*h, candidateOf(*h)) < settings_.least_share) continue;
+      best = gain;
+      chosen = h;
+    }
+    if (chosen == waiting_.end()) return false;
+    explanation_.add(*chosen);
+    taken_.push_back(std::move(*chosen));
+    waiting_.erase(chosen);
+    return true;
+  }
+
+  /// Every nuclide again, given the others; one that the later ones made superfluous goes.
+  void refit() {
+    for (auto h = taken_.begin(); h != taken_.end();) {
+      explanation_.add(*h, -1);
+      const double gain = explanation_.fitStrength(*h);
+      if (gain < kLeastGain) {
+        h = taken_.erase(h);
+        continue;
+      }
+      explanation_.add(*h);
+      ++h;
+    }
+  }
+
+  IdentifiedNuclide judged(Hypothesis& h) {
+    IdentifiedNuclide nuclide;
+    nuclide.candidate = h.candidate;
+    nuclide.strength = h.strength;
+    nuclide.share = foundShare(h, candidateOf(h));
+    explanation_.add(h, -1);
+    const double evidence = 1 - std::exp(-explanation_.gain(h, h.strength) / 5);
+    explanation_.add(h);
+    const double agreement = 1 / (1 + std::max(0.0, explanation_.meanDeviation(h) - 1) / kPeakWorth);
+    const double completeness = 1 - settings_.miss_penalty * (1 - nuclide.share);
+    nuclide.confidence = std::clamp(closeness(h) * completeness * agreement * evidence, 0.0, 1.0);
+    nuclide.lines = h.lines;
+    return nuclide;
+  }
+
+  const Candidate& candidateOf(const Hypothesis& h) const {
+    return candidates_[static_cast<std::size_t>(h.candidate)];
+  }
+
+  const std::vector<Candidate>& candidates_;
+  const IdentificationSettings& settings_;
+  Explanation explanation_;
+  std::vector<Hypothesis> waiting_;
+  std::vector<Hypothesis> taken_;
+};
+
+}  // namespace
+
+std::vector<IdentifiedNuclide> identify(const std::vector<SpectrumPeak>& peaks,
+                                        const std::vector<Candidate>& candidates,
+                                        const IdentificationSettings& settings) {
+  return Selection(peaks, candidates, settings).run();
+}
+
+}  // namespace orbengine

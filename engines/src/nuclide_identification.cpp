@@ -1,0 +1,344 @@
+// Engine "nuclide identification": the nuclides of the library that explain the fitted lines, and their activities.
+#include <algorithm>
+#include <limits>
+#include <numeric>
+
+#include "calibrations.h"
+#include "kernel/activity.h"
+#include "kernel/decay.h"
+#include "kernel/identification.h"
+#include "nuclide_library.h"
+#include "peaks.h"
+#include "spectrum_view.h"
+
+namespace orbengine {
+
+namespace {
+
+constexpr double kTicksPerSecond = 1e7;  // of a VMS time
+constexpr double kModelU = 0.3;          // of an efficiency that is a guess of its shape
+constexpr double kCalibratedU = 0.15;    // of a calibrated one, true coincidence summing included
+
+enum NuclideMark {
+  kMarkInconsistent = 1,
+  kMarkAllInterfered = 2,
+  kMarkExtrapolated = 4,
+  kMarkTooOld = 8,
+  kMarkNoReference = 16,
+  kMarkBelowThreshold = 32
+};
+
+/// What the file says about times; seconds.
+struct Times {
+  explicit Times(const File& file)
+      : live_s(file.number(0x20000005, 0)),
+        real_s(file.number(0x20000006, 0)),
+        start(file.find(0x20000001)),
+        reference(file.find(0x20010008)) {}
+
+  /// From the reference date to the start of the acquisition; 0 when either is not known.
+  double elapsed_s() const { return start && reference ? (*start - *reference) / kTicksPerSecond : 0; }
+  bool hasReference() const { return start && reference; }
+
+  double live_s;
+  double real_s;
+  std::optional<double> start;
+  std::optional<double> reference;
+};
+
+BuildUp buildUpOf(const File& file) {
+  const std::string kind = file.text(0x20030053);
+  if (kind == "DEPOSIT") return BuildUp::Deposit;
+  return kind == "IRRAD" ? BuildUp::Irradiation : BuildUp::None;
+}
+
+class Identification {
+ public:
+  explicit Identification(File& file)
+      : file_(file),
+        scale_(file.handle()),
+        curve_(EfficiencyCurve::ofFile(file.handle())),
+        view_(file, scale_),
+        times_(file),
+        peaks_(readFittedPeaks(file)),
+        library_path_(findLibrary(file.text(0x2010004A), file.handle())),
+        library_(readLibrary(library_path_)) {}
+
+  void run() {
+    removeTooOld();
+    found_ = identify(spectrumPeaks(), candidates(), settings());
+    solve();
+    file_.renewBlock(ORB_CLS_NUCRESULTS);
+    USHORT record = 0;
+    for (std::size_t i = 0; i < found_.size(); ++i) writeNuclide(++record, i);
+    writeHeader();
+    markPeaks();
+  }
+
+ private:
+  const LibraryNuclide& nuclideOf(const IdentifiedNuclide& found) const {
+    return library_[static_cast<std::size_t>(found.candidate)];
+  }
+
+  /// A nuclide that had too many half-lives to decay before the measurement is not there any more.
+  void removeTooOld() {
+    const double greatest = file_.number(0x2003000A, 0);
+    const double elapsed_s = times_.elapsed_s();
+    if (!(greatest > 0) || !(elapsed_s > 0)) return;
+    const auto is_too_old = [&](const LibraryNuclide& n) {
+      return n.half_life_s > 0 && elapsed_s > greatest * n.half_life_s;
+    };
+    library_.erase(std::remove_if(library_.begin(), library_.end(), is_too_old), library_.end());
+  }
+
+  std::vector<SpectrumPeak> spectrumPeaks() const {
+    std::vector<SpectrumPeak> peaks;
+    for (const FittedPeak& peak : peaks_) peaks.push_back({peak.energy, peak.area, peak.area_u});
+    return peaks;
+  }
+
+  std::vector<Candidate> candidates() const {
+    std::vector<Candidate> candidates;
+    for (const LibraryNuclide& nuclide : library_) {
+      Candidate candidate;
+      for (const LibraryLine& line : nuclide.lines) {
+        CandidateLine seen;
+        seen.energy = line.energy;
+        seen.sensitivity = line.probability * efficiencyAt(line.energy);
+        seen.limit = view_.detectionLimit(line.energy);
+        seen.tolerance = toleranceAt(line.energy);
+        seen.identifies = !line.is_annihilation;
+        candidate.lines.push_back(seen);
+      }
+      candidates.push_back(std::move(candidate));
+    }
+    return candidates;
+  }
+
+  IdentificationSettings settings() const {
+    IdentificationSettings settings;
+    settings.model_u = curve_ ? kCalibratedU : kModelU;
+    settings.least_share = file_.number(0x2003000B, 75) / 100;
+    settings.least_confidence = file_.number(0x20030048, 0.3);
+    settings.miss_penalty = std::clamp(file_.number(0x20030049, 1), 0.0, 1.0);
+    return settings;
+  }
+
+  double efficiencyAt(double energy) const {
+    if (!curve_) return view_.typicalEfficiency(energy);
+    const auto efficiency = curve_->at(energy);
+    return efficiency ? efficiency->value : 0;
+  }
+
+  double toleranceAt(double energy) const {
+    const bool in_fwhm = file_.number(0x20030050, 0) != 0;
+    return in_fwhm ? file_.number(0x20030057, 1) * scale_.fwhm(energy) : file_.number(0x2003000C, 1);
+  }
+
+  // ---- Activities -------------------------------------------------------------------------------------------
+
+  bool hasActivities() const { return curve_ && times_.live_s > 0; }
+
+  /// Counts per Bq of every matched line that may take part.
+  void solve() {
+    if (!hasActivities()) return;
+    const bool key_only = file_.number(0x2003006A, 1) == 0;
+    for (std::size_t i = 0; i < found_.size(); ++i) {
+      const LibraryNuclide& nuclide = nuclideOf(found_[i]);
+      for (std::size_t k = 0; k < nuclide.lines.size(); ++k) {
+        const LibraryLine& line = nuclide.lines[k];
+        const bool takes_part = !line.no_activity && !line.is_annihilation && (!key_only || line.is_key);
+        const int peak = found_[i].lines[k].peak;
+        if (peak < 0 || !takes_part) continue;
+        const auto efficiency = curve_->at(line.energy);
+        if (!efficiency) continue;
+        Contribution c;
+        c.nuclide = static_cast<int>(i);
+        c.peak = peak;
+        c.coefficient = line.probability * efficiency->value * times_.live_s * duringCounting(nuclide);
+        c.own_u = line.probability_u / line.probability;
+        c.shared_u = efficiency->relative_u;
+        line_of_contribution_.push_back(k);
+        contributions_.push_back(c);
+      }
+    }
+    std::vector<PeakArea> areas;
+    for (const FittedPeak& peak : peaks_) areas.push_back({peak.area, peak.area_u});
+    activities_ = solveActivities(areas, contributions_, static_cast<int>(found_.size()), file_.number(0x20030041, 3));
+  }
+
+  double duringCounting(const LibraryNuclide& nuclide) const {
+    const bool is_wanted = file_.number(0x20030059, 1) != 0;
+    return is_wanted ? meanDuringCounting(nuclide.half_life_s, times_.real_s) : 1;
+  }
+
+  // ---- Results ----------------------------------------------------------------------------------------------
+
+  void writeNuclide(USHORT record, std::size_t i) {
+    const IdentifiedNuclide& found = found_[i];
+    const LibraryNuclide& nuclide = nuclideOf(found);
+    file_.setText(0x20080001, nuclide.name, record);
+    file_.set(0x20080002, found.confidence, record);
+    file_.set(0x20080009, nuclide.half_life_s, record);
+    file_.set(0x2008000A, nuclide.half_life_u, record);
+    file_.set(0x2008000D, found.share * 100, record);
+    int marks = times_.hasReference() ? 0 : kMarkNoReference;
+    if (hasActivities()) marks |= writeActivity(record, activities_.nuclides[i], nuclide);
+    const int n_expected = static_cast<int>(
+        std::count_if(found.lines.begin(), found.lines.end(), [](const auto& line) { return line.is_expected; }));
+    const int n_found = static_cast<int>(
+        std::count_if(found.lines.begin(), found.lines.end(), [](const auto& line) { return line.peak >= 0; }));
+    file_.set(0x2008000B, n_expected, record);
+    file_.set(0x2008000C, n_found, record);
+    USHORT entry = 0;
+    for (std::size_t k = 0; k < nuclide.lines.size(); ++k) {
+      if (nuclide.lines[k].is_key) file_.set(0x20080011, nuclide.lines[k].energy, record);
+      if (!found.lines[k].is_expected) continue;
+      marks |= writeLine(record, ++entry, i, k);
+    }
+    file_.set(0x20080012, marks, record);
+  }
+
+  /// Marks of the nuclide.
+  int writeActivity(USHORT record, const Activity& activity, const LibraryNuclide& nuclide) {
+    if (!activity.is_determined) return kMarkAllInterfered;
+    const double geometry_u = activity.value * file_.number(0x200300B3, 0) / 100;
+    const double u = std::hypot(activity.u, geometry_u);
+    file_.set(0x20080003, activity.value, record);
+    file_.set(0x20080004, u, record);
+    file_.set(0x20080013, activity.counting_u, record);
+    file_.set(0x2008000F, activity.chi2, record);
+    file_.set(0x20080010, activity.lines, record);
+    const DecayFactor decay = toReferenceDate(nuclide.half_life_s, nuclide.half_life_u, times_.elapsed_s());
+    const double factor =
+        decay.value * forBuildUp(buildUpOf(file_), nuclide.half_life_s, file_.number(0x20030015, 0));
+    const double reference_u = std::hypot(u, activity.value * decay.relative_u) * factor;
+    if (std::isfinite(factor)) {
+      file_.set(0x2008000E, factor, record);
+      file_.set(0x20080005, activity.value * factor, record);
+      file_.set(0x20080006, reference_u, record);
+      writeSpecific(record, activity.value * factor, reference_u);
+    }
+    const double deviation = file_.number(0x20030041, 3);
+    const bool is_weak = activity.value < view_.quantile() * activity.counting_u;
+    return (activity.chi2 > deviation * deviation ? kMarkInconsistent : 0) | (is_weak ? kMarkBelowThreshold : 0);
+  }
+
+  void writeSpecific(USHORT record, double value, double u) {
+    const double quantity = file_.number(0x20010005, 0);
+    if (!(quantity > 0)) return;
+    const double quantity_u = file_.number(0x20010007, 0) / quantity;
+    file_.set(0x20080007, value / quantity, record);
+    file_.set(0x20080008, std::hypot(u, value * quantity_u) / quantity, record);
+  }
+
+  /// Marks of the nuclide that the line brings.
+  int writeLine(USHORT record, USHORT entry, std::size_t i, std::size_t k) {
+    const LibraryLine& line = nuclideOf(found_[i]).lines[k];
+    const MatchedLine& match = found_[i].lines[k];
+    file_.set(0x20080020, line.energy, record, entry);
+    file_.set(0x20080021, match.peak >= 0 ? peaks_[static_cast<std::size_t>(match.peak)].record : 0, record, entry);
+    file_.set(0x20080022, line.probability * 100, record, entry);
+    if (match.peak >= 0) file_.set(0x20080027, match.delta_e, record, entry);
+    file_.set(0x2008002B, isShared(i, match.peak) ? 1 : 0, record, entry);
+    if (!curve_) return 0;
+    const auto efficiency = curve_->at(line.energy);
+    if (!efficiency) return 0;
+    file_.set(0x20080028, efficiency->value, record, entry);
+    file_.set(0x20080029, efficiency->value * efficiency->relative_u, record, entry);
+    if (!hasActivities()) return 0;
+    const double counts_per_bq =
+        line.probability * efficiency->value * times_.live_s * duringCounting(nuclideOf(found_[i]));
+    file_.set(0x2008002A, view_.detectionLimit(line.energy) / counts_per_bq, record, entry);
+    for (std::size_t c = 0; c < contributions_.size(); ++c) {
+      if (contributions_[c].nuclide != static_cast<int>(i) || line_of_contribution_[c] != k) continue;
+      const LineActivity& activity = activities_.lines[c];
+      file_.set(0x20080023, activity.value, record, entry);
+      file_.set(0x20080024, activity.u, record, entry);
+      file_.set(0x20080025, activity.residual, record, entry);
+      file_.set(0x20080026, activity.weight * 100, record, entry);
+    }
+    return match.peak >= 0 && efficiency->is_extrapolated ? kMarkExtrapolated : 0;
+  }
+
+  bool isShared(std::size_t i, int peak) const {
+    for (std::size_t other = 0; other < found_.size(); ++other) {
+      if (other == i || peak < 0) continue;
+      for (const MatchedLine& line : found_[other].lines)
+        if (line.peak == peak) return true;
+    }
+    return false;
+  }
+
+  void writeHeader() {
+    if (times_.reference) file_.set(0x20080040, *times_.reference);
+    file_.setText(0x20080041, library_path_);
+    file_.set(0x20080042, static_cast<double>(found_.size()));
+    file_.stamp(ORB_CLS_NUCRESULTS, "nuclide identification", ENGINE_VERSION,
+                {0x2003000A, 0x2003000B, 0x2003000C, 0x20030015, 0x20030041, 0x20030048, 0x20030049, 0x20030050,
+                 0x20030053, 0x20030057, 0x20030059, 0x2003006A, 0x200300B1, 0x200300B3, 0x20020028, 0x2010004A});
+  }
+
+  /// Leaves with every peak the nuclide that explains most of it.
+  void markPeaks() {
+    int n_unidentified = 0;
+    for (std::size_t p = 0; p < peaks_.size(); ++p) {
+      double most = 0;
+      std::string name;
+      double energy = 0;
+      for (const IdentifiedNuclide& found : found_) {
+        for (std::size_t k = 0; k < found.lines.size(); ++k) {
+          if (found.lines[k].peak != static_cast<int>(p)) continue;
+          const LibraryLine& line = nuclideOf(found).lines[k];
+          const double counts = found.strength * line.probability * efficiencyAt(line.energy);
+          if (counts <= most) continue;
+          most = counts;
+          name = nuclideOf(found).name;
+          energy = line.energy;
+        }
+      }
+      if (name.empty() && isAnnihilation(peaks_[p].energy)) {
+        name = "annihilation";
+        energy = kAnnihilation_keV;
+      }
+      const USHORT record = peaks_[p].record;
+      file_.set(0x20060056, name.empty() ? 1 : 0, record);
+      file_.setText(0x20060057, name, record);
+      if (!name.empty()) file_.set(0x20060058, energy, record);
+      n_unidentified += name.empty() ? 1 : 0;
+    }
+    file_.set(0x20060062, n_unidentified);
+  }
+
+  static constexpr double kAnnihilation_keV = 510.999;
+  bool isAnnihilation(double energy) const {
+    return std::abs(energy - kAnnihilation_keV) <= toleranceAt(kAnnihilation_keV);
+  }
+
+  File& file_;
+  LineScale scale_;
+  std::optional<EfficiencyCurve> curve_;
+  SpectrumView view_;
+  Times times_;
+  std::vector<FittedPeak> peaks_;
+  std::string library_path_;
+  std::vector<LibraryNuclide> library_;
+  std::vector<IdentifiedNuclide> found_;
+  std::vector<Contribution> contributions_;
+  std::vector<std::size_t> line_of_contribution_;  // index of the line in its nuclide
+  ActivityResult activities_;
+};
+
+}  // namespace
+
+}  // namespace orbengine
+
+using namespace orbengine;
+
+ORB_ENGINE RunNuclideIdentification(void* handle, USHORT step, void*, void*) {
+  return run(handle, step, {ORB_CLS_PEAKS, ORB_CLS_NUCRESULTS, ORB_CLS_LIMITS}, [](File& file) {
+    const ULONG status = AioDeleteLevel(file.handle(), AIO_LEVEL_LIMITS);  // they were taken from the former nuclides
+    check(status);
+    Identification(file).run();
+  });
+}

@@ -1,0 +1,110 @@
+#include "nuclide_library.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <unordered_map>
+
+#include "engine.h"
+
+namespace orbengine {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The folder of the shared library that holds this code.
+fs::path engineFolder() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<const void*>(&findLibrary), &info) == 0 || info.dli_fname == nullptr) return {};
+  std::error_code ignored;
+  return fs::absolute(info.dli_fname, ignored).parent_path();
+}
+
+fs::path dataFileFolder(void* handle) {
+  std::string path(4096, '\0');
+  check(AioFileInfo(handle, path.data(), static_cast<ULONG>(path.size()), nullptr));
+  return fs::path(path.c_str()).parent_path();
+}
+
+/// Releases a handle at the end of a scope.
+class OpenLibrary {
+ public:
+  explicit OpenLibrary(const std::string& path) {
+    require(AioOpen2(&handle_, path.c_str(), AIO_READ_ONLY, 0, 0) == AIO_OK, ENG_BADLIBRARY);
+  }
+  ~OpenLibrary() { AioClose2(handle_, AIO_CLOSE_NOFLUSH); }
+  OpenLibrary(const OpenLibrary&) = delete;
+  OpenLibrary& operator=(const OpenLibrary&) = delete;
+  void* handle() const { return handle_; }
+
+ private:
+  void* handle_ = nullptr;
+};
+
+LibraryLine lineOf(const File& file, USHORT record) {
+  LibraryLine line;
+  line.energy = file.number(0x20070002, 0, record);
+  line.energy_u = file.number(0x20070003, 0, record);
+  line.probability = file.number(0x20070004, 0, record) / 100;
+  line.probability_u = file.number(0x20070005, 0, record) / 100;
+  line.is_key = file.number(0x20070009, 0, record) != 0;
+  line.no_activity = file.number(0x2007000D, 0, record) != 0;
+  line.is_annihilation = file.text(0x2007000A, record) == "annihilation";
+  return line;
+}
+
+bool isUsable(const LibraryLine& line) {
+  return std::isfinite(line.energy) && line.energy > 0 && std::isfinite(line.probability) && line.probability > 0;
+}
+
+}  // namespace
+
+std::string findLibrary(const std::string& name, void* handle) {
+  std::error_code ignored;
+  if (name.find('/') != std::string::npos) {
+    require(fs::is_regular_file(name, ignored), ENG_NOLIBRARY);
+    return name;
+  }
+  require(!name.empty(), ENG_NOLIBRARY);
+  std::vector<fs::path> folders;
+  if (const char* const folder = std::getenv("ORB_DATA_DIR"); folder != nullptr && *folder != '\0')
+    folders.emplace_back(folder);
+  folders.push_back(dataFileFolder(handle));
+  folders.push_back(engineFolder() / ORB_DATA_FROM_ENGINES);
+  folders.push_back(engineFolder() / "../data");  // in a build that is not installed
+  for (const fs::path& folder : folders) {
+    const fs::path path = folder / name;
+    if (fs::is_regular_file(path, ignored)) return path.string();
+  }
+  throw Failure(ENG_NOLIBRARY);
+}
+
+std::vector<LibraryNuclide> readLibrary(const std::string& path) {
+  const OpenLibrary library(path);
+  const File file(library.handle(), 0);
+  std::vector<LibraryNuclide> nuclides;
+  std::unordered_map<std::string, std::size_t> places;
+  const USHORT records = file.records(ORB_CLS_NUCLIB);
+  for (unsigned i = 1; i <= records; ++i) {
+    const auto record = static_cast<USHORT>(i);
+    const std::string name = file.text(0x20070001, record);
+    const LibraryLine line = lineOf(file, record);
+    if (name.empty() || !isUsable(line)) continue;
+    const auto [place, is_new] = places.try_emplace(name, nuclides.size());
+    if (is_new) {
+      LibraryNuclide nuclide;
+      nuclide.name = name;
+      nuclide.parent = file.text(0x2007000B, record);
+      nuclide.half_life_s = file.number(0x20070006, 0, record);
+      nuclide.half_life_u = file.number(0x20070007, 0, record);
+      nuclides.push_back(nuclide);
+    }
+    nuclides[place->second].lines.push_back(line);
+  }
+  require(!nuclides.empty(), ENG_BADLIBRARY);
+  return nuclides;
+}
+
+}  // namespace orbengine

@@ -1,0 +1,35 @@
+/// The nuclide library: a data file with one line of a nuclide in each record (class 0x2007).
+#pragma once
+#include <string>
+#include <vector>
+
+namespace orbengine {
+
+struct LibraryLine {
+  double energy = 0;         ///< [keV]
+  double energy_u = 0;       ///< [keV]; 0: not known
+  double probability = 0;    ///< photons per decay, not per cent
+  double probability_u = 0;  ///< standard uncertainty of it; 0: not known
+  bool is_key = false;       ///< the line that limits and single-line activities are taken from
+  bool no_activity = false;  ///< supports an identification, but takes no part in activities
+  bool is_annihilation = false;
+};
+
+struct LibraryNuclide {
+  std::string name;
+  std::string parent;       ///< with which it is taken to be in equilibrium; empty: none
+  double half_life_s = 0;   ///< 0: not known, no decay correction
+  double half_life_u = 0;   ///< [s]
+  std::vector<LibraryLine> lines;  ///< in the order of the library
+};
+
+/// Path of the library of that name: the name itself when it has a slash, otherwise the first of these folders that
+/// holds it: the one that the environment variable ORB_DATA_DIR names, that of the data file, and the data folder that
+/// belongs to the installed engine. Throws Failure(ENG_NOLIBRARY).
+std::string findLibrary(const std::string& name, void* handle);
+
+/// The nuclides of a library, in the order in which they first occur. Lines without a positive energy and probability
+/// are left out. Throws Failure(ENG_BADLIBRARY) when there is none, or the file cannot be opened.
+std::vector<LibraryNuclide> readLibrary(const std::string& path);
+
+}  // namespace orbengine

@@ -1,0 +1,338 @@
+/// What makes an analysis engine short: the open file as typed values, the C border, and a file that is left as it was
+/// found when the engine fails. Header only, C++17. docs/engines.md tells how to write an engine with it.
+///
+///   ORB_ENGINE RunHalfLife(void* handle, USHORT step, void*, void*) {
+///     return orbengine::run(handle, step, {0x2008}, [](orbengine::File& file) { ... });
+///   }
+///
+/// Everything but `run` throws Failure with the status that becomes the engine's result. Nothing keeps a state, so an
+/// engine may work on two files from two threads.
+#pragma once
+#include <chrono>
+#include <exception>
+#include <initializer_list>
+#include <locale>
+#include <new>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "aioproto.h"
+#include "engstatus.h"
+#include "get_put.h"
+#include "number_types.h"
+
+/// Begins the definition of an entry point: C linkage, visible to the loader.
+#define ORB_ENGINE extern "C" __attribute__((visibility("default"))) LONG
+
+namespace orbengine {
+
+/// What ends an engine before its time.
+class Failure : public std::exception {
+ public:
+  /// @param status  of the engines (engstatus.h), the data-file service or the analysis routines
+  explicit Failure(ULONG status) noexcept : status_(static_cast<LONG>(status)) {}
+  LONG status() const noexcept { return status_; }
+  const char* what() const noexcept override { return "analysis engine failed"; }
+
+ private:
+  LONG status_;
+};
+
+/// Throws Failure(status) unless the condition holds.
+inline void require(bool condition, ULONG status) {
+  if (!condition) throw Failure(status);
+}
+
+/// Throws Failure(status) for anything but success: for calls of the service and of the analysis routines.
+template <typename Status>
+void check(Status status) {
+  if (status != 0) throw Failure(static_cast<ULONG>(status));
+}
+
+/// The values of an open file. Numbers are converted from and to the type that the file's dictionary gives the
+/// parameter; a value that was never written is no failure.
+class File {
+ public:
+  File(void* handle, USHORT step) : handle_(handle), step_(step) {}
+
+  /// For calls of the service and of the analysis routines.
+  void* handle() const { return handle_; }
+  /// Number of the step in its sequence, from 1; 0 when the engine does not run as part of one.
+  USHORT step() const { return step_; }
+
+  /// A number; nothing when it was never written or is a text.
+  std::optional<double> find(ULONG code, USHORT record = 0, USHORT entry = 0) const {
+    LONG type = 0;
+    check(AioUtilReturnType(handle_, code, &type));
+    std::optional<double> number;
+    porb::withNumberType(type, [&](auto raw) {
+      USHORT size = sizeof raw;
+      const ULONG status = AioGetParam(handle_, code, record, entry, &raw, &size);
+      if (status == AIO_NOVALUE) return;
+      check(status);
+      number = static_cast<double>(raw);
+    });
+    return number;
+  }
+
+  double number(ULONG code, double fallback, USHORT record = 0, USHORT entry = 0) const {
+    return find(code, record, entry).value_or(fallback);
+  }
+
+  /// A text; empty when it was never written.
+  std::string text(ULONG code, USHORT record = 0, USHORT entry = 0) const {
+    std::string bytes(AIO_MAX_VALUE_BYTES, '\0');
+    USHORT size = AIO_MAX_VALUE_BYTES;
+    const ULONG status = AioGetParam(handle_, code, record, entry, bytes.data(), &size);
+    if (status == AIO_NOVALUE) return {};
+    check(status);
+    return bytes.c_str();
+  }
+
+  /// Number of records of a class; 0 without such a block.
+  USHORT records(USHORT cls) const { return count(cls, 0); }
+  /// Number of entries of a record, which is there.
+  USHORT entries(USHORT cls, USHORT record) const { return count(cls, record); }
+
+  /// The counts of all channels of the first row of a group; element 0 is channel 1.
+  std::vector<float> spectrum(ULONG group = 1) const {
+    const ULONG channels = countChannels();
+    require(channels > 0, ENG_NOSPECTRUM);
+    std::vector<float> counts(channels);
+    check(AioReadSpectrum2(handle_, counts.data(), AIO_FORMAT_FLOAT, channels, 1, 1, group));
+    return counts;
+  }
+
+  /// Number of channels of the spectral block; 0 when the file has none.
+  ULONG countChannels() const {
+    for (const AioBlockInfo_T& block : blocks())
+      if (block.usClass == ORB_CLS_SPECTRUM) return block.ulChannels;
+    return 0;
+  }
+
+  /// Writes a number, saturating at the ends of the parameter's type. Records and entries are appended one by one.
+  void set(ULONG code, double value, USHORT record = 0, USHORT entry = 0) {
+    LONG type = 0;
+    check(AioUtilReturnType(handle_, code, &type));
+    const bool is_number = porb::withNumberType(type, [&](auto kind) {
+      const auto raw = porb::nearest<decltype(kind)>(value);
+      const USHORT size = sizeof raw;
+      check(AioPutParam(handle_, code, record, entry, &raw, &size));
+    });
+    require(is_number, AIO_TYPEMISMATCH);
+  }
+
+  /// Writes a text.
+  void setText(ULONG code, const std::string& value, USHORT record = 0, USHORT entry = 0) {
+    require(value.size() <= AIO_MAX_VALUE_BYTES, AIO_TOOLONG);
+    const auto size = static_cast<USHORT>(value.size());
+    check(AioPutParam(handle_, code, record, entry, value.data(), &size));
+  }
+
+  /// Empties a block: it is there afterwards, and holds nothing.
+  void renewBlock(USHORT cls) {
+    const ULONG status = AioDeleteBlock(handle_, cls);
+    if (status != AIO_NOBLOCK) check(status);
+    check(AioCreateBlock(handle_, cls, 0));
+  }
+
+  /// Leaves word of what produced a block of results: engine, version, time and the settings that mattered. For the
+  /// result classes, which keep them in the header parameters 0xF0 to 0xF3.
+  void stamp(USHORT cls, const std::string& engine, const std::string& version,
+             std::initializer_list<ULONG> settings) {
+    const ULONG base = (static_cast<ULONG>(cls) << 16) | 0xF0u;
+    setText(base, engine);
+    setText(base + 1, version);
+    set(base + 2, presentTime());
+    setText(base + 3, inWords(settings));
+  }
+
+  /// The file's blocks.
+  std::vector<AioBlockInfo_T> blocks() const {
+    ULONG count = 0;
+    check(AioListBlocks(handle_, nullptr, 0, &count));
+    std::vector<AioBlockInfo_T> found(count);
+    check(AioListBlocks(handle_, found.data(), count, &count));
+    return found;
+  }
+
+ private:
+  USHORT count(USHORT cls, USHORT record) const {
+    USHORT number = 0;
+    const ULONG status = AioCount(handle_, cls, record, 0, &number);
+    if (status != AIO_NOBLOCK) check(status);
+    return number;
+  }
+
+  /// The present time as parameters hold it: ticks of 100 ns since 1858-11-17.
+  static double presentTime() {
+    constexpr double kEpoch_days = 40587;  // from 1858-11-17 to 1970-01-01
+    const std::chrono::duration<double> now = std::chrono::system_clock::now().time_since_epoch();
+    return (now.count() + kEpoch_days * 86400) * 1e7;
+  }
+
+  /// "NAME=value" lines; what was never written has no line.
+  std::string inWords(std::initializer_list<ULONG> codes) const {
+    std::ostringstream lines;
+    lines.imbue(std::locale::classic());
+    for (const ULONG code : codes) {
+      AioParamInfo_T info;
+      check(AioUtilParamInfo(handle_, code, &info));
+      if (info.lReturnType == AIO_T_TEXT || info.lReturnType == AIO_T_NAME) {
+        if (const std::string value = text(code); !value.empty()) lines << info.szName << '=' << value << '\n';
+      } else if (const auto value = find(code)) {
+        lines << info.szName << '=' << *value << '\n';
+      }
+    }
+    return lines.str();
+  }
+
+  void* handle_;
+  USHORT step_;
+};
+
+/// The content of one block, for putting it back. Values that the dictionary does not know cannot be kept.
+class BlockCopy {
+ public:
+  BlockCopy(void* handle, USHORT cls) : handle_(handle), class_(cls) {
+    for (const AioBlockInfo_T& block : File(handle, 0).blocks()) {
+      if (block.usClass != cls) continue;
+      exists_ = true;
+      size_ = block.ulSize;
+      records_ = block.usRecords;
+    }
+    for (unsigned record = 0; exists_ && record <= records_; ++record) keepRecord(static_cast<USHORT>(record));
+  }
+
+  /// Makes the block again what it was. A value that the service refuses is passed over.
+  void restore() const {
+    AioDeleteBlock(handle_, class_);
+    if (!exists_) return;
+    AioCreateBlock(handle_, class_, size_);
+    for (unsigned record = 0; record < records_; ++record)
+      AioInsertRecord(handle_, class_, static_cast<USHORT>(record));
+    for (const Value& value : values_) {
+      const auto size = static_cast<USHORT>(value.bytes.size());
+      AioPutParam(handle_, value.code, value.record, value.entry, value.bytes.data(), &size);
+    }
+  }
+
+ private:
+  struct Value {
+    ULONG code;
+    USHORT record;
+    USHORT entry;
+    std::string bytes;
+  };
+
+  void keepRecord(USHORT record) {
+    ULONG count = 0;
+    check(AioListValues(handle_, class_, record, nullptr, 0, &count));
+    std::vector<AioValueInfo_T> infos(count);
+    check(AioListValues(handle_, class_, record, infos.data(), count, &count));
+    for (const AioValueInfo_T& info : infos) {
+      std::string bytes(info.usSize + sizeof(double), '\0');
+      auto size = static_cast<USHORT>(bytes.size());
+      ULONG status = AioGetParam(handle_, info.ulCode, record, info.usEntry, bytes.data(), &size);
+      if (status == AIO_BADSIZE) {  // a text comes padded to its greatest length
+        bytes.assign(AIO_MAX_VALUE_BYTES, '\0');
+        size = AIO_MAX_VALUE_BYTES;
+        status = AioGetParam(handle_, info.ulCode, record, info.usEntry, bytes.data(), &size);
+      }
+      if (status != AIO_OK) continue;
+      const bool is_text = info.lType == AIO_T_TEXT || info.lType == AIO_T_NAME;
+      bytes.resize(is_text ? info.usSize : size);
+      values_.push_back({info.ulCode, record, info.usEntry, std::move(bytes)});
+    }
+  }
+
+  void* handle_;
+  USHORT class_;
+  bool exists_ = false;
+  ULONG size_ = 0;
+  USHORT records_ = 0;
+  std::vector<Value> values_;
+};
+
+/// The options of a step (0x2010006F): NAME=VALUE pairs separated by blanks, each a processing setting of class 0x2003
+/// that holds for this step alone. The settings are put into the file and come back to what they were with the object.
+class StepOptions {
+ public:
+  explicit StepOptions(File& file) {
+    const std::string options = file.step() > 0 ? file.text(kStepOptions, file.step()) : std::string();
+    if (options.find_first_not_of(' ') == std::string::npos) return;
+    former_.emplace(file.handle(), USHORT{ORB_CLS_PROC});
+    try {
+      std::istringstream pairs(options);
+      for (std::string pair; pairs >> pair;) apply(file, pair);
+    } catch (...) {
+      former_->restore();
+      throw;
+    }
+  }
+  ~StepOptions() {
+    if (!former_) return;
+    try {
+      former_->restore();
+    } catch (...) {  // a destructor must not throw; what could be put back is back
+    }
+  }
+  StepOptions(const StepOptions&) = delete;
+  StepOptions& operator=(const StepOptions&) = delete;
+
+ private:
+  static constexpr ULONG kStepOptions = 0x2010006F;
+
+  static void apply(File& file, const std::string& pair) {
+    const std::size_t sign = pair.find('=');
+    require(sign != std::string::npos, ENG_BADOPTION);
+    char full_name[AIO_DESCRIPTION_LENGTH];
+    ULONG code = 0;
+    require(AioUtilPname2Code(pair.substr(0, sign).c_str(), full_name, &code) == AIO_OK, ENG_BADOPTION);
+    require(code >> 16 == ORB_CLS_PROC, ENG_BADOPTION);
+    LONG type = 0;
+    check(AioUtilReturnType(file.handle(), code, &type));
+    const std::string value = pair.substr(sign + 1);
+    if (type == AIO_T_TEXT || type == AIO_T_NAME) return file.setText(code, value);
+    std::istringstream text(value);
+    text.imbue(std::locale::classic());
+    double number = 0;
+    require(static_cast<bool>(text >> number) && text.eof(), ENG_BADOPTION);
+    file.set(code, number);
+  }
+
+  std::optional<BlockCopy> former_;
+};
+
+/// Runs an engine at the C border: applies the options of the step, turns what the body throws into a status, and after
+/// a failure puts the blocks back that the engine writes.
+/// @param writes  classes of the blocks that the body changes
+/// @param body    void(File&)
+/// @return 0, or the status that the body failed with; ENG_NOMEMORY; ENG_INTERNAL for any other exception
+template <typename Body>
+LONG run(void* handle, USHORT step, std::initializer_list<USHORT> writes, Body&& body) noexcept {
+  try {
+    File file(handle, step);
+    std::vector<BlockCopy> former;
+    for (const USHORT cls : writes) former.emplace_back(handle, cls);
+    try {
+      const StepOptions options(file);
+      body(file);
+    } catch (...) {
+      for (const BlockCopy& block : former) block.restore();
+      throw;
+    }
+    return ENG_OK;
+  } catch (const Failure& failure) {
+    return failure.status();
+  } catch (const std::bad_alloc&) {
+    return ENG_NOMEMORY;
+  } catch (...) {
+    return ENG_INTERNAL;
+  }
+}
+
+}  // namespace orbengine

@@ -1,0 +1,173 @@
+// The kernels behind nuclide identification and activities, on arrays.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "kernel/activity.h"
+#include "kernel/decay.h"
+#include "kernel/identification.h"
+
+namespace orbengine {
+namespace {
+
+constexpr double kNever = std::numeric_limits<double>::infinity();
+
+CandidateLine line(double energy, double sensitivity, double limit = 30) {
+  CandidateLine line;
+  line.energy = energy;
+  line.sensitivity = sensitivity;
+  line.limit = limit;
+  line.tolerance = 2;
+  return line;
+}
+
+SpectrumPeak peak(double energy, double area) {
+  return {energy, area, std::sqrt(area) + 5};
+}
+
+/// Names as in the case's list of candidates.
+struct IdentificationCase {
+  const char* what;
+  std::vector<SpectrumPeak> peaks;
+  std::vector<Candidate> candidates;
+  std::vector<int> present;
+};
+
+const Candidate kOneLine{{line(661.7, 0.85)}};
+const Candidate kPair{{line(1173.2, 1.0), line(1332.5, 0.9)}};
+const Candidate kChain{{line(295.2, 0.5), line(351.9, 0.9), line(609.3, 0.8), line(1120.3, 0.2)}};
+
+TEST(IdentificationTest, WhichNuclidesAreThere) {
+  Candidate annihilation{{line(511, 1.8)}};
+  annihilation.lines[0].identifies = false;
+  const Candidate rival{{line(609.9, 1.0), line(900, 0.9)}};      // its second line is not seen
+  const Candidate unseen{{line(609.9, 1.0), line(900, 0.9, kNever)}};
+  const Candidate off{{line(663.5, 1.0)}};
+  const std::vector<SpectrumPeak> chain = {peak(295.3, 5000), peak(351.9, 9000), peak(609.2, 8000), peak(1120.4, 2000)};
+  const IdentificationCase cases[] = {
+      {"no peaks", {}, {kOneLine, kPair}, {}},
+      {"one line", {peak(661.6, 900)}, {kPair, kOneLine}, {1}},
+      {"outside the tolerance", {peak(664, 900)}, {kOneLine}, {}},
+      {"the nearer of two", {peak(661.7, 900)}, {off, kOneLine}, {1}},
+      {"half of a pair, the other ought to be seen", {peak(1173.2, 900)}, {kPair}, {}},
+      {"half of a pair, the other too weak to be seen", {peak(1173.2, 40)}, {kPair}, {0}},
+      {"annihilation alone says nothing", {peak(511, 90000)}, {annihilation}, {}},
+      {"a chain, and a rival for one of its peaks", chain, {rival, unseen, kChain}, {2}},
+      {"a line in another's peak shows by the excess",
+       {peak(295.3, 5000), peak(351.9, 9000), peak(609.4, 60000), peak(1120.4, 2000)}, {unseen, kChain}, {0, 1}},
+  };
+  for (const IdentificationCase& c : cases) {
+    std::vector<int> found;
+    for (const IdentifiedNuclide& nuclide : identify(c.peaks, c.candidates, {})) {
+      found.push_back(nuclide.candidate);
+      EXPECT_GT(nuclide.confidence, 0) << c.what;
+      EXPECT_LE(nuclide.confidence, 1) << c.what;
+    }
+    EXPECT_THAT(found, ::testing::UnorderedElementsAreArray(c.present)) << c.what;
+  }
+}
+
+TEST(IdentificationTest, ConfidenceFallsWithDistanceAndMissingLines) {
+  const auto confidence = [](const std::vector<SpectrumPeak>& peaks, const Candidate& candidate) {
+    const auto found = identify(peaks, {candidate}, {0.3, 0.1, 0.0, 1});
+    return found.empty() ? 0 : found.front().confidence;
+  };
+  const double whole = confidence({peak(1173.2, 900), peak(1332.5, 800)}, kPair);
+  EXPECT_GT(whole, 0.9);
+  EXPECT_LT(confidence({peak(1174.2, 900), peak(1333.5, 800)}, kPair), whole - 0.2);
+  const Candidate with_weak{{line(1173.2, 1.0), line(1332.5, 0.9), line(800, 0.3)}};
+  EXPECT_LT(confidence({peak(1173.2, 900), peak(1332.5, 800)}, with_weak), whole - 0.1);
+}
+
+TEST(IdentificationTest, StrengthIsThatOfTheUndisturbedLines) {
+  const auto found = identify({peak(295.2, 5000), peak(351.9, 9000), peak(609.3, 30000), peak(1120.3, 2000)}, {kChain}, {});
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_NEAR(found[0].strength, 10000, 500) << "the third peak holds something else too";
+}
+
+// ---- Activities ------------------------------------------------------------------------------------------------
+
+/// Two nuclides, one peak shared: 100 and 50 Bq.
+std::vector<Contribution> sharedPeak() {
+  return {{0, 0, 10, 0, 0}, {0, 1, 5, 0, 0}, {1, 1, 8, 0, 0}, {1, 2, 2, 0, 0}};
+}
+
+TEST(ActivityTest, InterferingLinesAreSolvedTogether) {
+  const ActivityResult result = solveActivities({{1000, 40}, {900, 30}, {100, 15}}, sharedPeak(), 2, 3);
+  ASSERT_EQ(result.nuclides.size(), 2u);
+  EXPECT_NEAR(result.nuclides[0].value, 100, 1e-9);
+  EXPECT_NEAR(result.nuclides[1].value, 50, 1e-9);
+  // By hand: the normal equations' inverse.
+  const double w0 = 1 / 1600.0, w1 = 1 / 900.0, w2 = 1 / 225.0;
+  const double a = 100 * w0 + 25 * w1, b = 40 * w1, d = 64 * w1 + 4 * w2;
+  EXPECT_NEAR(result.nuclides[0].u, std::sqrt(d / (a * d - b * b)), 1e-9);
+  EXPECT_TRUE(result.lines[1].is_interfered);
+  EXPECT_FALSE(result.lines[0].is_interfered);
+}
+
+TEST(ActivityTest, NuclidesThatNoPeakTellsApartAreNotDetermined) {
+  const ActivityResult result = solveActivities({{1000, 40}}, {{0, 0, 10, 0, 0}, {1, 0, 8, 0, 0}}, 2, 3);
+  EXPECT_FALSE(result.nuclides[0].is_determined);
+  EXPECT_FALSE(result.nuclides[1].is_determined);
+  EXPECT_FALSE(solveActivities({}, {}, 1, 3).nuclides[0].is_determined);
+  EXPECT_FALSE(solveActivities({{10, 1}}, {}, 1, 3).nuclides[0].is_determined) << "found, but without a line that counts";
+}
+
+TEST(ActivityTest, LineThatDoesNotAgreeIsLeftOut) {
+  const std::vector<Contribution> lines = {{0, 0, 10, 0, 0}, {0, 1, 10, 0, 0}, {0, 2, 10, 0, 0}};
+  const std::vector<PeakArea> peaks = {{1000, 20}, {1010, 20}, {1500, 20}};
+  const ActivityResult result = solveActivities(peaks, lines, 1, 3);
+  EXPECT_NEAR(result.nuclides[0].value, 100.5, 1e-9);
+  EXPECT_EQ(result.nuclides[0].lines, 2);
+  EXPECT_EQ(result.lines[2].weight, 0);
+  EXPECT_NEAR(solveActivities(peaks, lines, 1, 0).nuclides[0].value, 117, 1e-9) << "0: all are kept";
+}
+
+TEST(ActivityTest, SharedUncertaintyDoesNotAverageOut) {
+  std::vector<Contribution> lines;
+  std::vector<PeakArea> peaks;
+  for (int i = 0; i < 25; ++i) {
+    lines.push_back({0, i, 10, 0, 0.05});
+    peaks.push_back({1000, 1});
+  }
+  EXPECT_NEAR(solveActivities(peaks, lines, 1, 3).nuclides[0].u, 5, 0.05);
+}
+
+/// The quoted uncertainty is the scatter of repeated measurements.
+TEST(ActivityTest, PullsAreStandardNormal) {
+  std::mt19937_64 random(5);
+  std::normal_distribution<double> normal;
+  double sum = 0, sum2 = 0;
+  constexpr int kRuns = 2000;
+  for (int run = 0; run < kRuns; ++run) {
+    const ActivityResult result = solveActivities(
+        {{1000 + 40 * normal(random), 40}, {900 + 30 * normal(random), 30}, {100 + 15 * normal(random), 15}},
+        sharedPeak(), 2, 0);
+    // Three peaks for two nuclides: what enlarges the uncertainty after a poor fit is left aside here.
+    const double pull = (result.nuclides[1].value - 50) / result.nuclides[1].counting_u;
+    sum += pull;
+    sum2 += pull * pull;
+  }
+  EXPECT_NEAR(sum / kRuns, 0, 4 / std::sqrt(kRuns));
+  EXPECT_NEAR(std::sqrt(sum2 / kRuns), 1, 4 / std::sqrt(2.0 * kRuns));
+}
+
+// ---- Decay -----------------------------------------------------------------------------------------------------
+
+TEST(DecayTest, FactorsOfWorkedCases) {
+  EXPECT_DOUBLE_EQ(toReferenceDate(100, 1, 200).value, 4);
+  EXPECT_DOUBLE_EQ(toReferenceDate(100, 1, -100).value, 0.5);
+  EXPECT_NEAR(toReferenceDate(100, 1, 200).relative_u, 2 * std::log(2) * 0.01, 1e-12);
+  EXPECT_DOUBLE_EQ(toReferenceDate(0, 0, 1e9).value, 1);
+  EXPECT_NEAR(meanDuringCounting(100, 100), 0.5 / std::log(2), 1e-12);
+  EXPECT_NEAR(meanDuringCounting(1e12, 1), 1, 1e-9);
+  EXPECT_DOUBLE_EQ(meanDuringCounting(0, 100), 1);
+  EXPECT_NEAR(forBuildUp(BuildUp::Irradiation, 100, 100), 2, 1e-12);
+  EXPECT_NEAR(forBuildUp(BuildUp::Deposit, 100, 100), 2 * std::log(2), 1e-12);
+  EXPECT_DOUBLE_EQ(forBuildUp(BuildUp::None, 100, 100), 1);
+}
+
+}  // namespace
+}  // namespace orbengine

@@ -1,0 +1,66 @@
+#include "analysis.h"
+
+#include "blocks.h"
+#include "failure.h"
+#include "open_file.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+constexpr std::uint32_t kIdentificationLibrary = 0x2010004A;
+constexpr std::uint32_t kLimitLibrary = 0x20100072;
+
+/// A copy in the file system, the pending changes of nobody included.
+void copyFile(const std::string& source, const std::string& target, const std::string& shown_name) {
+  FileAccess from;
+  openForReading(from, source);
+  FileAccess to;
+  require(to.open(target, com::norvale::orb::CREATE), shown_name, "cannot create");
+  require(from.duplicateTo(to), shown_name, "cannot copy " + source);
+  flushAndClose(to);
+}
+
+/// The sequence lies in the file afterwards, its libraries replaced by that of the request.
+void adoptSequence(FileAccess& file, const AnalysisRequest& request, const std::string& shown_name) {
+  FileAccess sequence;
+  openForReading(sequence, findSequence(request.sequence));
+  require(sequence.copySequenceTo(file), shown_name, "cannot take over the sequence");
+  if (request.library.empty()) return;
+  putValue(file, kIdentificationLibrary, Variant(request.library));
+  putValue(file, kLimitLibrary, Variant(request.library));
+}
+
+}  // namespace
+
+void analyse(const AnalysisRequest& request, const std::string& target, const std::string& shown_name,
+             const Note& note) {
+  if (looksLikeDataFile(request.input)) {
+    copyFile(request.input, target, shown_name);
+  } else {
+    importSpectrum({request.input, request.detector, request.number}, target, shown_name, note);
+  }
+  FileAccess file;
+  openForWriting(file, target);
+  adoptSequence(file, request, shown_name);
+  std::string failed;
+  file.observeSteps([&](const com::norvale::orb::StepReport& report) {
+    if (report.result != 0) failed = report.engine;
+  });
+  const std::uint32_t status = file.executeSequence(file, request.engines.catalogue, request.engines.folder, false);
+  const std::string what = failed.empty() ? "cannot run the sequence" : "step '" + escapeLine(failed) + "'";
+  require(status, request.input, what);
+  flushAndClose(file);
+}
+
+std::uint32_t runSequence(FileAccess& file, const std::string& sequence, const EngineSet& engines, bool skip_errors) {
+  if (isSameFile(sequence, file.name())) {
+    return file.executeSequence(file, engines.catalogue, engines.folder, skip_errors);
+  }
+  FileAccess steps;
+  openForReading(steps, sequence);
+  return file.executeSequence(steps, engines.catalogue, engines.folder, skip_errors);
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,114 @@
+// orb analyze: from a spectrum to its peaks and nuclides in one go.
+#include <memory>
+
+#include "analysis.h"
+#include "atomic_file.h"
+#include "blocks.h"
+#include "command.h"
+#include "failure.h"
+#include "nuclide_results.h"
+#include "peak_results.h"
+#include "temporary_folder.h"
+
+namespace orb::tool {
+
+namespace {
+
+struct Options {
+  AnalysisRequest request;
+  std::string catalogue;
+  std::string folder;
+  std::string out;
+  std::string report;
+  bool force = false;
+  bool json = false;
+};
+
+void print(const std::string& path, const Options& options, Console& console) {
+  FileAccess file;
+  openForReading(file, path);
+  const auto peaks = readPeaks(file);
+  const NuclideResults nuclides = readNuclides(file);
+  if (options.json) {
+    Json json = peaksJson(peaks);
+    appendNuclides(json, nuclides);
+    return printJson(json, console);
+  }
+  printPeaks(peaks, console);
+  console.line();
+  printNuclides(nuclides, console);
+}
+
+/// Where the analysed file goes: -o, the data file itself, or a file that is gone afterwards.
+class Target {
+ public:
+  explicit Target(const Options& options) {
+    const bool in_place = options.out.empty() && looksLikeDataFile(options.request.input);
+    if (options.out.empty() && !in_place) {
+      folder_ = std::make_unique<TemporaryFolder>();
+      path_ = folder_->path() + "/analysed.dat";
+      return;
+    }
+    named_ = in_place ? options.request.input : options.out;
+    requireNoOtherFile(named_);
+    draft_ = std::make_unique<DraftFile>(named_, in_place || options.force);
+    path_ = draft_->path();
+  }
+
+  const std::string& path() const { return path_; }
+  const std::string& shownName(const Options& options) const { return named_.empty() ? options.request.input : named_; }
+  void publish() {
+    if (draft_) draft_->publish();
+    if (draft_) path_ = named_;
+  }
+
+ private:
+  std::unique_ptr<TemporaryFolder> folder_;
+  std::unique_ptr<DraftFile> draft_;
+  std::string named_;
+  std::string path_;
+};
+
+int run(Options options, Console& console) {
+  options.request.engines = findEngines(options.catalogue, options.folder);
+  const Note note = [&](const std::string& text) { console.note(options.request.input + ": " + text); };
+  Target target(options);
+  analyse(options.request, target.path(), target.shownName(options), note);
+  target.publish();
+  print(target.path(), options, console);
+  return kDone;
+}
+
+}  // namespace
+
+void addAnalyze(CLI::App& app, Job& job) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand("analyze", "Find the peaks and nuclides of a spectrum");
+  command->add_option("IN", options->request.input, "Data file, or a spectrum in a text format")->required();
+  command->add_option("-o,--output", options->out,
+                      "Data file for the results; without it a data file keeps its own, and a text leaves none")
+      ->type_name("FILE");
+  command->add_option("--report", options->report, "Report page to write, .html")->type_name("R.html");
+  command->add_option("--detector", options->request.detector, "For a text: hpge or nai; guessed from the widths without it")
+      ->check(CLI::IsMember({"hpge", "nai"}))
+      ->type_name("KIND");
+  command->add_option("--spectrum", options->request.number, "For a text: which spectrum, from 1")
+      ->check(CLI::PositiveNumber)
+      ->type_name("N");
+  command->add_option("--library", options->request.library, "Nuclide library in place of the sequence's")
+      ->type_name("FILE");
+  command->add_option("--sequence", options->request.sequence, "File that holds the sequence; the standard one without it")
+      ->type_name("ASF");
+  command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
+  command->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
+      ->type_name("DIR");
+  command->add_flag("--force", options->force, "Replace existing files");
+  command->add_flag("--json", options->json, "Print JSON");
+  command->footer(
+      "Nuclides are listed by falling confidence, lines that ought to be seen and are not in brackets. Activities need\n"
+      "an efficiency calibration and a live time in the file.\n\n"
+      "Example:\n  orb analyze soil.spe -o soil.dat --report soil.html");
+  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+}
+
+}  // namespace orb::tool

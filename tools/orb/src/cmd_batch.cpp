@@ -1,0 +1,219 @@
+// orb batch: many spectra, one after the other or several at once.
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "analysis.h"
+#include "atomic_file.h"
+#include "command.h"
+#include "failure.h"
+#include "nuclide_results.h"
+#include "peak_results.h"
+#include "progress.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+  std::vector<std::string> inputs;
+  AnalysisRequest request;
+  std::string catalogue;
+  std::string folder;
+  std::string out;
+  std::string csv;
+  unsigned jobs = 1;
+  bool force = false;
+};
+
+/// What became of one spectrum.
+struct Outcome {
+  std::string input;
+  std::string state;  ///< done, kept (from an earlier run) or failed
+  std::string message;
+  std::size_t peaks = 0;
+  NuclideResults nuclides;
+};
+
+/// The files that are named, those of folders in the order of their names. Hidden files are passed over.
+std::vector<std::string> listInputs(const std::vector<std::string>& named) {
+  std::vector<std::string> inputs;
+  for (const std::string& name : named) {
+    std::error_code error;
+    if (!fs::is_directory(name, error)) {
+      inputs.push_back(name);
+      continue;
+    }
+    std::vector<std::string> inside;
+    for (const auto& entry : fs::directory_iterator(name, error)) {
+      const bool is_hidden = entry.path().filename().string().front() == '.';
+      if (!is_hidden && entry.is_regular_file(error)) inside.push_back(entry.path().string());
+    }
+    if (error) throw Failure(name, "cannot read the folder: " + error.message());
+    std::sort(inside.begin(), inside.end());
+    inputs.insert(inputs.end(), inside.begin(), inside.end());
+  }
+  return inputs;
+}
+
+/// The whole name of the input stays in that of the output: x.spe and x.csv are two spectra.
+std::string outputFor(const std::string& input, const std::string& folder) {
+  const fs::path name = fs::path(input).filename();
+  return (fs::path(folder) / (name.extension() == ".dat" ? name.string() : name.string() + ".dat")).string();
+}
+
+void requireDistinctOutputs(const std::vector<std::string>& inputs, const std::string& folder) {
+  std::map<std::string, std::string> owners;
+  for (const std::string& input : inputs) {
+    const auto [place, is_new] = owners.try_emplace(outputFor(input, folder), input);
+    if (!is_new) throw Failure(input, "has the name of " + place->second + "; both would become " + place->first);
+    if (isSameFile(input, place->first)) throw Failure(input, "lies in the folder of the results");
+  }
+}
+
+class Batch {
+ public:
+  Batch(const Options& options, std::vector<std::string> inputs)
+      : options_(options), inputs_(std::move(inputs)), outcomes_(inputs_.size()),
+        progress_("analysing", inputs_.size(), false) {}
+
+  std::vector<Outcome> run() {
+    std::vector<std::thread> workers;
+    for (unsigned i = 1; i < options_.jobs; ++i) workers.emplace_back([this] { work(); });
+    work();
+    for (std::thread& worker : workers) worker.join();
+    return std::move(outcomes_);
+  }
+
+ private:
+  void work() {
+    for (std::size_t i = next_++; i < inputs_.size(); i = next_++) {
+      outcomes_[i] = analyseOne(inputs_[i]);
+      const std::lock_guard lock(mutex_);
+      progress_.step();
+    }
+  }
+
+  /// One that fails does not stop the rest.
+  Outcome analyseOne(const std::string& input) const {
+    Outcome outcome;
+    outcome.input = input;
+    try {
+      const std::string target = outputFor(input, options_.out);
+      const bool is_finished = pathExists(target) && !options_.force;
+      if (!is_finished) make(input, target);
+      outcome.state = is_finished ? "kept" : "done";
+      FileAccess file;
+      openForReading(file, target);
+      outcome.peaks = readPeaks(file).size();
+      outcome.nuclides = readNuclides(file);
+    } catch (const std::exception& error) {
+      outcome.state = "failed";
+      outcome.message = error.what();
+    }
+    return outcome;
+  }
+
+  /// A file that bears its name is whole, so that a batch that was stopped knows what it need not do again.
+  void make(const std::string& input, const std::string& target) const {
+    AnalysisRequest request = options_.request;
+    request.input = input;
+    DraftFile draft(target, options_.force);
+    analyse(request, draft.path(), target, [](const std::string&) {});
+    draft.publish();
+  }
+
+  const Options& options_;
+  std::vector<std::string> inputs_;
+  std::vector<Outcome> outcomes_;
+  std::atomic<std::size_t> next_{0};
+  std::mutex mutex_;
+  Progress progress_;
+};
+
+std::string namesOf(const NuclideResults& results, const char* separator) {
+  std::string names;
+  for (const NuclideRow& row : results.nuclides) names += (names.empty() ? "" : separator) + row.name;
+  return names;
+}
+
+std::string quoted(const std::string& field) {
+  std::string text = "\"";
+  for (const char c : field) text += c == '"' ? "\"\"" : std::string(1, c);
+  return text + "\"";
+}
+
+std::string csvOf(const std::vector<Outcome>& outcomes) {
+  std::string text = "file,result,peaks,unidentified,nuclides,message\n";
+  for (const Outcome& outcome : outcomes) {
+    text += quoted(outcome.input) + "," + outcome.state + "," + std::to_string(outcome.peaks) + "," +
+            std::to_string(outcome.nuclides.unidentified.size()) + "," + quoted(namesOf(outcome.nuclides, ";")) + "," +
+            quoted(outcome.message) + "\n";
+  }
+  return text;
+}
+
+void print(const std::vector<Outcome>& outcomes, Console& console) {
+  std::size_t width = 4;
+  for (const Outcome& outcome : outcomes) width = std::max(width, displayWidth(escapeLine(outcome.input)));
+  for (const Outcome& outcome : outcomes) {
+    const std::string what =
+        outcome.state == "failed" ? escapeLine(outcome.message) : escapeLine(namesOf(outcome.nuclides, " "));
+    const std::string peaks = outcome.state == "failed" ? "" : std::to_string(outcome.peaks);
+    console.line(padRight(escapeLine(outcome.input), width) + "  " + padRight(outcome.state, 7) + padLeft(peaks, 5) +
+                 "  " + what);
+  }
+}
+
+int run(Options options, Console& console) {
+  options.request.engines = findEngines(options.catalogue, options.folder);
+  const std::vector<std::string> inputs = listInputs(options.inputs);
+  requireDistinctOutputs(inputs, options.out);
+  std::error_code error;
+  fs::create_directories(options.out, error);
+  if (error) throw Failure(options.out, "cannot make the folder: " + error.message());
+  std::unique_ptr<DraftFile> table;
+  if (!options.csv.empty()) table = std::make_unique<DraftFile>(options.csv, true);
+  const std::vector<Outcome> outcomes = Batch(options, inputs).run();
+  print(outcomes, console);
+  if (table) table->write(csvOf(outcomes));
+  if (table) table->publish();
+  const auto n_failed =
+      std::count_if(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.state == "failed"; });
+  if (n_failed > 0) console.note(std::to_string(n_failed) + " of " + std::to_string(outcomes.size()) + " failed");
+  return n_failed > 0 ? kFailed : kDone;
+}
+
+}  // namespace
+
+void addBatch(CLI::App& app, Job& job) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand("batch", "Analyse many spectra");
+  command->add_option("FILES", options->inputs, "Spectra, data files, or folders of them")->required();
+  command->add_option("-o,--output", options->out, "Folder for the analysed files; made when it is not there")
+      ->required()
+      ->type_name("OUTDIR");
+  command->add_option("--jobs", options->jobs, "Spectra at once")->check(CLI::Range(1, 64))->type_name("N");
+  command->add_option("--csv", options->csv, "Summary table to write; an existing one is replaced")->type_name("R.csv");
+  command->add_option("--library", options->request.library, "Nuclide library in place of the sequence's")
+      ->type_name("FILE");
+  command->add_option("--sequence", options->request.sequence, "File that holds the sequence; the standard one without it")
+      ->type_name("ASF");
+  command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
+  command->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
+      ->type_name("DIR");
+  command->add_flag("--force", options->force, "Analyse finished files again");
+  command->footer(
+      "The results of soil.spe go to OUTDIR/soil.spe.dat. A file that is there already is kept as it is, so a batch that\n"
+      "was stopped can be started again. One that fails does not stop the rest; exit status 1 tells of it.\n\n"
+      "Example:\n  orb batch spectra -o results --jobs 4 --csv results.csv");
+  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,75 @@
+// orb run: a sequence on a data file.
+#include <cstdio>
+#include <memory>
+
+#include "analysis.h"
+#include "command.h"
+#include "failure.h"
+#include "json_output.h"
+#include "result_text.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+using com::norvale::orb::StepReport;
+
+struct Options {
+  std::string file;
+  std::string sequence;
+  std::string catalogue;
+  std::string folder;
+  bool skip_errors = false;
+  bool json = false;
+};
+
+std::string inWords(const StepReport& report) {
+  char time[32];
+  std::snprintf(time, sizeof time, "%9.1f ms  ", report.seconds * 1000);
+  return padLeft(std::to_string(report.step), 3) + "  " + padRight(escapeLine(report.engine), 26) + time +
+         (report.result == 0 ? "done" : codeInWords(report.result));
+}
+
+int run(const Options& options, Console& console) {
+  const EngineSet engines = findEngines(options.catalogue, options.folder);
+  FileAccess file;
+  openForWriting(file, options.file);
+  Json steps = Json::array();
+  file.observeSteps([&](const StepReport& report) {
+    steps.push_back({{"step", report.step},
+                     {"engine", report.engine},
+                     {"seconds", report.seconds},
+                     {"result", hex(report.result, 8)}});
+    if (!options.json) console.line(inWords(report));
+  });
+  const std::string sequence = findSequence(options.sequence);
+  const std::uint32_t status = runSequence(file, sequence, engines, options.skip_errors);
+  if (options.json) printJson({{"result", hex(status, 8)}, {"steps", steps}}, console);
+  // What the steps before a failed one found stays in the file: the failed one has put back its own blocks.
+  flushAndClose(file);
+  require(status, options.file, "cannot run the sequence " + sequence);
+  return kDone;
+}
+
+}  // namespace
+
+void addRun(CLI::App& app, Job& job) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand("run", "Run a sequence of analysis steps on a data file");
+  command->add_option("FILE", options->file, "Data file; the results are stored in it")->required();
+  command->add_option("--sequence", options->sequence, "File that holds the sequence; the standard one without it")
+      ->type_name("ASF");
+  command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
+  command->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
+      ->type_name("DIR");
+  command->add_flag("--skip-errors", options->skip_errors, "Go on after a step that fails");
+  command->add_flag("--json", options->json, "Print JSON");
+  command->footer(
+      "The sequence's settings are copied into the file, unless it lies in the file itself. A failed step leaves its\n"
+      "own results as they were; those of the steps before it are stored.\n\n"
+      "Example:\n  orb run soil.dat --sequence STANDARD.ASF");
+  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,144 @@
+// orb sequence: the steps of an analysis, edited.
+#include <limits>
+#include <memory>
+
+#include "atomic_file.h"
+#include "comdefs.h"
+#include "command.h"
+#include "failure.h"
+#include "json_output.h"
+#include "sequence_file.h"
+#include "terminal_text.h"
+
+namespace orb::tool {
+
+namespace {
+
+constexpr std::uint32_t kSequenceTitle = 0x20100005;
+constexpr std::uint32_t kIdentificationLibrary = 0x2010004A;
+constexpr std::uint32_t kLimitLibrary = 0x20100072;
+
+struct Options {
+  std::string file;
+  std::string title;
+  std::string library = "STDLIB.NLB";
+  SequenceStep step;
+  std::size_t number = 0;
+  bool force = false;
+  bool json = false;
+};
+
+int makeNew(const Options& options, Console&) {
+  requireNoOtherFile(options.file);
+  DraftFile draft(options.file, options.force);
+  FileAccess file;
+  require(file.open(draft.path(), com::norvale::orb::CREATE), options.file, "cannot create");
+  require(file.createBlock(ORB_CLS_ANALCNTL, 0, 1, 1), options.file, "cannot create the sequence");
+  if (!options.title.empty()) putValue(file, kSequenceTitle, Variant(options.title));
+  putValue(file, kIdentificationLibrary, Variant(options.library));
+  putValue(file, kLimitLibrary, Variant(options.library));
+  flushAndClose(file);
+  draft.publish();
+  return kDone;
+}
+
+Json asJson(const std::vector<SequenceStep>& steps, const FileAccess& file) {
+  Json json;
+  json["title"] = findText(file, kSequenceTitle);
+  json["library"] = findText(file, kIdentificationLibrary);
+  json["steps"] = Json::array();
+  for (const SequenceStep& step : steps)
+    json["steps"].push_back(
+        {{"engine", step.engine}, {"options", step.options}, {"description", step.description}});
+  return json;
+}
+
+int show(const Options& options, Console& console) {
+  FileAccess file;
+  openForReading(file, options.file);
+  const auto steps = readSteps(file);
+  if (options.json) {
+    printJson(asJson(steps, file), console);
+    return kDone;
+  }
+  if (const std::string title = findText(file, kSequenceTitle); !title.empty()) console.line(escapeLine(title));
+  if (steps.empty()) console.line("no steps");
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    const SequenceStep& step = steps[i];
+    console.line(padLeft(std::to_string(i + 1), 3) + "  " + padRight(escapeLine(step.engine), 28) +
+                 escapeLine(step.options));
+    if (!step.description.empty()) console.line("       " + escapeLine(step.description));
+  }
+  return kDone;
+}
+
+int add(const Options& options, Console&) {
+  FileAccess file;
+  openForWriting(file, options.file);
+  const std::size_t end = std::numeric_limits<std::size_t>::max();
+  insertStep(file, options.step, options.number == 0 ? end : options.number - 1);
+  flushAndClose(file);
+  return kDone;
+}
+
+int removeOne(const Options& options, Console&) {
+  FileAccess file;
+  openForWriting(file, options.file);
+  removeStep(file, options.number);
+  flushAndClose(file);
+  return kDone;
+}
+
+using Action = int (*)(const Options&, Console&);
+
+CLI::App* addAction(CLI::App& sequence, const char* name, const char* about, const std::shared_ptr<Options>& options,
+                    Job& job, Action action) {
+  CLI::App* const command = sequence.add_subcommand(name, about);
+  command->add_option("FILE", options->file, "Data file that holds the sequence")->required()->type_name("");
+  command->callback([options, &job, action] {
+    job = [options, action](Console& console) { return action(*options, console); };
+  });
+  return command;
+}
+
+}  // namespace
+
+void addSequence(CLI::App& app, Job& job) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const sequence = app.add_subcommand("sequence", "Make, show and change a sequence of analysis steps");
+  sequence->require_subcommand(1);
+
+  CLI::App* const make = addAction(*sequence, "new", "Make a file with an empty sequence", options, job, makeNew);
+  make->add_option("--title", options->title, "Title of the sequence")->type_name("TEXT");
+  make->add_option("--library", options->library, "Nuclide library that its engines use")
+      ->type_name("NAME")
+      ->capture_default_str();
+  make->add_flag("--force", options->force, "Replace an existing data file");
+
+  CLI::App* const list = addAction(*sequence, "show", "Print the steps", options, job, show);
+  list->add_flag("--json", options->json, "Print JSON");
+
+  CLI::App* const insert = addAction(*sequence, "add", "Add a step", options, job, add);
+  insert->add_option("ENGINE", options->step.engine, "Name of the engine ('orb engines' lists them)")
+      ->required()
+      ->type_name("");
+  insert->add_option("--at", options->number, "Number that the step gets; the end without it")
+      ->check(CLI::Range(1, 65535))
+      ->type_name("N");
+  insert->add_option("--options", options->step.options, "Processing settings for this step alone: 'NAME=VALUE ...'")
+      ->type_name("LIST");
+  insert->add_option("--description", options->step.description, "What the step is for")->type_name("TEXT");
+
+  CLI::App* const take = addAction(*sequence, "remove", "Remove a step", options, job, removeOne);
+  take->add_option("N", options->number, "Number of the step, from 1")->required()->type_name("");
+
+  sequence->footer(
+      "A sequence keeps no processing settings of its own, so the analysed file's hold; a file that has them may carry a\n"
+      "sequence too and hands them on.\n\n"
+      "Example:\n"
+      "  orb sequence new my.asf --title \"Lines only\"\n"
+      "  orb sequence add my.asf \"peak location\" --options ORB_F_LOCTHRESH=4\n"
+      "  orb sequence show my.asf");
+}
+
+}  // namespace orb::tool

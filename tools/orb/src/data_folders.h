@@ -1,0 +1,18 @@
+/// Where files that come with orb are found.
+#pragma once
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orb::tool {
+
+/// The folder of the running program; empty when the system does not tell.
+std::filesystem::path programFolder();
+
+/// A file that comes with orb: the name itself when such a file exists; a bare name is also looked for in the folder
+/// that ORB_DATA_DIR names, beside an installed orb (../share/orbfileaccess) and in the build tree of an orb that is not
+/// installed.
+std::optional<std::string> findDataFile(const std::string& name);
+
+}  // namespace orb::tool

@@ -1,0 +1,24 @@
+/// Where the engines are: their catalogue and the folder of their libraries.
+#pragma once
+#include <string>
+
+#include "FileAccess.h"
+
+namespace orb::tool {
+
+struct EngineSet {
+  std::string catalogue;  ///< path of the engine catalogue
+  std::string folder;     ///< with the slash at its end
+};
+
+/// The engines that the options name. Without a folder it is that of the catalogue; without either it is the one that
+/// the environment variable ORB_ENGINES names, that of an installed orb, or that of the build tree.
+/// @throws Failure when the catalogue cannot be read or holds no engine
+EngineSet findEngines(const std::string& catalogue, const std::string& folder);
+
+/// Path of the sequence: the file of that name, or of that name in a data folder (nuclide_library.h). An empty name
+/// means the standard sequence.
+/// @throws Failure when there is none
+std::string findSequence(const std::string& name);
+
+}  // namespace orb::tool

@@ -1,0 +1,51 @@
+#include "import_spectrum.h"
+
+#include "detector_guess.h"
+#include "failure.h"
+#include "spectrum_file.h"
+
+namespace orb::tool {
+
+namespace {
+
+/// The spectrum that is meant, and what to say when there are others.
+const formats::SpectrumData& choose(const SpectrumFile& source, std::size_t number, const Note& note) {
+  const std::size_t n = source.spectra.size();
+  if (number > n) {
+    throw Failure(source.path,
+                  "there is no spectrum " + std::to_string(number) + "; the file holds " + std::to_string(n));
+  }
+  if (number == 0 && n > 1) {
+    note("the file holds " + std::to_string(n) + " spectra; this is the first, --spectrum N takes another");
+  }
+  return source.spectra[number == 0 ? 0 : number - 1];
+}
+
+bool isScintillator(const ImportRequest& request, const formats::SpectrumData& spectrum, const Note& note) {
+  if (!request.detector.empty()) return request.detector == "nai";
+  const auto energy = energyFromOne(spectrum, [](const std::string&) {});
+  const std::string named = spectrum.detector + " " + spectrum.instrument;
+  const DetectorGuess guess = guessDetector(countsFromChannelZero(spectrum), energy, named);
+  note(std::string("taken for ") + (guess.is_NaI ? "a scintillator (nai)" : "germanium (hpge)") + ": " + guess.reason);
+  return guess.is_NaI;
+}
+
+}  // namespace
+
+void importSpectrum(const ImportRequest& request, const std::string& target, const std::string& shown_name,
+                    const Note& note) {
+  const SpectrumFile source = readSpectrumFile(request.spectrum);
+  const formats::SpectrumData& spectrum = choose(source, request.number, note);
+  for (const std::string& warning : spectrum.warnings) note(warning);
+
+  const auto n_channels = static_cast<std::uint32_t>(countsFromChannelZero(spectrum).size());
+  const bool is_NaI = isScintillator(request, spectrum, note);
+  const std::string type = request.detector.empty() ? "" : is_NaI ? "NAI" : "HPGE";
+  FileAccess file;
+  require(file.create(target, n_channels, is_NaI), shown_name, "cannot create");
+  fillFile(file, spectrum, {request.spectrum, formatWords(source.format), type}, note);
+  require(file.flush(), shown_name, "cannot write");
+  require(file.close(com::norvale::orb::NOFLUSH), shown_name, "cannot close");
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,46 @@
+/// What the analysis says about nuclides.
+#pragma once
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "json_output.h"
+#include "open_file.h"
+
+namespace orb::tool {
+
+struct NuclideLine {
+  double energy_keV = 0;
+  int peak = 0;  ///< number of the peak, from 1; 0: not found
+};
+
+struct NuclideRow {
+  std::string name;
+  double confidence = 0;
+  std::optional<double> activity_bq, activity_unc_bq;  ///< at the reference date where the file has one
+  double share_percent = 0;                            ///< of the emission that ought to be seen, found
+  int marks = 0;                                       ///< values of ORB_L_NUSTATUS
+  std::vector<NuclideLine> lines;
+};
+
+struct LimitRow {
+  std::string name;
+  double key_energy_keV = 0;
+  std::optional<double> threshold_bq, limit_bq;
+  std::optional<double> threshold_counts, limit_counts;
+};
+
+struct NuclideResults {
+  std::vector<NuclideRow> nuclides;  ///< judged present, by falling confidence
+  std::vector<LimitRow> not_found;
+  std::vector<double> unidentified;  ///< energies of the peaks that nothing explains [keV]
+};
+
+/// @throws Failure
+NuclideResults readNuclides(const FileAccess& file);
+
+/// Adds "nuclides", "not_found" and "unidentified" to an object.
+void appendNuclides(Json& json, const NuclideResults& results);
+void printNuclides(const NuclideResults& results, Console& console);
+
+}  // namespace orb::tool
