@@ -16,8 +16,9 @@ namespace orbengine {
 namespace {
 
 constexpr double kTicksPerSecond = 1e7;  // of a VMS time
-constexpr double kModelU = 0.3;          // of an efficiency that is a guess of its shape
-constexpr double kCalibratedU = 0.15;    // of a calibrated one, true coincidence summing included
+constexpr double kLeastTolerance_channels = 1.5;
+constexpr double kModelU = 0.3;        // of an efficiency that is a guess of its shape
+constexpr double kCalibratedU = 0.15;  // of a calibrated one, true coincidence summing included
 
 enum NuclideMark {
   kMarkInconsistent = 1,
@@ -62,11 +63,15 @@ class Identification {
         times_(file),
         peaks_(readFittedPeaks(file)),
         library_path_(findLibrary(file.text(0x2010004A), file.handle())),
-        library_(readLibrary(library_path_)) {}
+        library_(readLibrary(library_path_)) {
+    for (LibraryNuclide& x_rays : fluorescenceLines()) library_.push_back(std::move(x_rays));
+  }
 
   void run() {
     removeTooOld();
-    found_ = identify(spectrumPeaks(), candidates(), settings());
+    explained_ = identify(spectrumPeaks(), candidates(), settings());
+    for (const IdentifiedNuclide& found : explained_)
+      if (!nuclideOf(found).is_fluorescence) found_.push_back(found);
     solve();
     file_.renewBlock(ORB_CLS_NUCRESULTS);
     USHORT record = 0;
@@ -130,9 +135,12 @@ class Identification {
     return efficiency ? efficiency->value : 0;
   }
 
+  /// No narrower than what a spectrum of coarse channels can tell.
   double toleranceAt(double energy) const {
     const bool in_fwhm = file_.number(0x20030050, 0) != 0;
-    return in_fwhm ? file_.number(0x20030057, 1) * scale_.fwhm(energy) : file_.number(0x2003000C, 1);
+    const double set = in_fwhm ? file_.number(0x20030057, 1) * scale_.fwhm(energy) : file_.number(0x2003000C, 1);
+    const double position = scale_.position(energy);
+    return std::isfinite(position) ? std::max(set, kLeastTolerance_channels * scale_.slope(position)) : set;
   }
 
   // ---- Activities -------------------------------------------------------------------------------------------
@@ -210,8 +218,7 @@ class Identification {
     file_.set(0x2008000F, activity.chi2, record);
     file_.set(0x20080010, activity.lines, record);
     const DecayFactor decay = toReferenceDate(nuclide.half_life_s, nuclide.half_life_u, times_.elapsed_s());
-    const double factor =
-        decay.value * forBuildUp(buildUpOf(file_), nuclide.half_life_s, file_.number(0x20030015, 0));
+    const double factor = decay.value * forBuildUp(buildUpOf(file_), nuclide.half_life_s, file_.number(0x20030015, 0));
     const double reference_u = std::hypot(u, activity.value * decay.relative_u) * factor;
     if (std::isfinite(factor)) {
       file_.set(0x2008000E, factor, record);
@@ -286,7 +293,7 @@ class Identification {
       double most = 0;
       std::string name;
       double energy = 0;
-      for (const IdentifiedNuclide& found : found_) {
+      for (const IdentifiedNuclide& found : explained_) {
         for (std::size_t k = 0; k < found.lines.size(); ++k) {
           if (found.lines[k].peak != static_cast<int>(p)) continue;
           const LibraryLine& line = nuclideOf(found).lines[k];
@@ -323,7 +330,8 @@ class Identification {
   std::vector<FittedPeak> peaks_;
   std::string library_path_;
   std::vector<LibraryNuclide> library_;
-  std::vector<IdentifiedNuclide> found_;
+  std::vector<IdentifiedNuclide> explained_;  // with the X-rays of the surroundings
+  std::vector<IdentifiedNuclide> found_;      // the nuclides among them
   std::vector<Contribution> contributions_;
   std::vector<std::size_t> line_of_contribution_;  // index of the line in its nuclide
   ActivityResult activities_;

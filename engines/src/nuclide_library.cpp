@@ -61,6 +61,27 @@ bool isUsable(const LibraryLine& line) {
 
 }  // namespace
 
+std::vector<LibraryNuclide> fluorescenceLines() {
+  struct Line {
+    double energy, intensity;
+  };
+  const auto element = [](const char* name, std::initializer_list<Line> lines) {
+    LibraryNuclide x_rays;
+    x_rays.name = name;
+    x_rays.is_fluorescence = true;
+    for (const Line& line : lines) {
+      LibraryLine entry;
+      entry.energy = line.energy;
+      entry.probability = line.intensity;
+      entry.no_activity = true;
+      x_rays.lines.push_back(entry);
+    }
+    return x_rays;
+  };
+  return {element("Pb X-ray", {{74.970, 1.0}, {72.805, 0.594}, {84.953, 0.341}, {87.576, 0.103}}),
+          element("Bi X-ray", {{77.109, 1.0}, {74.816, 0.598}, {87.347, 0.343}, {90.076, 0.105}})};
+}
+
 std::string findLibrary(const std::string& name, void* handle) {
   std::error_code ignored;
   if (name.find('/') != std::string::npos) {

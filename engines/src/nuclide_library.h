@@ -17,11 +17,17 @@ struct LibraryLine {
 
 struct LibraryNuclide {
   std::string name;
-  std::string parent;       ///< with which it is taken to be in equilibrium; empty: none
-  double half_life_s = 0;   ///< 0: not known, no decay correction
-  double half_life_u = 0;   ///< [s]
+  std::string parent;              ///< with which it is taken to be in equilibrium; empty: none
+  double half_life_s = 0;          ///< 0: not known, no decay correction
+  double half_life_u = 0;          ///< [s]
   std::vector<LibraryLine> lines;  ///< in the order of the library
+  bool is_fluorescence = false;    ///< X-rays of the surroundings: they explain peaks and are no nuclide
 };
+
+/// X-rays that shields and natural decays bring into every spectrum: lead and bismuth, K series. Probabilities are
+/// relative to the strongest. Source: recommended data of the Decay Data Evaluation Project (LNHB) for Bi-207 and
+/// Pb-214.
+std::vector<LibraryNuclide> fluorescenceLines();
 
 /// Path of the library of that name: the name itself when it has a slash, otherwise the first of these folders that
 /// holds it: the one that the environment variable ORB_DATA_DIR names, that of the data file, and the data folder that

@@ -41,7 +41,8 @@ double SpectrumView::detectionLimit(double energy) const {
 }
 
 double SpectrumView::typicalEfficiency(double energy) const {
-  const double falling = is_scintillator_ ? 1 / (1 + std::pow(energy / 250, 1.2)) : 1 / (1 + std::pow(energy / 150, 0.95));
+  const double falling =
+      is_scintillator_ ? 1 / (1 + std::pow(energy / 250, 1.2)) : 1 / (1 + std::pow(energy / 150, 0.95));
   const double entering = std::exp(-std::pow((is_scintillator_ ? 30.0 : 45.0) / energy, 2.5));
   return falling * entering;
 }

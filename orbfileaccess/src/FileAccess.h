@@ -30,10 +30,10 @@ using CalibrationPoints = std::vector<std::pair<datatypes::Estimate<float>, data
 
 /// What executeSequence did in one step.
 struct StepReport {
-  std::uint16_t step = 0;     ///< from 1
-  std::string engine;         ///< name of the engine
-  double seconds = 0;         ///< loading and release included
-  std::uint32_t result = 0;   ///< of execute
+  std::uint16_t step = 0;    ///< from 1
+  std::string engine;        ///< name of the engine
+  double seconds = 0;        ///< loading and release included
+  std::uint32_t result = 0;  ///< of execute
 };
 
 /// Receives the report of a step, in the thread that runs the sequence, with the file's lock held.

@@ -1,4 +1,6 @@
 // The kernels behind nuclide identification and activities, on arrays.
+#include "kernel/identification.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,7 +9,6 @@
 
 #include "kernel/activity.h"
 #include "kernel/decay.h"
-#include "kernel/identification.h"
 
 namespace orbengine {
 namespace {
@@ -42,7 +43,7 @@ const Candidate kChain{{line(295.2, 0.5), line(351.9, 0.9), line(609.3, 0.8), li
 TEST(IdentificationTest, WhichNuclidesAreThere) {
   Candidate annihilation{{line(511, 1.8)}};
   annihilation.lines[0].identifies = false;
-  const Candidate rival{{line(609.9, 1.0), line(900, 0.9)}};      // its second line is not seen
+  const Candidate rival{{line(609.9, 1.0), line(900, 0.9)}};  // its second line is not seen
   const Candidate unseen{{line(609.9, 1.0), line(900, 0.9, kNever)}};
   const Candidate off{{line(663.5, 1.0)}};
   const std::vector<SpectrumPeak> chain = {peak(295.3, 5000), peak(351.9, 9000), peak(609.2, 8000), peak(1120.4, 2000)};
@@ -56,7 +57,9 @@ TEST(IdentificationTest, WhichNuclidesAreThere) {
       {"annihilation alone says nothing", {peak(511, 90000)}, {annihilation}, {}},
       {"a chain, and a rival for one of its peaks", chain, {rival, unseen, kChain}, {2}},
       {"a line in another's peak shows by the excess",
-       {peak(295.3, 5000), peak(351.9, 9000), peak(609.4, 60000), peak(1120.4, 2000)}, {unseen, kChain}, {0, 1}},
+       {peak(295.3, 5000), peak(351.9, 9000), peak(609.4, 60000), peak(1120.4, 2000)},
+       {unseen, kChain},
+       {0, 1}},
   };
   for (const IdentificationCase& c : cases) {
     std::vector<int> found;
@@ -82,7 +85,8 @@ TEST(IdentificationTest, ConfidenceFallsWithDistanceAndMissingLines) {
 }
 
 TEST(IdentificationTest, StrengthIsThatOfTheUndisturbedLines) {
-  const auto found = identify({peak(295.2, 5000), peak(351.9, 9000), peak(609.3, 30000), peak(1120.3, 2000)}, {kChain}, {});
+  const auto found =
+      identify({peak(295.2, 5000), peak(351.9, 9000), peak(609.3, 30000), peak(1120.3, 2000)}, {kChain}, {});
   ASSERT_EQ(found.size(), 1u);
   EXPECT_NEAR(found[0].strength, 10000, 500) << "the third peak holds something else too";
 }
@@ -112,7 +116,8 @@ TEST(ActivityTest, NuclidesThatNoPeakTellsApartAreNotDetermined) {
   EXPECT_FALSE(result.nuclides[0].is_determined);
   EXPECT_FALSE(result.nuclides[1].is_determined);
   EXPECT_FALSE(solveActivities({}, {}, 1, 3).nuclides[0].is_determined);
-  EXPECT_FALSE(solveActivities({{10, 1}}, {}, 1, 3).nuclides[0].is_determined) << "found, but without a line that counts";
+  EXPECT_FALSE(solveActivities({{10, 1}}, {}, 1, 3).nuclides[0].is_determined)
+      << "found, but without a line that counts";
 }
 
 TEST(ActivityTest, LineThatDoesNotAgreeIsLeftOut) {

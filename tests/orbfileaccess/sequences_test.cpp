@@ -36,8 +36,8 @@ class SequenceTest : public BehaviourTest {
   SequenceTest() {
     create(file_, "analysed.dat");
     create(asf_, "steps.asf");
-    for (const char* const engine : {"Good", "ReturnsOne", "ReturnsServiceStatus", "WritesHalfAndFails", "Throws",
-                                     "ReportsThreshold"}) {
+    for (const char* const engine :
+         {"Good", "ReturnsOne", "ReturnsServiceStatus", "WritesHalfAndFails", "Throws", "ReportsThreshold"}) {
       catalogue_ += std::string("Test$0$-$") + engine + "$0$" + kLibrary + "!" + engine + "\n";
     }
     catalogue_ += "Test$0$a second one of that name$Good$0$" + kLibrary + "!ReturnsOne\n";
@@ -117,10 +117,10 @@ TEST_F(SequenceTest, EngineThatCannotBeHadIsLogged) {
   FileAccess closed;
   EXPECT_EQ(closed.execute("Good", "/nowhere/none.so", 1), kFileNotOpen);
   const std::string prefix = "FileAccess::execute: File: " + file_.name() + ". ";
-  EXPECT_THAT(log, ElementsAre(HasSubstr("Library::open"), HasSubstr(prefix + "Failed to find engine resource"),
-                               HasSubstr("Library::procAddress"),
-                               HasSubstr(prefix + "Failed to find engine entry point"),
-                               HasSubstr("File: (unknown). File to analyze is not open")));
+  EXPECT_THAT(log,
+              ElementsAre(HasSubstr("Library::open"), HasSubstr(prefix + "Failed to find engine resource"),
+                          HasSubstr("Library::procAddress"), HasSubstr(prefix + "Failed to find engine entry point"),
+                          HasSubstr("File: (unknown). File to analyze is not open")));
 }
 
 TEST_F(SequenceTest, FailingEngineLeavesItsBlocksAsTheyWere) {
@@ -170,8 +170,8 @@ TEST_F(SequenceTest, RulesOfASequence) {
     ASSERT_EQ(asf_.deleteBlock(0x2010), 0u);
     ASSERT_EQ(asf_.createBlock(0x2010, 0, 1, 1), 0u);
   }
-  EXPECT_THAT(log.back(), HasSubstr("FileAccess::executeSequence: File: " + file_.name() +
-                                    ". Engine good not found in AEF"));
+  EXPECT_THAT(log.back(),
+              HasSubstr("FileAccess::executeSequence: File: " + file_.name() + ". Engine good not found in AEF"));
 }
 
 TEST_F(SequenceTest, WithoutStepsTheSettingsAreCopiedAllTheSame) {
@@ -272,9 +272,9 @@ TEST_F(SequenceTest, CopyMakesMissingBlocksAndRefusesItself) {
   EXPECT_EQ(asf_.copySequenceTo(closed), kFileNotOpen);
   EXPECT_EQ(closed.copySequenceTo(asf_), kFileNotOpen);
   EXPECT_EQ(asf_.copySequenceTo(asf_), kBadArgument);
-  EXPECT_THAT(log, ElementsAre(HasSubstr(asf_.name() + ". Destination is not open"),
-                               HasSubstr("(unknown). Source is not open"),
-                               HasSubstr("The source and destination cannot be the same")));
+  EXPECT_THAT(
+      log, ElementsAre(HasSubstr(asf_.name() + ". Destination is not open"), HasSubstr("(unknown). Source is not open"),
+                       HasSubstr("The source and destination cannot be the same")));
 }
 
 TEST_F(SequenceTest, TitleOfTheSequence) {

@@ -17,8 +17,12 @@ double squared(double x) {
 class System {
  public:
   System(const std::vector<PeakArea>& peaks, const std::vector<Contribution>& contributions, int n_nuclides)
-      : peaks_(peaks), contributions_(contributions), design_(Eigen::MatrixXd::Zero(std::ssize(peaks), n_nuclides)),
-        areas_(std::ssize(peaks)), is_used_(peaks.size(), false), activities_(Eigen::VectorXd::Zero(n_nuclides)) {
+      : peaks_(peaks),
+        contributions_(contributions),
+        design_(Eigen::MatrixXd::Zero(std::ssize(peaks), n_nuclides)),
+        areas_(std::ssize(peaks)),
+        is_used_(peaks.size(), false),
+        activities_(Eigen::VectorXd::Zero(n_nuclides)) {
     for (std::size_t i = 0; i < peaks.size(); ++i) areas_[static_cast<Eigen::Index>(i)] = peaks[i].area;
     for (const Contribution& c : contributions) {
       design_(c.peak, c.nuclide) += c.coefficient;

@@ -8,8 +8,8 @@ namespace orbengine {
 
 namespace {
 
-constexpr double kPeakWorth = 16;    // a peak explained or not counts no more than a deviation of 4 sigma
-constexpr double kLeastGain = 4;     // of a nuclide: two sigma
+constexpr double kPeakWorth = 16;       // a peak explained or not counts no more than a deviation of 4 sigma
+constexpr double kLeastGain = 4;        // of a nuclide: two sigma
 constexpr double kExpectedAbove = 1.5;  // a line ought to be seen from this many detection limits on
 constexpr int kSweeps = 3;
 
@@ -29,7 +29,6 @@ struct Hypothesis {
   int candidate = 0;
   std::vector<MatchedLine> lines;
   std::vector<Share> shares;
-  bool has_evidence = false;
   double strength = 0;
 };
 
@@ -56,7 +55,7 @@ Hypothesis matched(const std::vector<SpectrumPeak>& peaks, const Candidate& cand
     const auto peak = static_cast<std::size_t>(match.peak);
     const double delta = peaks[peak].energy - line.energy;
     hypothesis.lines.back().delta_e = delta;
-    hypothesis.has_evidence = hypothesis.has_evidence || line.identifies;
+    if (!line.identifies) continue;
     const double closeness = std::exp(-0.5 * squared(2 * delta / line.tolerance));
     const auto same = std::find_if(hypothesis.shares.begin(), hypothesis.shares.end(),
                                    [&](const Share& share) { return share.peak == peak; });
@@ -91,7 +90,8 @@ class Explanation {
     }
     const auto& lines = candidates_[static_cast<std::size_t>(h.candidate)].lines;
     for (std::size_t i = 0; i < lines.size(); ++i) {
-      if (h.lines[i].peak < 0) gain -= settings_.miss_penalty * missing(strength * lines[i].sensitivity, lines[i].limit);
+      if (h.lines[i].peak < 0 && lines[i].identifies)
+        gain -= settings_.miss_penalty * missing(strength * lines[i].sensitivity, lines[i].limit);
     }
     return gain;
   }
@@ -154,10 +154,24 @@ double foundShare(Hypothesis& h, const Candidate& candidate) {
     const CandidateLine& line = candidate.lines[i];
     const bool is_found = h.lines[i].peak >= 0;
     h.lines[i].is_expected = is_found || h.strength * line.sensitivity > kExpectedAbove * line.limit;
+    if (!line.identifies) continue;
     if (h.lines[i].is_expected) expected += line.sensitivity;
     if (is_found) found += line.sensitivity;
   }
   return expected > 0 ? found / expected : 0;
+}
+
+/// Found part of all that the nuclide emits where lines can be seen, whether or not it ought to be seen.
+double emissionShare(const Hypothesis& h, const Candidate& candidate) {
+  double found = 0;
+  double all = 0;
+  for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
+    const CandidateLine& line = candidate.lines[i];
+    if (!line.identifies || !std::isfinite(line.limit)) continue;
+    all += line.sensitivity;
+    if (h.lines[i].peak >= 0) found += line.sensitivity;
+  }
+  return all > 0 ? found / all : 0;
 }
 
 /// How near the found lines lie to their peaks, weighted by intensity: 1 at the energies themselves.
@@ -179,7 +193,7 @@ class Selection {
       : candidates_(candidates), settings_(settings), explanation_(peaks, candidates, settings) {
     for (std::size_t i = 0; i < candidates.size(); ++i) {
       Hypothesis h = matched(peaks, candidates[i], static_cast<int>(i));
-      if (h.has_evidence) waiting_.push_back(std::move(h));
+      if (!h.shares.empty()) waiting_.push_back(std::move(h));
     }
   }
 
@@ -238,15 +252,15 @@ class Selection {
     const double evidence = 1 - std::exp(-explanation_.gain(h, h.strength) / 5);
     explanation_.add(h);
     const double agreement = 1 / (1 + std::max(0.0, explanation_.meanDeviation(h) - 1) / kPeakWorth);
-    const double completeness = 1 - settings_.miss_penalty * (1 - nuclide.share);
+    // A line that is too weak to be missed still would have made the nuclide surer.
+    const double completeness =
+        (1 - settings_.miss_penalty * (1 - nuclide.share)) * (1 + emissionShare(h, candidateOf(h))) / 2;
     nuclide.confidence = std::clamp(closeness(h) * completeness * agreement * evidence, 0.0, 1.0);
     nuclide.lines = h.lines;
     return nuclide;
   }
 
-  const Candidate& candidateOf(const Hypothesis& h) const {
-    return candidates_[static_cast<std::size_t>(h.candidate)];
-  }
+  const Candidate& candidateOf(const Hypothesis& h) const { return candidates_[static_cast<std::size_t>(h.candidate)]; }
 
   const std::vector<Candidate>& candidates_;
   const IdentificationSettings& settings_;

@@ -22,7 +22,7 @@ struct CandidateLine {
   double sensitivity = 0;  ///< counts for a strength of 1
   double limit = 0;        ///< detection limit of its area [counts]; infinite: it cannot be seen there
   double tolerance = 0;    ///< greatest distance of a peak [keV]
-  bool identifies = true;  ///< false: found alone it says nothing (annihilation)
+  bool identifies = true;  ///< false: it says nothing, found or not (annihilation)
 };
 
 struct Candidate {
@@ -30,23 +30,23 @@ struct Candidate {
 };
 
 struct IdentificationSettings {
-  double model_u = 0.3;         ///< relative uncertainty of the sensitivities against each other
-  double least_share = 0.75;    ///< of a nuclide's emission that ought to be seen, which must have been found
+  double model_u = 0.3;       ///< relative uncertainty of the sensitivities against each other
+  double least_share = 0.75;  ///< of a nuclide's emission that ought to be seen, which must have been found
   double least_confidence = 0.3;
-  double miss_penalty = 1;      ///< 0 to 1: weight with which lines that ought to be seen and are not count
+  double miss_penalty = 1;  ///< 0 to 1: weight with which lines that ought to be seen and are not count
 };
 
 struct MatchedLine {
-  int peak = -1;           ///< index of the peak; -1: none
-  double delta_e = 0;      ///< energy of the peak minus that of the line [keV]
+  int peak = -1;             ///< index of the peak; -1: none
+  double delta_e = 0;        ///< energy of the peak minus that of the line [keV]
   bool is_expected = false;  ///< the line ought to be seen at the strength of the nuclide, or was
 };
 
 struct IdentifiedNuclide {
-  int candidate = 0;       ///< index
+  int candidate = 0;  ///< index
   double strength = 0;
-  double confidence = 0;   ///< 0 to 1
-  double share = 0;        ///< found part of the emission that ought to be seen
+  double confidence = 0;           ///< 0 to 1
+  double share = 0;                ///< found part of the emission that ought to be seen
   std::vector<MatchedLine> lines;  ///< as the lines of the candidate
 };
 

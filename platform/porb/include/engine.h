@@ -141,8 +141,7 @@ class File {
 
   /// Leaves word of what produced a block of results: engine, version, time and the settings that mattered. For the
   /// result classes, which keep them in the header parameters 0xF0 to 0xF3.
-  void stamp(USHORT cls, const std::string& engine, const std::string& version,
-             std::initializer_list<ULONG> settings) {
+  void stamp(USHORT cls, const std::string& engine, const std::string& version, std::initializer_list<ULONG> settings) {
     const ULONG base = (static_cast<ULONG>(cls) << 16) | 0xF0u;
     setText(base, engine);
     setText(base + 1, version);

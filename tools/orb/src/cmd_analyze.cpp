@@ -85,11 +85,14 @@ void addAnalyze(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand("analyze", "Find the peaks and nuclides of a spectrum");
   command->add_option("IN", options->request.input, "Data file, or a spectrum in a text format")->required();
-  command->add_option("-o,--output", options->out,
-                      "Data file for the results; without it a data file keeps its own, and a text leaves none")
+  command
+      ->add_option("-o,--output", options->out,
+                   "Data file for the results; without it a data file keeps its own, and a text leaves none")
       ->type_name("FILE");
   command->add_option("--report", options->report, "Report page to write, .html")->type_name("R.html");
-  command->add_option("--detector", options->request.detector, "For a text: hpge or nai; guessed from the widths without it")
+  command
+      ->add_option("--detector", options->request.detector,
+                   "For a text: hpge or nai; guessed from the widths without it")
       ->check(CLI::IsMember({"hpge", "nai"}))
       ->type_name("KIND");
   command->add_option("--spectrum", options->request.number, "For a text: which spectrum, from 1")
@@ -97,15 +100,18 @@ void addAnalyze(CLI::App& app, Job& job) {
       ->type_name("N");
   command->add_option("--library", options->request.library, "Nuclide library in place of the sequence's")
       ->type_name("FILE");
-  command->add_option("--sequence", options->request.sequence, "File that holds the sequence; the standard one without it")
+  command
+      ->add_option("--sequence", options->request.sequence, "File that holds the sequence; the standard one without it")
       ->type_name("ASF");
   command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
-  command->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
+  command
+      ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
       ->type_name("DIR");
   command->add_flag("--force", options->force, "Replace existing files");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(
-      "Nuclides are listed by falling confidence, lines that ought to be seen and are not in brackets. Activities need\n"
+      "Nuclides are listed by falling confidence, lines that ought to be seen and are not in brackets. Activities "
+      "need\n"
       "an efficiency calibration and a live time in the file.\n\n"
       "Example:\n  orb analyze soil.spe -o soil.dat --report soil.html");
   command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });

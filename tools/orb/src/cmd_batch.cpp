@@ -80,7 +80,9 @@ void requireDistinctOutputs(const std::vector<std::string>& inputs, const std::s
 class Batch {
  public:
   Batch(const Options& options, std::vector<std::string> inputs)
-      : options_(options), inputs_(std::move(inputs)), outcomes_(inputs_.size()),
+      : options_(options),
+        inputs_(std::move(inputs)),
+        outcomes_(inputs_.size()),
         progress_("analysing", inputs_.size(), false) {}
 
   std::vector<Outcome> run() {
@@ -203,14 +205,17 @@ void addBatch(CLI::App& app, Job& job) {
   command->add_option("--csv", options->csv, "Summary table to write; an existing one is replaced")->type_name("R.csv");
   command->add_option("--library", options->request.library, "Nuclide library in place of the sequence's")
       ->type_name("FILE");
-  command->add_option("--sequence", options->request.sequence, "File that holds the sequence; the standard one without it")
+  command
+      ->add_option("--sequence", options->request.sequence, "File that holds the sequence; the standard one without it")
       ->type_name("ASF");
   command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
-  command->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
+  command
+      ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
       ->type_name("DIR");
   command->add_flag("--force", options->force, "Analyse finished files again");
   command->footer(
-      "The results of soil.spe go to OUTDIR/soil.spe.dat. A file that is there already is kept as it is, so a batch that\n"
+      "The results of soil.spe go to OUTDIR/soil.spe.dat. A file that is there already is kept as it is, so a batch "
+      "that\n"
       "was stopped can be started again. One that fails does not stop the rest; exit status 1 tells of it.\n\n"
       "Example:\n  orb batch spectra -o results --jobs 4 --csv results.csv");
   command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });

@@ -27,7 +27,7 @@ std::string stateOf(const EngineMetadata& engine, const std::string& folder) {
 }
 
 Json asJson(const EngineMetadata& engine, const std::string& state) {
-  return {{"name", engine.Name},         {"category", engine.Category}, {"description", engine.Description},
+  return {{"name", engine.Name},        {"category", engine.Category},    {"description", engine.Description},
           {"library", engine.Resource}, {"entry_point", engine.Function}, {"state", state}};
 }
 
@@ -44,7 +44,8 @@ int run(const Options& options, Console& console) {
                  escapeLine(engine.Resource + "!" + engine.Function));
     console.line("    " + escapeLine(engine.Description));
   }
-  if (options.json) printJson({{"catalogue", engines.catalogue}, {"folder", engines.folder}, {"engines", list}}, console);
+  if (options.json)
+    printJson({{"catalogue", engines.catalogue}, {"folder", engines.folder}, {"engines", list}}, console);
   return all_ready ? kDone : kFailed;
 }
 
@@ -54,11 +55,13 @@ void addEngines(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand("engines", "List the analysis engines and whether they can be run");
   command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
-  command->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
+  command
+      ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
       ->type_name("DIR");
   command->add_flag("--json", options->json, "Print JSON");
-  command->footer("Exit status 1 when an engine cannot be run; --verbose shows the loader's message.\n\n"
-                  "Example:\n  orb engines");
+  command->footer(
+      "Exit status 1 when an engine cannot be run; --verbose shows the loader's message.\n\n"
+      "Example:\n  orb engines");
   command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
 }
 

@@ -29,14 +29,18 @@ int run(const Options& options, Console& console) {
 void addImport(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand("import", "Make a data file of a spectrum in a text format");
-  command->add_option("SPECTRUM", options->request.spectrum, "Spectrum: IAEA ASCII, ANSI N42.42, CSV or text; told by content")
+  command
+      ->add_option("SPECTRUM", options->request.spectrum,
+                   "Spectrum: IAEA ASCII, ANSI N42.42, CSV or text; told by content")
       ->required();
   command->add_option("FILE", options->file, "Data file to make")->required();
   command
-      ->add_option("--detector", options->request.detector, "Kind of detector, hpge or nai; guessed from the widths without it")
+      ->add_option("--detector", options->request.detector,
+                   "Kind of detector, hpge or nai; guessed from the widths without it")
       ->check(CLI::IsMember({"hpge", "nai"}))
       ->type_name("KIND");
-  command->add_option("--spectrum", options->request.number, "Which spectrum of the file, from 1 ('orb info' lists them)")
+  command
+      ->add_option("--spectrum", options->request.number, "Which spectrum of the file, from 1 ('orb info' lists them)")
       ->check(CLI::PositiveNumber)
       ->type_name("N");
   command->add_flag("--force", options->force, "Replace an existing file");

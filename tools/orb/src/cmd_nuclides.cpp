@@ -63,7 +63,8 @@ int showLibrary(const Options& options, Console& console) {
     char numbers[96];
     std::snprintf(numbers, sizeof numbers, "%10.3f keV %9.4f %%  %11.4g s  ", line.energy_keV, line.probability,
                   line.half_life_s);
-    console.line(padRight(escapeLine(line.nuclide), 10) + numbers + escapeLine(line.type) + (line.is_key ? ", key" : ""));
+    console.line(padRight(escapeLine(line.nuclide), 10) + numbers + escapeLine(line.type) +
+                 (line.is_key ? ", key" : ""));
   }
   if (options.json) printJson({{"library", path}, {"lines", list}}, console);
   if (lines.empty() && !options.json) console.note(path + ": no line within the tolerance");
@@ -81,13 +82,13 @@ int run(const Options& options, Console& console) {
 
 void addNuclides(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand("nuclides", "Print the nuclides of a file, or look lines up in a library");
+  CLI::App* const command =
+      app.add_subcommand("nuclides", "Print the nuclides of a file, or look lines up in a library");
   command->add_option("FILE", options->file, "Analysed data file");
   command->add_option("--library", options->library, "Nuclide library; the standard one without it")->type_name("L");
-  CLI::Option* const energy =
-      command->add_option("--energy", options->energy_keV, "Lines at this energy, in keV")
-          ->check(CLI::Range(1e-3, 1e6))
-          ->type_name("E");
+  CLI::Option* const energy = command->add_option("--energy", options->energy_keV, "Lines at this energy, in keV")
+                                  ->check(CLI::Range(1e-3, 1e6))
+                                  ->type_name("E");
   command->add_option("--tol", options->tolerance_keV, "Greatest distance of a line from it, in keV")
       ->check(CLI::Range(0.0, 1e6))
       ->needs(energy)
@@ -95,7 +96,8 @@ void addNuclides(CLI::App& app, Job& job) {
       ->type_name("T");
   command->add_option("--name", options->name, "Lines of this nuclide")->type_name("N")->excludes(energy);
   command->add_flag("--json", options->json, "Print JSON");
-  command->footer("Example:\n  orb nuclides soil.dat\n  orb nuclides --energy 661.7 --tol 1\n  orb nuclides --name Eu-152");
+  command->footer(
+      "Example:\n  orb nuclides soil.dat\n  orb nuclides --energy 661.7 --tol 1\n  orb nuclides --name Eu-152");
   command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
 }
 

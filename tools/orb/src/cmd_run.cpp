@@ -61,7 +61,8 @@ void addRun(CLI::App& app, Job& job) {
   command->add_option("--sequence", options->sequence, "File that holds the sequence; the standard one without it")
       ->type_name("ASF");
   command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
-  command->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
+  command
+      ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
       ->type_name("DIR");
   command->add_flag("--skip-errors", options->skip_errors, "Go on after a step that fails");
   command->add_flag("--json", options->json, "Print JSON");

@@ -48,8 +48,7 @@ Json asJson(const std::vector<SequenceStep>& steps, const FileAccess& file) {
   json["library"] = findText(file, kIdentificationLibrary);
   json["steps"] = Json::array();
   for (const SequenceStep& step : steps)
-    json["steps"].push_back(
-        {{"engine", step.engine}, {"options", step.options}, {"description", step.description}});
+    json["steps"].push_back({{"engine", step.engine}, {"options", step.options}, {"description", step.description}});
   return json;
 }
 
@@ -95,9 +94,8 @@ CLI::App* addAction(CLI::App& sequence, const char* name, const char* about, con
                     Job& job, Action action) {
   CLI::App* const command = sequence.add_subcommand(name, about);
   command->add_option("FILE", options->file, "Data file that holds the sequence")->required()->type_name("");
-  command->callback([options, &job, action] {
-    job = [options, action](Console& console) { return action(*options, console); };
-  });
+  command->callback(
+      [options, &job, action] { job = [options, action](Console& console) { return action(*options, console); }; });
   return command;
 }
 
@@ -133,7 +131,8 @@ void addSequence(CLI::App& app, Job& job) {
   take->add_option("N", options->number, "Number of the step, from 1")->required()->type_name("");
 
   sequence->footer(
-      "A sequence keeps no processing settings of its own, so the analysed file's hold; a file that has them may carry a\n"
+      "A sequence keeps no processing settings of its own, so the analysed file's hold; a file that has them may carry "
+      "a\n"
       "sequence too and hands them on.\n\n"
       "Example:\n"
       "  orb sequence new my.asf --title \"Lines only\"\n"

@@ -11,8 +11,8 @@ namespace orb::tool {
 std::filesystem::path programFolder();
 
 /// A file that comes with orb: the name itself when such a file exists; a bare name is also looked for in the folder
-/// that ORB_DATA_DIR names, beside an installed orb (../share/orbfileaccess) and in the build tree of an orb that is not
-/// installed.
+/// that ORB_DATA_DIR names, beside an installed orb (../share/orbfileaccess) and in the build tree of an orb that is
+/// not installed.
 std::optional<std::string> findDataFile(const std::string& name);
 
 }  // namespace orb::tool

@@ -39,8 +39,7 @@ EngineSet findEngines(const std::string& catalogue, const std::string& folder) {
   if (engines.folder.empty()) engines.folder = std::filesystem::path(engines.catalogue).parent_path().string();
   if (engines.folder.empty()) engines.folder = ".";
   if (engines.folder.back() != '/') engines.folder += '/';
-  if (!pathExists(engines.catalogue))
-    failWithErrno(ENOENT, engines.catalogue, "cannot read the engine catalogue");
+  if (!pathExists(engines.catalogue)) failWithErrno(ENOENT, engines.catalogue, "cannot read the engine catalogue");
   if (parseAEF(engines.catalogue).empty()) throw Failure(engines.catalogue, "the catalogue holds no engine");
   return engines;
 }

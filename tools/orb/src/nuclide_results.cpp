@@ -43,8 +43,8 @@ NuclideRow readNuclide(const FileAccess& file, std::uint16_t record) {
   const std::uint16_t entries = countEntries(file, ORB_CLS_NUCRESULTS, record);
   for (std::uint32_t i = 1; i <= entries; ++i) {
     const auto entry = static_cast<std::uint16_t>(i);
-    row.lines.push_back({numberAt(file, 0x20080020, record, entry),
-                         static_cast<int>(numberAt(file, 0x20080021, record, entry))});
+    row.lines.push_back(
+        {numberAt(file, 0x20080020, record, entry), static_cast<int>(numberAt(file, 0x20080021, record, entry))});
   }
   return row;
 }

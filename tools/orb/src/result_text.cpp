@@ -48,10 +48,10 @@ constexpr Status kStatuses[] = {
     AIO_STATUS_TABLE(ORB_STATUS_ROW)
 #undef ORB_STATUS_ROW
 #define ORB_STATUS_ROW(name, value, text) {value, #name, text, "analysis routines"},
-    ANA_STATUS_TABLE(ORB_STATUS_ROW)
+        ANA_STATUS_TABLE(ORB_STATUS_ROW)
 #undef ORB_STATUS_ROW
 #define ORB_STATUS_ROW(name, value, text) {value, #name, text, "engines"},
-    ENG_STATUS_TABLE(ORB_STATUS_ROW)
+            ENG_STATUS_TABLE(ORB_STATUS_ROW)
 #undef ORB_STATUS_ROW
 };
 

@@ -55,8 +55,8 @@ void insertStep(FileAccess& file, const SequenceStep& step, std::size_t after) {
 void removeStep(FileAccess& file, std::size_t number) {
   const std::size_t count = countSteps(file);
   if (number == 0 || number > count)
-    throw Failure(file.name(), "there is no step " + std::to_string(number) + "; the sequence has " +
-                                   std::to_string(count));
+    throw Failure(file.name(),
+                  "there is no step " + std::to_string(number) + "; the sequence has " + std::to_string(count));
   require(file.deleteItem(ORB_CLS_ANALCNTL, static_cast<std::uint16_t>(number), 0), file.name(),
           "cannot remove the step");
 }

@@ -8,9 +8,9 @@
 namespace orb::tool {
 
 struct SequenceStep {
-  std::string engine;       ///< name in the engine catalogue
+  std::string engine;  ///< name in the engine catalogue
   std::string description;
-  std::string options;      ///< NAME=VALUE pairs
+  std::string options;  ///< NAME=VALUE pairs
 };
 
 /// @throws Failure
