@@ -4,10 +4,12 @@
 #include "analysis.h"
 #include "atomic_file.h"
 #include "blocks.h"
+#include "codes.h"
 #include "command.h"
 #include "failure.h"
 #include "nuclide_results.h"
 #include "peak_results.h"
+#include "simulated_truth.h"
 #include "temporary_folder.h"
 
 namespace orb::tool {
@@ -20,6 +22,7 @@ struct Options {
   std::string folder;
   std::string out;
   std::string report;
+  std::string truth;
   bool force = false;
   bool json = false;
 };
@@ -37,6 +40,21 @@ void print(const std::string& path, const Options& options, Console& console) {
   printPeaks(peaks, console);
   console.line();
   printNuclides(nuclides, console);
+  if (options.truth.empty()) return;
+  console.line();
+  printAgainstTruth(options.truth, peaks, nuclides, console);
+}
+
+/// A calibration that the analysis changed must not go unnoticed.
+void tellAdjustments(const std::string& path, const Note& note) {
+  FileAccess file;
+  openForReading(file, path);
+  const std::pair<const char*, std::uint32_t> sources[] = {{"energy calibration ", kEnergySource},
+                                                           {"FWHM calibration ", kShapeSource}};
+  for (const auto& [what, code] : sources) {
+    const std::string source = findText(file, code);
+    if (source.rfind("adjusted ", 0) == 0) note(what + source);
+  }
 }
 
 /// Where the analysed file goes: -o, the data file itself, or a file that is gone afterwards.
@@ -75,6 +93,7 @@ int run(Options options, Console& console) {
   Target target(options);
   analyse(options.request, target.path(), target.shownName(options), note);
   target.publish();
+  tellAdjustments(target.path(), note);
   print(target.path(), options, console);
   return kDone;
 }
@@ -107,6 +126,8 @@ void addAnalyze(CLI::App& app, Job& job) {
   command
       ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
       ->type_name("DIR");
+  command->add_option("--truth", options->truth, "Truth of a simulated spectrum, to be printed beside the results")
+      ->type_name("JSON");
   command->add_flag("--force", options->force, "Replace existing files");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(

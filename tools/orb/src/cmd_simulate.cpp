@@ -5,6 +5,7 @@
 
 #include "aioproto.h"
 #include "atomic_file.h"
+#include "calibration_points.h"
 #include "codes.h"
 #include "command.h"
 #include "failure.h"
@@ -93,10 +94,23 @@ void fill(FileAccess& file, const Options& options, const sim::Detector& detecto
   require(file.setSpectrum(counts, 1, 1), file.name(), "cannot store the spectrum");
 }
 
+/// The efficiency by which the spectrum was made, as a calibration would give it.
+void calibrateEfficiency(FileAccess& file, const sim::Detector& detector) {
+  constexpr double kUncertainty = 0.01;
+  std::vector<GivenPoint> points;
+  for (double energy = 45; energy < 3000; energy *= 1.25) {
+    const double efficiency = sim::efficiencyAt(detector, energy);
+    points.push_back({energy, efficiency, kUncertainty * efficiency, ""});
+  }
+  fitEfficiency(file, points);
+}
+
 Json truthJson(const Options& options, const sim::Detector& detector, const sim::Spectrum& spectrum) {
   Json json;
   json["file"] = options.file;
   json["nuclides"] = options.nuclides;
+  json["activities_bq"] = Json::object();
+  for (const Source& source : sourcesOf(options.nuclides)) json["activities_bq"][source.nuclide] = source.activity;
   json["detector"] = detector.kind;
   json["live_time_s"] = options.live_s;
   json["seed"] = options.seed;
@@ -122,6 +136,7 @@ void writeSpectrum(const Options& options, const sim::Detector& detector, const 
   require(file.create(draft.path(), static_cast<std::uint32_t>(detector.channels), is_scintillator), options.file,
           "cannot create");
   fill(file, options, detector, spectrum);
+  calibrateEfficiency(file, detector);
   flushAndClose(file);
   draft.publish();
 }

@@ -7,6 +7,7 @@
 #include "comdefs.h"
 #include "peak_results.h"
 #include "terminal_text.h"
+#include "text_table.h"
 
 namespace orb::tool {
 
@@ -81,28 +82,15 @@ std::string linesInWords(const NuclideRow& row) {
   return words;
 }
 
-void printRows(const std::vector<std::vector<std::string>>& rows, Console& console) {
-  std::vector<std::size_t> widths(rows.front().size(), 0);
-  for (const auto& row : rows)
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], displayWidth(row[i]));
-  for (const auto& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i)
-      line += (i == 0 ? "" : "  ") + (i + 1 == row.size() ? row[i] : padRight(row[i], widths[i]));
-    console.line(line);
-  }
-}
-
 void printLimits(const std::vector<LimitRow>& limits, Console& console) {
-  std::vector<std::vector<std::string>> rows = {
-      {"Not found", "Line [keV]", "Threshold [Bq]", "Limit [Bq]", "Limit [counts]"}};
+  TextRows rows = {{"Not found", "Line [keV]", "Threshold [Bq]", "Limit [Bq]", "Limit [counts]"}};
   for (const LimitRow& row : limits) {
     char energy[48];
     std::snprintf(energy, sizeof energy, "%.1f", row.key_energy_keV);
     rows.push_back({escapeLine(row.name), energy, significant(row.threshold_bq), significant(row.limit_bq),
                     significant(row.limit_counts)});
   }
-  printRows(rows, console);
+  printTable(rows, 0, console);
 }
 
 }  // namespace
@@ -148,7 +136,7 @@ void appendNuclides(Json& json, const NuclideResults& results) {
 
 void printNuclides(const NuclideResults& results, Console& console) {
   if (results.nuclides.empty()) console.line("no nuclides found");
-  std::vector<std::vector<std::string>> rows = {{"Nuclide", "Confidence", "Activity [Bq]", "Lines [keV]"}};
+  TextRows rows = {{"Nuclide", "Confidence", "Activity [Bq]", "Lines [keV]"}};
   for (const NuclideRow& row : results.nuclides) {
     char confidence[32];
     std::snprintf(confidence, sizeof confidence, "%.2f", row.confidence);
@@ -156,7 +144,7 @@ void printNuclides(const NuclideResults& results, Console& console) {
         row.activity_bq ? withUncertainty(*row.activity_bq, row.activity_unc_bq.value_or(0)) : "-";
     rows.push_back({escapeLine(row.name), confidence, activity, linesInWords(row)});
   }
-  if (rows.size() > 1) printRows(rows, console);
+  if (rows.size() > 1) printTable(rows, 0, console);
   if (!results.unidentified.empty()) {
     std::string energies;
     for (const double energy : results.unidentified) {

@@ -7,6 +7,7 @@
 #include "blocks.h"
 #include "comdefs.h"
 #include "terminal_text.h"
+#include "text_table.h"
 
 namespace orb::tool {
 
@@ -122,7 +123,9 @@ Json peaksJson(const std::vector<PeakRow>& peaks) {
 
 void printPeaks(const std::vector<PeakRow>& peaks, Console& console) {
   if (peaks.empty()) return console.line("no lines");
-  std::vector<std::vector<std::string>> rows = {
+  const bool has_nuclides =
+      std::any_of(peaks.begin(), peaks.end(), [](const PeakRow& peak) { return !peak.nuclide.empty(); });
+  TextRows rows = {
       {"Energy [keV]", "Channel", "FWHM [keV]", "Net area", "Continuum", "Chi2", "Signif.", "Region", "Remarks"}};
   for (const PeakRow& peak : peaks) {
     const std::string width = peak.fwhm_keV ? fixed(*peak.fwhm_keV, 2) + (peak.width_fixed ? " fixed" : "") : "-";
@@ -131,16 +134,13 @@ void printPeaks(const std::vector<PeakRow>& peaks, Console& console) {
                     fixed(peak.chi_square_reduced, 2), fixed(peak.significance, 1),
                     std::to_string(peak.first) + "-" + std::to_string(peak.last), markWords(peak)});
   }
-  std::vector<std::size_t> widths(rows[0].size(), 0);
-  for (const auto& row : rows)
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], displayWidth(row[i]));
-  for (const auto& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i + 1 < row.size(); ++i) line += padLeft(row[i], widths[i]) + "  ";
-    line += row.back();
-    line.erase(line.find_last_not_of(' ') + 1);
-    console.line(line);
+  const std::size_t n_numbers = rows[0].size() - 1;
+  if (has_nuclides) {
+    rows[0].insert(rows[0].end() - 1, "Nuclide");
+    for (std::size_t i = 0; i < peaks.size(); ++i)
+      rows[i + 1].insert(rows[i + 1].end() - 1, escapeLine(peaks[i].nuclide));
   }
+  printTable(rows, n_numbers, console);
 }
 
 }  // namespace orb::tool

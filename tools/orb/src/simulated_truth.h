@@ -1,0 +1,17 @@
+/// What `orb simulate` knows of a spectrum that it made, beside what an analysis found.
+#pragma once
+#include <string>
+
+#include "nuclide_results.h"
+#include "peak_results.h"
+
+namespace orb::tool {
+
+/// Prints both side by side, with the deviation in standard uncertainties: every line that should be seen, every
+/// nuclide. What was found and is not in the truth is listed too.
+/// @param truth  the file that `orb simulate` wrote beside the spectrum
+/// @throws Failure when it cannot be read or is something else
+void printAgainstTruth(const std::string& truth, const std::vector<PeakRow>& peaks, const NuclideResults& nuclides,
+                       Console& console);
+
+}  // namespace orb::tool
