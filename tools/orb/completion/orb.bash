@@ -1,6 +1,6 @@
 # bash completion for orb
 
-_orb_commands="create info get set dump params import export copy diff check explain plot library calibrate peaks fit eval region simulate"
+_orb_commands="create info get set dump params import export copy diff check explain plot library calibrate peaks fit eval region simulate analyze batch report nuclides run sequence engines"
 
 # The command on the line, and how many plain arguments stand between it and the cursor.
 _orb_look() {
@@ -11,7 +11,8 @@ _orb_look() {
     case $previous in
       --channels | --detector | --record | --entry | --class | --spectrum | --format | --calibrations | -o | --output | --range | --width | --height | --title | --energy | --fwhm | --tail | --efficiency | --points | --auto | --library | --terms | \
         --threshold | --start | --end | --continuum | --free-channels | --free-fwhm | --model | --channel | --nuclides | \
-        --live-time | --background | --seed)
+        --live-time | --background | --seed | --report | --sequence | --aef | --engines | --truth | --jobs | --csv | --tol | --name | --at | \
+        --options | --description)
         previous=""
         continue
         ;;
@@ -40,6 +41,13 @@ _orb_options() {
     simulate) echo "--nuclides --detector --live-time --background --channels --seed --library --force --verbose --help" ;;
     library) echo "--title --force --verbose --help" ;;
     plot) echo "--output --log --range --width --height --force --verbose --help" ;;
+    analyze) echo "--output --report --detector --spectrum --library --sequence --aef --engines --truth --force --json --verbose --help" ;;
+    batch) echo "--output --jobs --csv --library --sequence --aef --engines --force --verbose --help" ;;
+    report) echo "--output --force --verbose --help" ;;
+    nuclides) echo "--library --energy --tol --name --json --verbose --help" ;;
+    run) echo "--sequence --aef --engines --skip-errors --json --verbose --help" ;;
+    sequence) echo "--title --library --at --options --description --force --json --verbose --help" ;;
+    engines) echo "--aef --engines --json --verbose --help" ;;
     copy) echo "--class --all --calibrations --force --verbose --help" ;;
   esac
 }
@@ -65,6 +73,8 @@ _orb() {
   elif [[ ($command == get || $command == set) && $position -eq 1 ]]; then
     # Names are known in any case.
     _orb_words "$("${COMP_WORDS[0]}" params --names 2>/dev/null)" "${current^^}"
+  elif [[ $command == sequence && $position -eq 0 ]]; then
+    _orb_words "new show add remove" "$current"
   elif [[ $command != params && $command != explain ]]; then
     mapfile -t COMPREPLY < <(compgen -f -- "$current")
     compopt -o filenames 2>/dev/null

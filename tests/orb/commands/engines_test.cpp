@@ -1,0 +1,221 @@
+// engines, sequence, run, nuclides, analyze, batch: the real engines on simulated and measured spectra.
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "command_runner.h"
+
+namespace orbtest {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class EnginesCommandTest : public CommandTest {
+ protected:
+  static void simulate(const std::string& name, const std::string& nuclides, const std::string& seed = "7") {
+    good({"simulate", name, "--nuclides", nuclides, "--live-time", "3600", "--seed", seed, "--force"});
+  }
+
+  static std::vector<std::string> namesOf(const nlohmann::json& nuclides) {
+    std::vector<std::string> names;
+    for (const auto& nuclide : nuclides) names.push_back(nuclide["name"]);
+    return names;
+  }
+};
+
+TEST_F(EnginesCommandTest, CatalogueSaysWhichEnginesCanBeRun) {
+  const auto engines = json({"engines"})["engines"];
+  EXPECT_EQ(engines.size(), 7u);
+  for (const auto& engine : engines) EXPECT_EQ(engine["state"], "ready") << engine;
+  const std::string ready = engines[0]["library"];
+  const std::string entry = engines[0]["entry_point"];
+  const std::string folder = json({"engines"})["folder"];
+  writeFile("own.aef", "c$0$d$whole$0$" + ready + "!" + entry + "\nc$0$d$no symbol$0$" + ready +
+                           "!None\nc$0$d$no file$0$none.so!None\n");
+  const auto result = orb({"engines", "--aef", "own.aef", "--engines", folder});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.out, AllOf(HasSubstr("ready"), HasSubstr("no entry point"), HasSubstr("library does not load")));
+  EXPECT_THAT(orb({"engines", "--aef", "none.aef"}).err, HasSubstr("none.aef"));
+}
+
+TEST_F(EnginesCommandTest, SequenceIsEditedStepByStep) {
+  good({"sequence", "new", "s.asf", "--title", "My steps"});
+  good({"sequence", "add", "s.asf", "peak area"});
+  good({"sequence", "add", "s.asf", "peak location", "--at", "1", "--options", "ORB_F_LOCTHRESH=4"});
+  good({"sequence", "add", "s.asf", "detection limits"});
+  good({"sequence", "remove", "s.asf", "3"});
+  const auto shown = json({"sequence", "show", "s.asf"});
+  EXPECT_EQ(shown["title"], "My steps");
+  ASSERT_EQ(shown["steps"].size(), 2u);
+  EXPECT_EQ(shown["steps"][0]["engine"], "peak location");
+  EXPECT_EQ(shown["steps"][0]["options"], "ORB_F_LOCTHRESH=4");
+  EXPECT_EQ(shown["steps"][1]["engine"], "peak area");
+  EXPECT_THAT(orb({"sequence", "remove", "s.asf", "3"}).err, HasSubstr("there is no step 3"));
+  EXPECT_EQ(orb({"sequence"}).status, 2);
+  EXPECT_EQ(orb({"sequence", "new", "s.asf"}).status, 1) << "not overwritten";
+}
+
+TEST_F(EnginesCommandTest, RunTellsEveryStepAndStopsAtAFailure) {
+  simulate("s.dat", "Cs-137:500,Co-60:300");
+  const auto steps = json({"run", "s.dat"})["steps"];
+  ASSERT_EQ(steps.size(), 7u);
+  for (const auto& step : steps) EXPECT_EQ(step["result"], "0x00000000") << step;
+
+  good({"create", "empty.dat", "--channels", "1024"});
+  good({"set", "empty.dat", "ORB_D_ECALGAIN", "0"});
+  const auto refused = orb({"run", "empty.dat"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_THAT(refused.out, AllOf(HasSubstr("energy and shape check"), Not(HasSubstr("peak location"))));
+  EXPECT_THAT(refused.err, HasSubstr("no energy calibration"));
+  const auto skipped = orb({"run", "empty.dat", "--skip-errors"});
+  EXPECT_THAT(skipped.out, HasSubstr("detection limits"));
+}
+
+TEST_F(EnginesCommandTest, AnalysisFindsTheTruth) {
+  simulate("s.dat", "Cs-137:500,Co-60:300,Eu-152:2000,K-40:3000,Am-241:800");
+  const auto found = json({"analyze", "s.dat", "-o", "out.dat"});
+  std::map<std::string, double> truth = {
+      {"Cs-137", 500}, {"Co-60", 300}, {"Eu-152", 2000}, {"K-40", 3000}, {"Am-241", 800}};
+  EXPECT_EQ(found["nuclides"].size(), truth.size());
+  for (const auto& nuclide : found["nuclides"]) {
+    ASSERT_EQ(truth.count(nuclide["name"]), 1u) << nuclide;
+    EXPECT_GT(nuclide["confidence"], 0.8) << nuclide;
+    const double off = nuclide["activity_bq"].get<double>() - truth[nuclide["name"]];
+    EXPECT_LT(std::abs(off), 3.5 * nuclide["activity_unc_bq"].get<double>()) << nuclide;
+    EXPECT_LT(std::abs(off), 0.1 * truth[nuclide["name"]]) << nuclide;
+  }
+  for (const auto& limit : found["not_found"]) {
+    EXPECT_EQ(truth.count(limit["name"]), 0u) << limit;
+    EXPECT_GT(limit["detection_limit"], limit["decision_threshold"]) << limit;
+  }
+  EXPECT_GT(found["not_found"].size(), 80u);
+  EXPECT_EQ(json({"nuclides", "out.dat"})["nuclides"], found["nuclides"]);
+  EXPECT_TRUE(json({"nuclides", "s.dat"})["nuclides"].empty()) << "the input stays as it was";
+  EXPECT_THAT(good({"dump", "out.dat", "--class", "0x2008"}), HasSubstr("nuclide identification"));
+  EXPECT_THAT(good({"analyze", "s.dat", "--truth", "s.dat.json"}), HasSubstr("Against the truth"));
+}
+
+TEST_F(EnginesCommandTest, InterferingNuclidesAreToldApart) {
+  simulate("s.dat", "Ra-226:2000,U-235:100,Pb-214:500,Bi-214:500");
+  const auto found = json({"analyze", "s.dat"})["nuclides"];
+  EXPECT_THAT(namesOf(found), ::testing::UnorderedElementsAre("Ra-226", "U-235", "Pb-214", "Bi-214"));
+  for (const auto& nuclide : found) {
+    if (nuclide["name"] != "Ra-226") continue;
+    EXPECT_NEAR(nuclide["activity_bq"], 2000, 400) << "half of the 186 keV peak is of U-235";
+  }
+}
+
+TEST_F(EnginesCommandTest, FailedAnalysisLeavesNothing) {
+  good({"create", "empty.dat", "--channels", "1024"});
+  good({"set", "empty.dat", "ORB_D_ECALGAIN", "0"});
+  const std::string before = readFile("empty.dat");
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"analyze", "empty.dat"},
+        {"analyze", "empty.dat", "-o", "out.dat"},
+        {"analyze", "none.spe", "-o", "out.dat"},
+        {"analyze", "empty.dat", "--library", "none.nlb", "-o", "out.dat"}}) {
+    EXPECT_EQ(orb(arguments).status, 1);
+    EXPECT_FALSE(std::filesystem::exists("out.dat"));
+    EXPECT_EQ(readFile("empty.dat"), before);
+  }
+}
+
+TEST_F(EnginesCommandTest, LibraryLookUpGivesEveryMatch) {
+  const auto near = json({"nuclides", "--energy", "186", "--tol", "1"})["lines"];
+  std::set<std::string> names;
+  for (const auto& line : near) names.insert(line["nuclide"]);
+  EXPECT_THAT(names, AllOf(::testing::Contains("Ra-226"), ::testing::Contains("U-235")));
+  EXPECT_EQ(json({"nuclides", "--name", "co60"})["lines"].size(), 2u);
+  EXPECT_EQ(orb({"nuclides", "--energy", "3999"}).status, 1);
+  EXPECT_EQ(orb({"nuclides"}).status, 2);
+}
+
+TEST_F(EnginesCommandTest, BatchGoesOnAfterAFailureAndDoesNothingTwice) {
+  good({"sequence", "new", "not_a_spectrum.dat"});
+  simulate("a.dat", "Cs-137:500", "1");
+  simulate("b.dat", "Co-60:500", "2");
+  writeFile("c.spe", "no spectrum");
+  const std::vector<std::string> batch = {"batch", "a.dat",  "b.dat", "c.spe", "-o",
+                                          "out",   "--jobs", "2",     "--csv", "r.csv"};
+  const auto first = orb(batch);
+  EXPECT_EQ(first.status, 1);
+  EXPECT_THAT(first.err, HasSubstr("1 of 3 failed"));
+  const std::string table = readFile("r.csv");
+  EXPECT_THAT(table, AllOf(HasSubstr("\"a.dat\",done,"), HasSubstr("\"Cs-137\""), HasSubstr("\"b.dat\",done,"),
+                           HasSubstr("\"c.spe\",failed,")));
+  EXPECT_FALSE(std::filesystem::exists("out/c.spe.dat"));
+  const std::string kept = readFile("out/a.dat");
+  std::filesystem::remove("out/b.dat");
+  orb(batch);
+  EXPECT_THAT(readFile("r.csv"), AllOf(HasSubstr("\"a.dat\",kept,"), HasSubstr("\"b.dat\",done,")));
+  EXPECT_EQ(readFile("out/a.dat"), kept);
+  EXPECT_EQ(orb({"batch", "a.dat", "-o", "."}).status, 1) << "an input would be its own result";
+}
+
+// ---- Measured spectra ------------------------------------------------------------------------------------------
+
+struct MeasuredCase {
+  const char* file;
+  std::vector<std::string> present;  // found among the nuclides
+  std::vector<std::string> absent;   // the spectrum has no such peak
+};
+
+class MeasuredSpectrumTest : public EnginesCommandTest, public ::testing::WithParamInterface<MeasuredCase> {};
+
+TEST_P(MeasuredSpectrumTest, NuclidesThatAreKnownToBeThere) {
+  const std::string spectrum = measured(GetParam().file);
+  if (spectrum.empty()) GTEST_SKIP() << "ORB_TEST_DATA names no spectra";
+  const auto found = json({"analyze", spectrum});
+  const std::vector<std::string> names = namesOf(found["nuclides"]);
+  const auto first =
+      std::vector<std::string>(names.begin(), names.begin() + std::min<std::ptrdiff_t>(12, std::ssize(names)));
+  for (const std::string& nuclide : GetParam().present) EXPECT_THAT(first, ::testing::Contains(nuclide));
+  for (const std::string& nuclide : GetParam().absent) EXPECT_THAT(names, Not(::testing::Contains(nuclide)));
+}
+
+const std::vector<std::string> kNatural = {"Pb-214", "Bi-214", "Ac-228", "Tl-208", "K-40"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Spectra, MeasuredSpectrumTest,
+    ::testing::Values(MeasuredCase{"hpge_16k_leadcave_background.spe", kNatural, {}},
+                      MeasuredCase{"hpge_16k_naa_pottery.spe", {"Eu-152", "Co-60", "Cs-134", "Eu-154", "K-40"}, {}},
+                      MeasuredCase{"hpge_8k_field_alcatraz.spe", kNatural, {"Co-60", "Cs-137"}},
+                      MeasuredCase{"hpge_8k_field_alcatraz.n42", kNatural, {"Co-60", "Cs-137"}},
+                      MeasuredCase{"hpge_8k_field_alcatraz.csv", kNatural, {"Co-60", "Cs-137"}},
+                      MeasuredCase{"hpge_1k_mixed_gamma.spe", {"Co-60", "Co-57", "Cd-109", "Cs-137"}, {"K-40"}},
+                      MeasuredCase{"hpge_8k_eu152.Spe", {"Eu-152"}, {"Co-60", "Cs-137", "K-40"}},
+                      MeasuredCase{"hpge_8k_brazil_nuts.Spe", kNatural, {}},
+                      MeasuredCase{"hpge_8k_coal.Spe", kNatural, {"Cs-137"}},
+                      MeasuredCase{"hpge_8k_coal_recal.Spe", kNatural, {"Cs-137"}},
+                      MeasuredCase{"hpge_8k_soil_cs137.Spe", {"Cs-137", "Pb-214", "Bi-214", "Ac-228", "K-40"}, {}},
+                      MeasuredCase{"hpge_8k_bananas.Spe", {"K-40", "Co-60"}, {}},
+                      MeasuredCase{"hpge_8k_co60.csv", {"Co-60"}, {"Cs-137"}},
+                      MeasuredCase{"hpge_8k_cs137.csv", {"Cs-137", "Bi-207"}, {}},
+                      MeasuredCase{"hpge_8k_i131.csv", {"I-131"}, {"Co-60"}},
+                      MeasuredCase{"hpge_8k_ra226.csv", {"Ra-226", "Pb-214", "Bi-214"}, {"Co-60", "Cs-137"}},
+                      MeasuredCase{"hpge_8k_lu177.csv", {"Lu-177"}, {"Co-60"}},
+                      MeasuredCase{"csi_1k_am241.n42", {"Am-241"}, {"Co-60", "Cs-137", "K-40"}},
+                      MeasuredCase{
+                          "nai_1k_field_kut_calibration.spe", {"K-40", "Bi-214", "Tl-208"}, {"Co-60", "Cs-137"}},
+                      MeasuredCase{"nai_1k_loess_profile_1.spe", {"K-40", "Bi-214"}, {"Co-60", "Cs-137"}},
+                      MeasuredCase{"scint_1k_handheld_5s.spe", {}, {"Co-60", "Cs-137"}}),
+    [](const auto& instance) {
+      std::string name = instance.param.file;
+      std::replace(name.begin(), name.end(), '.', '_');
+      return name;
+    });
+
+TEST_F(EnginesCommandTest, UncalibratedSpectraAreRefusedWithTheReason) {
+  for (const char* const file : {"csi_4k_ba133_cs137_uncal.spe", "csi_4k_ba133_cs137_uncal.csv",
+                                 "nai_1001ch_background_uncal.spe", "nai_1k_zero_calibration.spe"}) {
+    if (measured(file).empty()) GTEST_SKIP() << "ORB_TEST_DATA names no spectra";
+    const auto result = orb({"analyze", measured(file)});
+    EXPECT_EQ(result.status, 1) << file;
+    EXPECT_THAT(result.err, HasSubstr("no energy calibration")) << file;
+  }
+}
+
+}  // namespace
+}  // namespace orbtest
