@@ -40,6 +40,26 @@ run(${CMAKE_COMMAND} -S ${scratch}/stranger -B ${scratch}/build -DCMAKE_PREFIX_P
 run(${CMAKE_COMMAND} --build ${scratch}/build)
 run_example(${scratch}/build/first_file)
 
+# An engine of one's own, built on the package, as a step of a sequence that the installed tool runs.
+if(EXISTS ${prefix}/bin/orb)
+  file(COPY ${ENGINE_EXAMPLE}/ DESTINATION ${scratch}/engine)
+  run(${CMAKE_COMMAND} -S ${scratch}/engine -B ${scratch}/engine_build -DCMAKE_PREFIX_PATH=${prefix}
+    -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${flags})
+  run(${CMAKE_COMMAND} --build ${scratch}/engine_build)
+  run(${prefix}/bin/orb engines)
+  run(${prefix}/bin/orb sequence new own.asf)
+  run(${prefix}/bin/orb sequence add own.asf "dead time")
+  run(${prefix}/bin/orb set made.dat ORB_D_REALTIME 4000)
+  run(${prefix}/bin/orb run made.dat --sequence own.asf --aef ${scratch}/engine/dead_time.aef
+    --engines ${scratch}/engine_build)
+  execute_process(COMMAND ${prefix}/bin/orb get made.dat ORB_D_DEADTIME WORKING_DIRECTORY ${scratch}
+    OUTPUT_VARIABLE dead_time OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(NOT dead_time MATCHES "^(10|9\\.99999[0-9]*|10\\.00000[0-9]*)$")
+    message(FATAL_ERROR "the engine left a dead time of '${dead_time}', not 10")
+  endif()
+  run(${prefix}/bin/orb analyze made.dat)
+endif()
+
 find_program(PKG_CONFIG pkg-config)
 if(NOT PKG_CONFIG)
   message(FATAL_ERROR "pkg-config is not installed")

@@ -43,8 +43,8 @@ struct CountLimits {
 /// ISO:      y* = k_alpha u(0),         y# = y* + k_beta u(y#), u(y)^2 = y + B + u(B)^2.
 /// Poisson:  y* = the greatest counts in the window that are not significant, less B; y# as onOffLimit tells.
 /// Currie's formula takes no account of B's uncertainty other than through b: 3.29 is that of a known continuum, and
-/// with flanks of one window each sees a line in 9 % of windows without one; 4.03 would be right for 5 %. The normal
-/// form of ISO 11929 makes 5 % into 6.6 % at B = 20 and 5.2 % at 1000, Poisson quantiles into 5 % or less.
+/// with flanks of one window each sees a line in 9 to 11 % of windows without one; 4.03 would be right for 5 %. The
+/// normal form of ISO 11929 makes 5 % into 6.6 % at B = 20 and 5.2 % at 1000, Poisson quantiles into 5 % or less.
 CountLimits countLimits(const Background& background, const LimitRule& rule);
 
 /// Threshold and limit as activities, and what the measured net counts say.

@@ -43,9 +43,10 @@ std::vector<FittedLine> fittedPeaks(const std::vector<double>& counts, const std
   settings.continuum = Continuum::Step;
   settings.width = WidthMode::Free;
   std::vector<FittedLine> lines;
+  // Wide enough for a width that is free: the continuum must be known without it.
   RegionRule rule;
-  rule.left = rule.right = 2.5;
-  rule.together = 3;
+  rule.left = rule.right = 3.5;
+  rule.together = 4;
   for (const RegionPlan& plan : planRegions(extents, rule, {1, static_cast<int>(counts.size())})) {
     std::vector<LineStart> here;
     for (const int i : plan.lines) here.push_back(starts[static_cast<std::size_t>(i)]);
