@@ -6,57 +6,22 @@
 #include <cstdio>
 
 #include "FileAccess.h"
+#include "analysed_spectrum.h"
 #include "anautils.h"
 #include "sample_files.h"
-#include "simulator.h"
 #include "suites.h"
 
 using com::norvale::datatypes::Variant;
 using com::norvale::orb::FileAccess;
-namespace sim = orb::simulate;
 
 namespace {
-
-constexpr int kChannels = 16384;
-constexpr int kPeaks = 60;
-
-sim::Detector detector() {
-  sim::Detector made = sim::detectorOfKind("hpge");
-  made.channels = kChannels;
-  made.gain_keV = 0.18;
-  made.offset_keV = 0;
-  made.quadratic_keV = 0;
-  return made;
-}
-
-double energyOfPeak(int i) {
-  return 120 + 46.0 * i;
-}
-
-/// 60 lines of 500 to 60 000 counts on a falling continuum.
-const std::vector<double>& counts() {
-  static const std::vector<double> drawn = [] {
-    const sim::Detector d = detector();
-    std::vector<double> expected(kChannels);
-    for (int i = 0; i < kChannels; ++i) expected[static_cast<std::size_t>(i)] = 5 + 200 * std::exp(-i / 3000.0);
-    for (int i = 0; i < kPeaks; ++i) sim::addLine(d, energyOfPeak(i), 500 * std::pow(120, (i % 7) / 6.0), expected);
-    return sim::drawCounts(expected, 3);
-  }();
-  return drawn;
-}
 
 class SpectrumObject {
  public:
   SpectrumObject() {
     const std::string path = samplePath("analysis.orb");
     std::remove(path.c_str());
-    require(file_.create(path, kChannels, false), "create");
-    const sim::Detector d = detector();
-    file_.setParameter(0x20000020, Variant(d.offset_keV), 0, 0);
-    file_.setParameter(0x20000021, Variant(d.gain_keV), 0, 0);
-    file_.setParameter(0x20000048, Variant(d.fwhm_offset_keV), 0, 0);
-    file_.setParameter(0x20000049, Variant(d.fwhm_slope), 0, 0);
-    file_.setSpectrum(std::vector<unsigned int>(counts().begin(), counts().end()), 1, 1);
+    createAnalysedSpectrum(file_, path);
   }
   ~SpectrumObject() { file_.close(com::norvale::orb::NOFLUSH); }
   FileAccess& operator*() { return file_; }
@@ -68,7 +33,7 @@ class SpectrumObject {
 
 /// Channels of the region about the 30th line, from 1.
 std::pair<int, int> region() {
-  const int middle = static_cast<int>(std::lround(energyOfPeak(30) / detector().gain_keV));
+  const int middle = channelOfLine(30);
   return {middle - 30, middle + 30};
 }
 
@@ -97,7 +62,7 @@ int gslResiduals(const gsl_vector* p, void* data, gsl_vector* residuals) {
     const double above = std::erf((d->first + i + 0.5 - gsl_vector_get(p, 1)) / s);
     const double model = gsl_vector_get(p, 0) * 0.5 * (above - below) + gsl_vector_get(p, 3) + gsl_vector_get(p, 4) * i;
     gsl_vector_set(residuals, static_cast<std::size_t>(i),
-                   model - counts()[static_cast<std::size_t>(d->first + i - 1)]);
+                   model - analysedCounts()[static_cast<std::size_t>(d->first + i - 1)]);
     below = above;
   }
   return GSL_SUCCESS;
@@ -142,7 +107,7 @@ void fitGsl(benchmark::State& state) {
   fdf.params = &data;
   gsl_vector* const weights = gsl_vector_alloc(n);
   for (std::size_t i = 0; i < n; ++i)
-    gsl_vector_set(weights, i, 1 / std::max(1.0, counts()[static_cast<std::size_t>(first) + i - 1]));
+    gsl_vector_set(weights, i, 1 / std::max(1.0, analysedCounts()[static_cast<std::size_t>(first) + i - 1]));
   gsl_vector* const start = gsl_vector_alloc(5);
   gsl_matrix* const covariance = gsl_matrix_alloc(5, 5);
   gsl_multifit_nlinear_workspace* const work = gsl_multifit_nlinear_alloc(gsl_multifit_nlinear_trust, &settings, n, 5);
@@ -170,7 +135,7 @@ void wholeSpectrum(benchmark::State& state) {
   }
   std::uint16_t n = 0;
   file->countItems(0x20060006, n, 0);
-  if (n < kPeaks) state.SkipWithError("lines are missing");
+  if (n < kAnalysedLines) state.SkipWithError("lines are missing");
 }
 
 void evaluateEnergy(benchmark::State& state) {
@@ -179,7 +144,7 @@ void evaluateEnergy(benchmark::State& state) {
   for (auto _ : state) {
     auto energy = file->evaluate(com::norvale::orb::CHANNEL2ENERGY, channel, true);
     benchmark::DoNotOptimize(energy);
-    channel = channel < kChannels ? channel + 1 : 1;
+    channel = channel < kAnalysedChannels ? channel + 1 : 1;
   }
 }
 

@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
   return 1;
 #endif
   std::vector<Comparison> comparisons = serviceSuite();
-  for (const auto suite : {fileObjectSuite, toolSuite, analysisSuite})
+  for (const auto suite : {fileObjectSuite, toolSuite, analysisSuite, enginesSuite})
     for (const Comparison& comparison : suite()) comparisons.push_back(comparison);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;

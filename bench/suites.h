@@ -9,3 +9,4 @@ void measureServiceOnce(RatioReport& report);
 std::vector<Comparison> fileObjectSuite();
 std::vector<Comparison> toolSuite();
 std::vector<Comparison> analysisSuite();
+std::vector<Comparison> enginesSuite();

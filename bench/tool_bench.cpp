@@ -1,18 +1,13 @@
 // The tool: reading spectra in text formats beside std::from_chars over the same numbers, and the start of a command.
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <charconv>
 #include <cmath>
 #include <string>
 #include <vector>
 
+#include "programs.h"
 #include "sample_files.h"
 #include "spectrum_data.h"
 #include "suites.h"
-
-extern char** environ;
 
 namespace {
 
@@ -90,22 +85,9 @@ void readFromChars(benchmark::State& state, const std::string& text) {
   }
 }
 
-/// Starts a program and waits for its end; its output goes nowhere.
-void runProgram(benchmark::State& state, std::vector<std::string> words) {
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  for (auto _ : state) {
-    pid_t child = 0;
-    int status = 1;
-    if (posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ) == 0)
-      waitpid(child, &status, 0);
-    if (status != 0) state.SkipWithError(arguments[0]);
-  }
-  posix_spawn_file_actions_destroy(&actions);
+void runProgram(benchmark::State& state, const std::vector<std::string>& words) {
+  for (auto _ : state)
+    if (!runQuietly(words)) state.SkipWithError(words.front().c_str());
 }
 
 const std::string& smallFile() {

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Shows what there is on a real spectrum: brought into a data file, told about, drawn and exported by orb; then a data
-# file from birth to the look inside with a plain SQLite tool: made, filled, its program killed, reopened.
+# Shows what there is: a data file from birth to the look inside with a plain SQLite tool (made, filled, its program
+# killed, reopened), then the analysis of a simulated spectrum beside its truth, and that of a measured one.
 #   demo.sh BUILD-FOLDER
 # Uses a measured spectrum when ORB_TEST_DATA names the folder of them, otherwise one made here.
 set -eu
@@ -39,19 +39,32 @@ echo "   ... $(sqlite3 "$file" 'SELECT count(*) FROM parameter') values in all;"
 
 orb="$build/tools/orb/orb"
 cd "$folder"
-echo
-if [ -r "$spectrum" ]; then
-  echo "4. orb brings a measured spectrum in, calibrates it by its own lines, finds and fits them, and draws it:"
-  cp "$spectrum" spectrum.spe
-  first="import spectrum.spe eu152.dat"
-else
-  echo "4. orb simulates a spectrum (ORB_TEST_DATA names no measured ones), finds and fits its lines, and draws it:"
-  first="simulate eu152.dat --nuclides Eu-152:3000,K-40:300 --live-time 600"
-fi
-for command in "$first" "info eu152.dat" "calibrate eu152.dat --auto Eu-152" "peaks eu152.dat" \
-  "plot eu152.dat --log --width 100 --height 20" "plot eu152.dat --log -o eu152.svg" "export eu152.dat eu152.n42"; do
-  echo "   \$ orb $command"
+
+# Runs a command line of orb and shows both.
+show() {
+  echo "   \$ orb $1"
   # shellcheck disable=SC2086  # words of a command line
-  "$orb" $command >said 2>&1 || { cat said; exit 1; }
+  "$orb" $1 >said 2>&1 || { cat said; exit 1; }
   sed 's/^/   /' said
-done
+}
+
+echo
+echo "4. The whole analysis of a simulated spectrum (seed 7, so every run shows the same), the truth beside the results:"
+show "simulate demo.dat --nuclides Cs-137:500,Co-60:300,Eu-152:2000,K-40:3000,Am-241:800 --live-time 3600 --seed 7"
+report="$build/demo-report.html"
+show "analyze demo.dat -o analysed.dat --truth demo.dat.json"
+show "plot analysed.dat --log --width 100 --height 20"
+if "$orb" report analysed.dat -o "$report" --force 2>said; then
+  echo "   The report page: $report"
+else
+  sed 's/^/   /' said
+fi
+
+[ -r "$spectrum" ] || exit 0
+echo
+echo "5. A measured spectrum, brought in, calibrated by its own lines and analysed:"
+cp "$spectrum" spectrum.spe
+show "import spectrum.spe eu152.dat"
+show "calibrate eu152.dat --auto Eu-152"
+show "analyze eu152.dat"
+show "export eu152.dat eu152.n42"

@@ -308,10 +308,11 @@ class Identification {
         name = "annihilation";
         energy = kAnnihilation_keV;
       }
+      if (name.empty() && isEscape(peaks_[p])) name = "escape";
       const USHORT record = peaks_[p].record;
       file_.set(0x20060056, name.empty() ? 1 : 0, record);
       file_.setText(0x20060057, name, record);
-      if (!name.empty()) file_.set(0x20060058, energy, record);
+      if (energy > 0) file_.set(0x20060058, energy, record);
       n_unidentified += name.empty() ? 1 : 0;
     }
     file_.set(0x20060062, n_unidentified);
@@ -320,6 +321,18 @@ class Identification {
   static constexpr double kAnnihilation_keV = 510.999;
   bool isAnnihilation(double energy) const {
     return std::abs(energy - kAnnihilation_keV) <= toleranceAt(kAnnihilation_keV);
+  }
+
+  /// Whether one or two annihilation quanta less than a stronger peak above pair production leave this energy.
+  bool isEscape(const FittedPeak& peak) const {
+    constexpr double kPairProduction_keV = 1500;  // where it begins to show
+    return std::any_of(peaks_.begin(), peaks_.end(), [&](const FittedPeak& whole) {
+      const double lost = whole.energy - peak.energy;
+      const double tolerance = toleranceAt(peak.energy);
+      const bool fits =
+          std::abs(lost - kAnnihilation_keV) <= tolerance || std::abs(lost - 2 * kAnnihilation_keV) <= tolerance;
+      return fits && whole.energy > kPairProduction_keV && whole.area > peak.area;
+    });
   }
 
   File& file_;

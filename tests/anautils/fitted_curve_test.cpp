@@ -144,7 +144,8 @@ TEST_F(FittedCurve, RefusalsLeaveTheOutputsAlone) {
       {"no file", static_cast<LONG>(AIO_BADHANDLE),
        [&] { return lFittedRegion(nullptr, 1, n, &first_, &n_, nullptr, nullptr); }},
       {"width of zero", ANA_BADCAL, [&] { return put(0x20060024, 0.0, 1), evaluate(1); }},
-      {"region past the end", ANA_OUTSIDE, [&] { return put(0x20060024, 2.0, 1), put(0x2006001F, 5000, 1), evaluate(1); }},
+      {"region past the end", ANA_OUTSIDE,
+       [&] { return put(0x20060024, 2.0, 1), put(0x2006001F, 5000, 1), evaluate(1); }},
       {"inverted region", ANA_EMPTYREGION, [&] { return put(0x2006001F, 1, 1), evaluate(1); }},
       {"no calibration", ANA_NOENERGYCAL, [&] { return put(0x20000021, 0.0), evaluate(1); }},
   };

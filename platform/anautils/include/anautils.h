@@ -127,9 +127,9 @@ ANAUTILS_EXPORT LONG AA_2nd_Diff_Peak_Loc(void* handle, LONG reserved1, LONG res
  *  @return ANA_OK; ANA_NOPEAKTABLE; as lEncal1. A region that cannot be fitted keeps its lines, marked. */
 ANAUTILS_EXPORT LONG lPANolin(void* handle, LONG reserved1, LONG reserved2, LONG reserved3);
 
-/** The curve that the fit of a region stands for, from the table of lines: what lPANolin expected in each channel. Widths
- *  and tails lie in the table in keV, so it is right as long as the energy calibration is that of the fit. Where a
- *  multiplet was cut into two regions, the other region's lines are part of the model.
+/** The curve that the fit of a region stands for, from the table of lines: what lPANolin expected in each channel.
+ * Widths and tails lie in the table in keV, so it is right as long as the energy calibration is that of the fit. Where
+ * a multiplet was cut into two regions, the other region's lines are part of the model.
  *  @param region     number of the region, 1 to 65535, as it stands beside its lines
  *  @param capacity   room in the arrays; the number of channels of the spectrum is always enough
  *  @param first, n   out: first channel of the region, number of its channels
@@ -138,8 +138,8 @@ ANAUTILS_EXPORT LONG lPANolin(void* handle, LONG reserved1, LONG reserved2, LONG
  *  @return ANA_OK; ANA_NOPEAKTABLE; ANA_NOPEAK (no such region, or its fit gave no numbers); ANA_NOENERGYCAL;
  *          ANA_BADCAL (also: a width that is not positive), ANA_BADPOINT, ANA_EMPTYREGION, ANA_OUTSIDE (the table holds
  *          what no fit leaves); ANA_BADARG (also: more channels than room) */
-ANAUTILS_EXPORT LONG lFittedRegion(void* handle, LONG region, ULONG capacity, ULONG* first, ULONG* n,
-                                   DOUBLE* continuum, DOUBLE* model);
+ANAUTILS_EXPORT LONG lFittedRegion(void* handle, LONG region, ULONG capacity, ULONG* first, ULONG* n, DOUBLE* continuum,
+                                   DOUBLE* model);
 
 /** A line of a source as it was found in a spectrum; positions and widths in channels. */
 typedef struct AnaMatchedLine_S {

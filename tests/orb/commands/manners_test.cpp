@@ -15,9 +15,9 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-const char* const kCommands[] = {"create",    "info",  "get",  "set",   "dump",    "params",  "import",
-                                 "export",    "copy",  "diff", "check", "explain", "plot",    "library",
-                                 "calibrate", "peaks", "fit",  "eval",  "region",  "simulate"};
+const char* const kCommands[] = {"create",    "info",  "get",  "set",   "dump",    "params",   "import",
+                                 "export",    "copy",  "diff", "check", "explain", "plot",     "library",
+                                 "calibrate", "peaks", "fit",  "eval",  "region",  "simulate", "report"};
 
 TEST_F(CommandTest, EveryCommandHelpsWithAnExample) {
   const std::string help = good({"--help"});
@@ -67,6 +67,8 @@ TEST_F(CommandTest, WrongUsageIsToldInOneLineAndExitsWith2) {
            {"simulate", "s.dat", "--nuclides", "Cs-137:x"},
            {"plot", "a.dat", "--range", "9:8"},
            {"plot", "a.dat", "--range", "5000:6000"},
+           {"report", "a.dat"},
+           {"report", "a.dat", "-o", "a.txt"},
        }) {
     const Result result = orb(arguments);
     EXPECT_EQ(result.status, 2) << ::testing::PrintToString(arguments);
@@ -142,6 +144,28 @@ TEST_F(CommandTest, NothingButADataFileIsReplacedByADataFile) {
     EXPECT_EQ(orb(arguments).status, 1) << ::testing::PrintToString(arguments);
     EXPECT_EQ(readFile("a.spe"), kSmallSpe) << ::testing::PrintToString(arguments);
   }
+}
+
+TEST_F(CommandTest, AReportAppearsWholeAndReplacesNoDataFile) {
+  create("a.dat");
+  const Result first = orb({"report", "a.dat", "-o", "a.html"});
+  if (first.status == 2) {
+    EXPECT_THAT(first.err, HasSubstr("built without HTML pages"));
+    GTEST_SKIP() << "this build makes no HTML pages";
+  }
+  ASSERT_EQ(first.status, 0) << first.err;
+  create("b.html");  // a data file, whatever its name
+  writeFile("a.spe", kSmallSpe);
+  const std::string page = readFile("a.html");
+  const std::string data = readFile("b.html");
+  EXPECT_THAT(orb({"report", "a.dat", "-o", "a.html"}).err, HasSubstr("not overwritten without --force"));
+  EXPECT_EQ(orb({"report", "missing.dat", "-o", "a.html", "--force"}).status, 1);
+  EXPECT_EQ(orb({"report", "a.spe", "-o", "a.html", "--force"}).status, 1);
+  EXPECT_TRUE(readFile("a.html") == page);
+  EXPECT_EQ(orb({"report", "a.dat", "-o", "b.html", "--force"}).status, 1);
+  EXPECT_TRUE(readFile("b.html") == data);
+  good({"report", "a.dat", "-o", "a.html", "--force"});
+  EXPECT_THAT(folder(), ElementsAre("a.dat", "a.html", "a.spe", "b.html"));
 }
 
 TEST_F(CommandTest, ALinkStaysALinkWhenItsFileIsReplaced) {

@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "nuclide_results.h"
 #include "peak_results.h"
+#include "report_file.h"
 #include "simulated_truth.h"
 #include "temporary_folder.h"
 
@@ -24,6 +25,7 @@ struct Options {
   std::string report;
   std::string truth;
   bool force = false;
+  bool limits = false;
   bool json = false;
 };
 
@@ -39,7 +41,7 @@ void print(const std::string& path, const Options& options, Console& console) {
   }
   printPeaks(peaks, console);
   console.line();
-  printNuclides(nuclides, console);
+  printNuclides(nuclides, options.limits, console);
   if (options.truth.empty()) return;
   console.line();
   printAgainstTruth(options.truth, peaks, nuclides, console);
@@ -94,6 +96,10 @@ int run(Options options, Console& console) {
   analyse(options.request, target.path(), target.shownName(options), note);
   target.publish();
   tellAdjustments(target.path(), note);
+  if (!options.report.empty()) {
+    const std::string shown_name = options.out.empty() ? options.request.input : options.out;
+    writeReport(target.path(), options.report, options.force, shown_name, note);
+  }
   print(target.path(), options, console);
   return kDone;
 }
@@ -129,6 +135,7 @@ void addAnalyze(CLI::App& app, Job& job) {
   command->add_option("--truth", options->truth, "Truth of a simulated spectrum, to be printed beside the results")
       ->type_name("JSON");
   command->add_flag("--force", options->force, "Replace existing files");
+  command->add_flag("--limits", options->limits, "List the detection limits of nuclides that were not found");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(
       "Nuclides are listed by falling confidence, lines that ought to be seen and are not in brackets. Activities "

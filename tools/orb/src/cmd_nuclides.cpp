@@ -19,6 +19,7 @@ struct Options {
   std::string name;
   double energy_keV = 0;
   double tolerance_keV = 1;
+  bool limits = false;
   bool json = false;
 };
 
@@ -31,7 +32,7 @@ int showResults(const Options& options, Console& console) {
     appendNuclides(json, results);
     printJson(json, console);
   } else {
-    printNuclides(results, console);
+    printNuclides(results, options.limits, console);
   }
   return kDone;
 }
@@ -95,6 +96,7 @@ void addNuclides(CLI::App& app, Job& job) {
       ->capture_default_str()
       ->type_name("T");
   command->add_option("--name", options->name, "Lines of this nuclide")->type_name("N")->excludes(energy);
+  command->add_flag("--limits", options->limits, "List the detection limits of nuclides that were not found");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(
       "Example:\n  orb nuclides soil.dat\n  orb nuclides --energy 661.7 --tol 1\n  orb nuclides --name Eu-152");

@@ -33,6 +33,7 @@ struct Options {
 };
 
 constexpr std::uint32_t kAcquisitionMode = 0x20000004;
+constexpr std::uint32_t kEfficiencyModel = 0x20020028;
 
 struct Source {
   std::string nuclide;
@@ -94,7 +95,8 @@ void fill(FileAccess& file, const Options& options, const sim::Detector& detecto
   require(file.setSpectrum(counts, 1, 1), file.name(), "cannot store the spectrum");
 }
 
-/// The efficiency by which the spectrum was made, as a calibration would give it.
+/// The efficiency by which the spectrum was made, as points of a calibration. Interpolated, because no polynomial
+/// follows it as closely as the points lie.
 void calibrateEfficiency(FileAccess& file, const sim::Detector& detector) {
   constexpr double kUncertainty = 0.01;
   std::vector<GivenPoint> points;
@@ -102,6 +104,7 @@ void calibrateEfficiency(FileAccess& file, const sim::Detector& detector) {
     const double efficiency = sim::efficiencyAt(detector, energy);
     points.push_back({energy, efficiency, kUncertainty * efficiency, ""});
   }
+  putValue(file, kEfficiencyModel, Variant(std::string("INTERPOL")));
   fitEfficiency(file, points);
 }
 

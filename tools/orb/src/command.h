@@ -34,6 +34,7 @@ using AddCommand = void (*)(CLI::App& app, Job& job);
   X(Check)                   \
   X(Explain)                 \
   X(Plot)                    \
+  X(Report)                  \
   X(Library)                 \
   X(Calibrate)               \
   X(Peaks)                   \

@@ -74,7 +74,7 @@ std::string significant(const std::optional<double>& number) {
 
 std::string linesInWords(const NuclideRow& row) {
   std::string words;
-  for (const NuclideLine& line : row.lines) {
+  for (const FoundLine& line : row.lines) {
     char text[48];
     std::snprintf(text, sizeof text, line.peak > 0 ? "%.1f" : "(%.1f)", line.energy_keV);
     words += (words.empty() ? "" : " ") + std::string(text);
@@ -113,7 +113,7 @@ void appendNuclides(Json& json, const NuclideResults& results) {
   json["nuclides"] = Json::array();
   for (const NuclideRow& row : results.nuclides) {
     Json lines = Json::array();
-    for (const NuclideLine& line : row.lines)
+    for (const FoundLine& line : row.lines)
       lines.push_back({{"energy_keV", line.energy_keV}, {"peak", line.peak > 0 ? Json(line.peak) : Json(nullptr)}});
     json["nuclides"].push_back({{"name", row.name},
                                 {"confidence", row.confidence},
@@ -134,7 +134,7 @@ void appendNuclides(Json& json, const NuclideResults& results) {
   json["unidentified"] = results.unidentified;
 }
 
-void printNuclides(const NuclideResults& results, Console& console) {
+void printNuclides(const NuclideResults& results, bool with_limits, Console& console) {
   if (results.nuclides.empty()) console.line("no nuclides found");
   TextRows rows = {{"Nuclide", "Confidence", "Activity [Bq]", "Lines [keV]"}};
   for (const NuclideRow& row : results.nuclides) {
@@ -157,7 +157,9 @@ void printNuclides(const NuclideResults& results, Console& console) {
   }
   if (results.not_found.empty()) return;
   console.line();
-  printLimits(results.not_found, console);
+  if (with_limits) return printLimits(results.not_found, console);
+  console.line("Not found: " + std::to_string(results.not_found.size()) +
+               " nuclides of the library; --limits lists their detection limits");
 }
 
 }  // namespace orb::tool

@@ -9,7 +9,7 @@
 
 namespace orb::tool {
 
-struct NuclideLine {
+struct FoundLine {
   double energy_keV = 0;
   int peak = 0;  ///< number of the peak, from 1; 0: not found
 };
@@ -20,7 +20,7 @@ struct NuclideRow {
   std::optional<double> activity_bq, activity_unc_bq;  ///< at the reference date where the file has one
   double share_percent = 0;                            ///< of the emission that ought to be seen, found
   int marks = 0;                                       ///< values of ORB_L_NUSTATUS
-  std::vector<NuclideLine> lines;
+  std::vector<FoundLine> lines;
 };
 
 struct LimitRow {
@@ -41,6 +41,7 @@ NuclideResults readNuclides(const FileAccess& file);
 
 /// Adds "nuclides", "not_found" and "unidentified" to an object.
 void appendNuclides(Json& json, const NuclideResults& results);
-void printNuclides(const NuclideResults& results, Console& console);
+/// @param with_limits  also the detection limits of what was not found, some hundred lines
+void printNuclides(const NuclideResults& results, bool with_limits, Console& console);
 
 }  // namespace orb::tool

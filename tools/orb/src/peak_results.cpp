@@ -39,6 +39,8 @@ PeakRow readPeak(const FileAccess& file, std::uint16_t record) {
   peak.fwhm_unc_keV = findNumberOf(file, 0x25, record);
   peak.area = numberOf(file, 0x0C, record);
   peak.area_unc = numberOf(file, 0x0D, record);
+  peak.rate = findNumberOf(file, 0x31, record);
+  peak.rate_unc = findNumberOf(file, 0x32, record);
   peak.continuum = numberOf(file, 0x09, record);
   peak.chi_square_reduced = numberOf(file, 0x10, record);
   peak.significance = numberOf(file, 0x13, record);
@@ -48,6 +50,7 @@ PeakRow readPeak(const FileAccess& file, std::uint16_t record) {
   peak.marks = integer(0x40);
   peak.width_fixed = peak.fwhm_keV && peak.fwhm_unc_keV.value_or(0) == 0;
   peak.added = integer(0x48) != 0;
+  peak.is_unidentified = numberOf(file, 0x56, record) != 0;
   if (const auto nuclide = findValue(file, peakCode(0x57), record)) peak.nuclide = nuclide->toString();
   return peak;
 }
@@ -62,8 +65,10 @@ std::string fixed(double number, int decimals) {
   return text;
 }
 
-/// What the marks of a line mean, shortest first; the numbers are those of ORB_L_PKSTATUS.
+}  // namespace
+
 std::string markWords(const PeakRow& peak) {
+  // The numbers are those of ORB_L_PKSTATUS.
   static const std::pair<int, const char*> kWords[] = {{1, "not converged"}, {2, "on a bound"},  {4, "bad fit"},
                                                        {8, "cut"},           {16, "overflow"},   {32, "extrapolated"},
                                                        {64, "singular"},     {128, "not fitted"}};
@@ -75,8 +80,6 @@ std::string markWords(const PeakRow& peak) {
   }
   return words;
 }
-
-}  // namespace
 
 std::string withUncertainty(double value, double uncertainty) {
   if (!std::isfinite(value) || !std::isfinite(uncertainty) || !(uncertainty > 0)) return fixed(value, 2);

@@ -16,6 +16,7 @@ struct PeakRow {
   double centroid = 0, centroid_unc = 0;  ///< channels, from 1
   std::optional<double> fwhm_keV, fwhm_unc_keV;
   double area = 0, area_unc = 0;
+  std::optional<double> rate, rate_unc;  ///< 1/s
   double continuum = 0;
   double chi_square_reduced = 0;
   double significance = 0;
@@ -25,10 +26,14 @@ struct PeakRow {
   bool width_fixed = false;
   bool added = false;  ///< by the residuals of the fit
   std::string nuclide;
+  bool is_unidentified = false;  ///< an identification found no nuclide for it
 };
 
 /// @throws Failure
 std::vector<PeakRow> readPeaks(const FileAccess& file);
+
+/// What is to be said against a line: "added, not converged"; empty for nothing.
+std::string markWords(const PeakRow& peak);
 
 /// {"peaks": [...]}
 Json peaksJson(const std::vector<PeakRow>& peaks);

@@ -1,17 +1,22 @@
-# Writes a C++ source that holds the scripts and styles of the HTML page.
-#   cmake -DOUTPUT=... -DUPLOT_DIR=... -DPAGE_DIR=... -P EmbedPage.cmake
+# Writes a C++ source that holds texts as the constants which a header declares.
+#   cmake -DOUTPUT=... -DHEADER=... -DNAMESPACE=... -DASSETS="NAME=FILE|FILE;NAME=FILE" -P EmbedPage.cmake
+# Several files of one name become one text.
 # Compilers may limit the length of a literal, so a text becomes a row of short ones.
 set(chunk_length 2000)
 
-function(embed name file out)
-  file(READ "${file}" text)
-  file(SHA256 "${file}" sha256)
+function(embed name files out)
+  set(text "")
+  foreach(file IN LISTS files)
+    file(READ "${file}" part)
+    string(APPEND text "${part}")
+  endforeach()
+  string(SHA256 sha256 "${text}")
   string(TOLOWER "${text}" lower)
   # Either of them would end or change the element that the text goes into.
   foreach(forbidden "</script" "</style" "<!--")
     string(FIND "${lower}" "${forbidden}" at)
     if(NOT at EQUAL -1)
-      message(FATAL_ERROR "${file} holds ${forbidden} and cannot stand inside a page")
+      message(FATAL_ERROR "${files}: holds ${forbidden} and cannot stand inside a page")
     endif()
   endforeach()
   string(LENGTH "${text}" length)
@@ -30,9 +35,10 @@ function(embed name file out)
 endfunction()
 
 set(assets "")
-embed(kUplotScript "${UPLOT_DIR}/uPlot.iife.min.js" assets)
-embed(kUplotStyle "${UPLOT_DIR}/uPlot.min.css" assets)
-embed(kUplotLicence "${UPLOT_DIR}/LICENSE" assets)
-embed(kPageScript "${PAGE_DIR}/page.js" assets)
-embed(kPageStyle "${PAGE_DIR}/page.css" assets)
-file(WRITE "${OUTPUT}" "#include \"page_assets.h\"\n\nnamespace orb::plot::assets {\n${assets}}  // namespace orb::plot::assets\n")
+foreach(asset IN LISTS ASSETS)
+  string(REGEX MATCH "^([^=]+)=(.+)$" matched "${asset}")
+  set(name ${CMAKE_MATCH_1})
+  string(REPLACE "|" ";" files "${CMAKE_MATCH_2}")
+  embed(${name} "${files}" assets)
+endforeach()
+file(WRITE "${OUTPUT}" "#include \"${HEADER}\"\n\nnamespace ${NAMESPACE} {\n${assets}}  // namespace ${NAMESPACE}\n")

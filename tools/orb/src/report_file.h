@@ -1,0 +1,18 @@
+/// Reports as files.
+#pragma once
+#include <string>
+
+#include "spectrum_to_file.h"
+
+namespace orb::tool {
+
+/// Writes the report on a data file as one HTML page.
+/// @param out         appears whole or not at all
+/// @param force       whether an existing file may be replaced; a data file is never replaced
+/// @param shown_name  by which the report calls the data file; empty: its path
+/// @param note        receives what could not be shown; may be empty
+/// @throws UsageError in a build without HTML pages; Failure
+void writeReport(const std::string& data_file, const std::string& out, bool force, const std::string& shown_name = {},
+                 const Note& note = {});
+
+}  // namespace orb::tool
