@@ -287,7 +287,7 @@ TEST_P(OutOfMemory, ChangesNothingAndCanBeTriedAgain) {
   }
   int points[2] = {};
   const auto moveThrough = [&](Source source, bool onwards, bool gives_up) {
-    const int stride = source == Source::Sqlite ? kSqliteStride : 1;
+    const int stride = kStride * (source == Source::Sqlite ? kSqliteStride : 1);
     int at = 1;
     for (; at < 20000 && !HasFailure(); at += stride) {
       SCOPED_TRACE(std::string(source == Source::Cpp ? "new" : "malloc of SQLite") + (onwards ? " from " : " ") +
