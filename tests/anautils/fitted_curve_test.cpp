@@ -83,6 +83,7 @@ struct Case {
   double tail;  // channels
   double step;
   double curvature;
+  friend std::ostream& operator<<(std::ostream& out, const Case& c) { return out << c.name; }
 };
 
 class FittedCurveOf : public FittedCurve, public testing::WithParamInterface<Case> {};

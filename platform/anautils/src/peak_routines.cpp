@@ -62,8 +62,7 @@ class SpectrumFit {
     for (std::size_t i = 0; i < plans.size(); ++i) {
       const bool goes_on = plans[i].cut_before && !regions.empty();
       regions.push_back(fitPlan(plans[i], goes_on ? fixedLines(regions.back().fit) : std::vector<FixedLine>()));
-      // The part below was fitted without the lines that are known now.
-      if (goes_on) regions[i - 1] = fitPlan(plans[i - 1], fixedLines(regions[i].fit));
+      if (goes_on) regions[i - 1] = fitBetween(plans, regions, i - 1);
     }
     return regions;
   }
@@ -95,6 +94,17 @@ class SpectrumFit {
       if (!widths_.empty()) places += 0.25 * kFwhmPerSigma / widths_[static_cast<std::size_t>(channel - 1)];
     }
     return std::sqrt(k * k + std::max(0.0, 2 * std::log(std::max(places, 1e-3) / 5)));
+  }
+
+  /// A part of a long multiplet again, because it was fitted without the lines above it that are known now.
+  TableRegion fitBetween(const std::vector<RegionPlan>& plans, const std::vector<TableRegion>& regions,
+                         std::size_t part) const {
+    std::vector<FixedLine> neighbours = fixedLines(regions[part + 1].fit);
+    if (plans[part].cut_before && part > 0) {
+      const std::vector<FixedLine> below = fixedLines(regions[part - 1].fit);
+      neighbours.insert(neighbours.end(), below.begin(), below.end());
+    }
+    return fitPlan(plans[part], neighbours);
   }
 
   TableRegion fitPlan(const RegionPlan& plan, const std::vector<FixedLine>& neighbours) const {

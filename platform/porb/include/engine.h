@@ -84,12 +84,17 @@ class File {
 
   /// A text; empty when it was never written.
   std::string text(ULONG code, USHORT record = 0, USHORT entry = 0) const {
-    std::string bytes(AIO_MAX_VALUE_BYTES, '\0');
-    USHORT size = AIO_MAX_VALUE_BYTES;
-    const ULONG status = AioGetParam(handle_, code, record, entry, bytes.data(), &size);
-    if (status == AIO_NOVALUE) return {};
-    check(status);
-    return bytes.c_str();
+    // The service fills a text up to its greatest length, which few parameters have beyond the first of these.
+    for (const USHORT room : {USHORT{320}, USHORT{AIO_MAX_VALUE_BYTES}}) {
+      std::string bytes(room, '\0');
+      USHORT size = room;
+      const ULONG status = AioGetParam(handle_, code, record, entry, bytes.data(), &size);
+      if (status == AIO_NOVALUE) return {};
+      if (status == AIO_BADSIZE && room < AIO_MAX_VALUE_BYTES) continue;
+      check(status);
+      return bytes.c_str();
+    }
+    return {};
   }
 
   /// Number of records of a class; 0 without such a block.

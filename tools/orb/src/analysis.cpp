@@ -12,14 +12,12 @@ namespace {
 constexpr std::uint32_t kIdentificationLibrary = 0x2010004A;
 constexpr std::uint32_t kLimitLibrary = 0x20100072;
 
-/// A copy in the file system, the pending changes of nobody included.
-void copyFile(const std::string& source, const std::string& target, const std::string& shown_name) {
+/// The content of a data file in a new one, which is left open.
+void copyFile(const std::string& source, FileAccess& file, const std::string& target, const std::string& shown_name) {
   FileAccess from;
   openForReading(from, source);
-  FileAccess to;
-  require(to.open(target, com::norvale::orb::CREATE), shown_name, "cannot create");
-  require(from.duplicateTo(to), shown_name, "cannot copy " + source);
-  flushAndClose(to);
+  require(file.open(target, com::norvale::orb::CREATE), shown_name, "cannot create");
+  require(from.duplicateTo(file), shown_name, "cannot copy " + source);
 }
 
 /// The sequence lies in the file afterwards, its libraries replaced by that of the request.
@@ -34,24 +32,22 @@ void adoptSequence(FileAccess& file, const AnalysisRequest& request, const std::
 
 }  // namespace
 
-void analyse(const AnalysisRequest& request, const std::string& target, const std::string& shown_name,
+void analyse(const AnalysisRequest& request, FileAccess& file, const std::string& target, const std::string& shown_name,
              const Note& note) {
   if (looksLikeDataFile(request.input)) {
-    copyFile(request.input, target, shown_name);
+    copyFile(request.input, file, target, shown_name);
   } else {
-    importSpectrum({request.input, request.detector, request.number}, target, shown_name, note);
+    importSpectrum({request.input, request.detector, request.number}, file, target, shown_name, note);
   }
-  FileAccess file;
-  openForWriting(file, target);
   adoptSequence(file, request, shown_name);
   std::string failed;
   file.observeSteps([&](const com::norvale::orb::StepReport& report) {
     if (report.result != 0) failed = report.engine;
   });
   const std::uint32_t status = file.executeSequence(file, request.engines.catalogue, request.engines.folder, false);
+  file.observeSteps({});
   const std::string what = failed.empty() ? "cannot run the sequence" : "step '" + escapeLine(failed) + "'";
   require(status, request.input, what);
-  flushAndClose(file);
 }
 
 std::uint32_t runSequence(FileAccess& file, const std::string& sequence, const EngineSet& engines, bool skip_errors) {

@@ -29,9 +29,7 @@ struct Options {
   bool json = false;
 };
 
-void print(const std::string& path, const Options& options, Console& console) {
-  FileAccess file;
-  openForReading(file, path);
+void print(const FileAccess& file, const Options& options, Console& console) {
   const auto peaks = readPeaks(file);
   const NuclideResults nuclides = readNuclides(file);
   if (options.json) {
@@ -48,9 +46,7 @@ void print(const std::string& path, const Options& options, Console& console) {
 }
 
 /// A calibration that the analysis changed must not go unnoticed.
-void tellAdjustments(const std::string& path, const Note& note) {
-  FileAccess file;
-  openForReading(file, path);
+void tellAdjustments(const FileAccess& file, const Note& note) {
   const std::pair<const char*, std::uint32_t> sources[] = {{"energy calibration ", kEnergySource},
                                                            {"FWHM calibration ", kShapeSource}};
   for (const auto& [what, code] : sources) {
@@ -92,15 +88,19 @@ class Target {
 int run(Options options, Console& console) {
   options.request.engines = findEngines(options.catalogue, options.folder);
   const Note note = [&](const std::string& text) { console.note(options.request.input + ": " + text); };
+  if (!options.report.empty()) requireReportCanBeWritten(options.report, options.force);
   Target target(options);
-  analyse(options.request, target.path(), target.shownName(options), note);
-  target.publish();
-  tellAdjustments(target.path(), note);
+  FileAccess file;
+  analyse(options.request, file, target.path(), target.shownName(options), note);
+  require(file.flush(), target.shownName(options), "cannot write");
+  tellAdjustments(file, note);
   if (!options.report.empty()) {
     const std::string shown_name = options.out.empty() ? options.request.input : options.out;
     writeReport(target.path(), options.report, options.force, shown_name, note);
   }
-  print(target.path(), options, console);
+  print(file, options, console);
+  require(file.close(com::norvale::orb::NOFLUSH), target.shownName(options), "cannot close");
+  target.publish();
   return kDone;
 }
 

@@ -108,13 +108,15 @@ class Batch {
     outcome.input = input;
     try {
       const std::string target = outputFor(input, options_.out);
-      const bool is_finished = pathExists(target) && !options_.force;
-      if (!is_finished) make(input, target);
-      outcome.state = is_finished ? "kept" : "done";
-      FileAccess file;
-      openForReading(file, target);
-      outcome.peaks = readPeaks(file).size();
-      outcome.nuclides = readNuclides(file);
+      if (pathExists(target) && !options_.force) {
+        outcome.state = "kept";
+        FileAccess file;
+        openForReading(file, target);
+        readResults(file, outcome);
+      } else {
+        make(input, target, outcome);
+        outcome.state = "done";
+      }
     } catch (const std::exception& error) {
       outcome.state = "failed";
       outcome.message = error.what();
@@ -122,12 +124,20 @@ class Batch {
     return outcome;
   }
 
+  static void readResults(const FileAccess& file, Outcome& outcome) {
+    outcome.peaks = readPeaks(file).size();
+    outcome.nuclides = readNuclides(file);
+  }
+
   /// A file that bears its name is whole, so that a batch that was stopped knows what it need not do again.
-  void make(const std::string& input, const std::string& target) const {
+  void make(const std::string& input, const std::string& target, Outcome& outcome) const {
     AnalysisRequest request = options_.request;
     request.input = input;
     DraftFile draft(target, options_.force);
-    analyse(request, draft.path(), target, [](const std::string&) {});
+    FileAccess file;
+    analyse(request, file, draft.path(), target, [](const std::string&) {});
+    readResults(file, outcome);
+    flushAndClose(file);
     draft.publish();
   }
 

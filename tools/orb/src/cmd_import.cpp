@@ -3,6 +3,7 @@
 
 #include "atomic_file.h"
 #include "command.h"
+#include "failure.h"
 #include "import_spectrum.h"
 
 namespace orb::tool {
@@ -19,7 +20,10 @@ int run(const Options& options, Console& console) {
   requireNoOtherFile(options.file);
   DraftFile draft(options.file, options.force);
   const Note note = [&](const std::string& text) { console.note(options.request.spectrum + ": " + text); };
-  importSpectrum(options.request, draft.path(), options.file, note);
+  FileAccess file;
+  importSpectrum(options.request, file, draft.path(), options.file, note);
+  require(file.flush(), options.file, "cannot write");
+  require(file.close(com::norvale::orb::NOFLUSH), options.file, "cannot close");
   draft.publish();
   return kDone;
 }

@@ -12,11 +12,16 @@
 
 namespace orb::tool {
 
+void requireReportCanBeWritten(const std::string& out, bool force) {
+  if (!plot::htmlAvailable()) throw UsageError("report: this orb was built without HTML pages");
+  if (looksLikeDataFile(out))
+    throw Failure(out, "a data file is not replaced by a report", com::norvale::orb::kBadArgument);
+  const DraftFile place(out, force);
+}
+
 void writeReport(const std::string& data_file, const std::string& out, bool force, const std::string& shown_name,
                  const Note& note) {
-  if (!plot::htmlAvailable()) throw UsageError("report: this orb was built without HTML pages");
-  if (isSameFile(data_file, out) || looksLikeDataFile(out))
-    throw Failure(out, "a data file is not replaced by a report", com::norvale::orb::kBadArgument);
+  requireReportCanBeWritten(out, force);
   DraftFile draft(out, force);
   const Note tell = note ? note : [](const std::string&) {};
   draft.write(report::htmlPage(readReport(data_file, shown_name.empty() ? data_file : shown_name, tell)));

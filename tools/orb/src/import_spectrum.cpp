@@ -32,8 +32,8 @@ bool isScintillator(const ImportRequest& request, const formats::SpectrumData& s
 
 }  // namespace
 
-void importSpectrum(const ImportRequest& request, const std::string& target, const std::string& shown_name,
-                    const Note& note) {
+void importSpectrum(const ImportRequest& request, FileAccess& file, const std::string& target,
+                    const std::string& shown_name, const Note& note) {
   const SpectrumFile source = readSpectrumFile(request.spectrum);
   const formats::SpectrumData& spectrum = choose(source, request.number, note);
   for (const std::string& warning : spectrum.warnings) note(warning);
@@ -41,11 +41,8 @@ void importSpectrum(const ImportRequest& request, const std::string& target, con
   const auto n_channels = static_cast<std::uint32_t>(countsFromChannelZero(spectrum).size());
   const bool is_NaI = isScintillator(request, spectrum, note);
   const std::string type = request.detector.empty() ? "" : is_NaI ? "NAI" : "HPGE";
-  FileAccess file;
   require(file.create(target, n_channels, is_NaI), shown_name, "cannot create");
   fillFile(file, spectrum, {request.spectrum, formatWords(source.format), type}, note);
-  require(file.flush(), shown_name, "cannot write");
-  require(file.close(com::norvale::orb::NOFLUSH), shown_name, "cannot close");
 }
 
 }  // namespace orb::tool

@@ -12,10 +12,11 @@ struct ImportRequest {
   std::size_t number = 0;  ///< which spectrum of the text, from 1; 0: the first, and the user is told of others
 };
 
-/// Makes a data file where nothing lies yet. What could not be carried over goes to `note`.
+/// Makes a data file where nothing lies yet, and leaves it open and not flushed. What could not be carried over goes to
+/// `note`.
 /// @param shown_name  by which messages call the data file
 /// @throws Failure
-void importSpectrum(const ImportRequest& request, const std::string& target, const std::string& shown_name,
-                    const Note& note);
+void importSpectrum(const ImportRequest& request, FileAccess& file, const std::string& target,
+                    const std::string& shown_name, const Note& note);
 
 }  // namespace orb::tool

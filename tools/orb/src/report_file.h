@@ -6,6 +6,10 @@
 
 namespace orb::tool {
 
+/// Throws what would keep a report from being written there, before anybody works for it.
+/// @throws UsageError, Failure
+void requireReportCanBeWritten(const std::string& out, bool force);
+
 /// Writes the report on a data file as one HTML page.
 /// @param out         appears whole or not at all
 /// @param force       whether an existing file may be replaced; a data file is never replaced
