@@ -4,6 +4,7 @@
 
 #include "calibration_points.h"
 #include "calibration_text.h"
+#include "codes.h"
 #include "command.h"
 #include "failure.h"
 #include "json_output.h"
@@ -115,6 +116,13 @@ void printResult(const FileAccess& file, const lib::ParameterMap& results, const
   if (!table.efficiency.empty()) console.line("Efficiency  " + count(table.efficiency));
 }
 
+/// What the calibrations come from, in the place of what the file said of the former ones.
+void putSources(FileAccess& file, const Options& options, const CalibrationTable& table) {
+  const std::string source = options.source.empty() ? "points given to orb calibrate" : "lines of " + options.source;
+  if (!table.energy.empty()) putValue(file, kEnergySource, Variant(source));
+  if (!table.fwhm.empty()) putValue(file, kShapeSource, Variant(source));
+}
+
 int run(const Options& options, Console& console) {
   CalibrationTable table = givenPoints(options);
   FileAccess file;
@@ -125,6 +133,7 @@ int run(const Options& options, Console& console) {
   if (!table.energy.empty() || !table.fwhm.empty() || !table.tail.empty())
     results = fitEquations(file, table, termsFor(options, table.energy.size()));
   if (!table.efficiency.empty()) fitEfficiency(file, table.efficiency);
+  putSources(file, options, table);
   flushAndClose(file);
   openForReading(file, options.file);
   if (options.json) {
