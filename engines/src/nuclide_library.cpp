@@ -97,7 +97,7 @@ std::string findLibrary(const std::string& name, void* handle) {
   folders.push_back(engineFolder() / "../data");  // in a build that is not installed
   for (const fs::path& folder : folders) {
     const fs::path path = folder / name;
-    if (fs::is_regular_file(path, ignored)) return path.string();
+    if (fs::is_regular_file(path, ignored)) return path.lexically_normal().string();
   }
   throw Failure(ENG_NOLIBRARY);
 }
