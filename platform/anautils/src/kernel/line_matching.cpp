@@ -83,6 +83,20 @@ class Matcher {
     return sum - 0.2 * shift * shift;
   }
 
+  /// Whether the strongest of the lines that the spectrum should show is among the matches.
+  bool hasStrongest(const std::vector<LineMatch>& found, const Scale& scale) const {
+    int strongest_line = -1;
+    const double last = scale.energy(channels_);
+    for (std::size_t k = 0; k < known_.size(); ++k) {
+      const bool can_be_seen = known_[k].energy > kLowestSeen && known_[k].energy < last;
+      const bool is_stronger =
+          strongest_line < 0 || known_[k].intensity > known_[static_cast<std::size_t>(strongest_line)].intensity;
+      if (can_be_seen && is_stronger) strongest_line = static_cast<int>(k);
+    }
+    const auto is_it = [&](const LineMatch& match) { return match.known == strongest_line; };
+    return strongest_line < 0 || std::any_of(found.begin(), found.end(), is_it);
+  }
+
   Scale best(const StartingScale& start) const {
     Scale best_scale;
     double best_score = -HUGE_VAL;
@@ -176,6 +190,9 @@ std::vector<LineMatch> matchLines(const std::vector<MatchPeak>& peaks, const std
   for (int round = 0; round < 4; ++round)
     scale = matcher.through(matcher.matches(scale, 0.8, round == 0 ? 0.004 : 0.0005), scale);
   std::vector<LineMatch> found = matcher.matches(scale, 0.5, 0);
+  // Where more speaks against a pattern than for it, no calibration is better than one that looks like one.
+  const bool is_doubtful = !(matcher.score(scale) > 0) || !matcher.hasStrongest(found, scale);
+  if (known.size() > 1 && is_doubtful) return {};
   std::sort(found.begin(), found.end(), [&](const LineMatch& a, const LineMatch& b) {
     return known[static_cast<std::size_t>(a.known)].energy < known[static_cast<std::size_t>(b.known)].energy;
   });
