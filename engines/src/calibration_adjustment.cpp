@@ -22,6 +22,9 @@ constexpr double kPoorEnergy_fwhm = 0.2;  // mean deviation of natural lines, li
 constexpr double kWidthFloor = 0.02;      // relative uncertainty of a width, the model's
 constexpr std::size_t kLeastForCurve = 4;
 
+constexpr double kStrongLocation = 5;  // of the second difference: weaker lines tell nothing here and cost as much
+
+constexpr ULONG kLocationThreshold = 0x20030005;
 constexpr ULONG kWidthMode = 0x2003002B;
 constexpr ULONG kCalibrationFlags = 0x2000001F;
 constexpr ULONG kFwhmOffset = 0x20000048;
@@ -72,10 +75,11 @@ std::vector<FreeLine> readLines(const File& file) {
   return lines;
 }
 
-/// The lines of the spectrum as the present calibrations find them, their widths left free.
+/// The strong lines of the spectrum as the present calibrations find them, their widths left free.
 std::vector<FreeLine> fitFreely(File& file) {
   const BlockCopy settings(file.handle(), ORB_CLS_PROC);
   file.setText(kWidthMode, "Free");
+  file.set(kLocationThreshold, std::max(kStrongLocation, file.number(kLocationThreshold, 0)));
   LONG status = AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0);
   if (status == ANA_OK) status = lPANolin(file.handle(), 0, 0, 0);
   settings.restore();
