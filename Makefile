@@ -41,7 +41,7 @@ asan tsan:
 fuzz:
 	scripts/install-packages.sh fuzz
 	cmake --preset fuzz
-	cmake --build --preset fuzz -j $(JOBS)
+	cmake --build --preset fuzz -j $(JOBS) --target make_seeds fuzz_deserialize fuzz_open_file fuzz_spe fuzz_n42 fuzz_csv
 	scripts/fuzz.sh build/fuzz
 
 test-armv7:
