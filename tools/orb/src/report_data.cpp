@@ -88,7 +88,8 @@ std::string firstSentence(const std::string& text) {
 }
 
 void addSettingsOf(std::uint16_t cls, const FileAccess& file, std::vector<report::Setting>& settings) {
-  for (const StoredValue& value : ValueReader(file).read(cls, 0)) {
+  ValueReader reader(file);  // owns what the values point to
+  for (const StoredValue& value : reader.read(cls, 0)) {
     if (value.parameter == nullptr || value.entry != 0 || value.parameter->ulLevel != AIO_IN_HEADER) continue;
     settings.push_back({value.name(), value.text(), firstSentence(value.parameter->szDescription)});
   }
