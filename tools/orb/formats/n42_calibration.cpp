@@ -116,6 +116,11 @@ EnergyCandidate energyOf2006(const N42Document& document, const pugi::xml_node& 
   EnergyCandidate candidate{labelOf(node), {}};
   EnergyCalibration& calibration = candidate.calibration;
   readEquation(document, node, calibration.coefficients, calibration.points, spectrum.warnings);
+  const auto falls = [](const CalibrationPoint& a, const CalibrationPoint& b) { return a.y > b.y; };
+  if (std::adjacent_find(calibration.points.begin(), calibration.points.end(), falls) != calibration.points.end()) {
+    spectrum.warnings.push_back("not carried: " + candidate.label + ", whose energies fall");
+    calibration.points.clear();
+  }
   const std::string_view unit = attributeOf(node, "EnergyUnits");
   if (!unit.empty()) calibration.unit = cleanText(unit);
   toKeV(calibration, spectrum.warnings);
