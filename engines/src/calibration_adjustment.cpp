@@ -7,6 +7,7 @@
 #include <set>
 
 #include "anautils.h"
+#include "calibrations.h"
 #include "engine.h"
 #include "kernel/energy_shift.h"
 
@@ -87,10 +88,6 @@ std::vector<FreeLine> fitFreely(File& file) {
   return readLines(file);
 }
 
-double curveAt(const File& file, double energy) {
-  return file.number(kFwhmOffset, 0) + file.number(kFwhmSlope, 0) * std::sqrt(energy);
-}
-
 /// Weighted mean and root mean square of the relative deviation of the widths from the curve.
 struct Deviation {
   double mean = 0;
@@ -98,12 +95,13 @@ struct Deviation {
 };
 
 Deviation deviationOf(const File& file, const std::vector<FreeLine>& lines) {
+  const LineScale scale(file.handle());
   double weights = 0;
   Deviation deviation;
   for (const FreeLine& line : lines) {
     const double relative_u = std::hypot(line.fwhm_u / line.fwhm, kWidthFloor);
     const double weight = 1 / (relative_u * relative_u);
-    const double d = line.fwhm / curveAt(file, line.energy) - 1;
+    const double d = line.fwhm / scale.fwhm(line.energy) - 1;
     weights += weight;
     deviation.mean += weight * d;
     deviation.rms += weight * d * d;
@@ -150,7 +148,8 @@ bool adjustWidths(File& file, std::vector<FreeLine> lines) {
   const BlockCopy points(file.handle(), ORB_CLS_SHAPECALRES);
   if (!spansACurve(lines) || !fitWidths(file, lines)) {
     points.restore();
-    if (std::abs(deviation.mean) < kPoorWidth) return false;
+    const bool is_plausible = deviation.mean > -0.8 && deviation.mean < 4;
+    if (std::abs(deviation.mean) < kPoorWidth || !is_plausible) return false;
     for (const ULONG code : {kFwhmOffset, kFwhmSlope}) file.set(code, file.number(code, 0) * (1 + deviation.mean));
   }
   file.setText(kShapeSource, "adjusted to " + std::to_string(lines.size()) + " lines of the spectrum");
@@ -167,12 +166,14 @@ void adjustEnergies(File& file, const std::vector<FreeLine>& lines) {
   for (const FreeLine& line : lines) peaks.push_back({line.energy, line.fwhm, line.significance});
   const EnergyShift shift = findEnergyShift(peaks, kNaturalLines);
   if (shift.matches.empty() || shift.mean_fwhm < kPoorEnergy_fwhm) return;
+  const LineScale scale(file.handle());
+  const double former_terms = file.number(kEnergyTerms, 2);
   const BlockCopy points(file.handle(), ORB_CLS_CALRESULTS);
   file.renewBlock(ORB_CLS_CALRESULTS);
   USHORT record = 0;
   for (const ShiftMatch& match : shift.matches) {
     const FreeLine& line = lines[match.peak];
-    const double keV_per_channel = line.energy / line.centroid;
+    const double keV_per_channel = scale.slope(line.centroid);
     file.set(0x200D0002, line.centroid, ++record);
     file.set(0x200D0003, match.energy, record);
     file.set(0x200D0005, line.centroid_u, record);
@@ -180,7 +181,10 @@ void adjustEnergies(File& file, const std::vector<FreeLine>& lines) {
     file.set(0x200D0007, std::hypot(line.centroid_u * keV_per_channel, 0.05 * line.fwhm), record);
   }
   file.set(kEnergyTerms, 3);
-  if (fitCalibration(file, kFitEnergy) != ANA_OK) return points.restore();
+  if (fitCalibration(file, kFitEnergy) != ANA_OK) {
+    file.set(kEnergyTerms, former_terms);
+    return points.restore();
+  }
   file.setText(kEnergySource,
                "adjusted to " + std::to_string(shift.matches.size()) + " lines of natural radioactivity");
 }
@@ -192,15 +196,15 @@ void adjustEnergies(File& file, const std::vector<FreeLine>& lines) {
 using namespace orbengine;
 
 ORB_ENGINE RunCalibrationAdjustment(void* handle, USHORT step, void*, void*) {
-  return run(
-      handle, step,
-      {ORB_CLS_ACQUISITION, ORB_CLS_CALRESULTS, ORB_CLS_SHAPECALRES, ORB_CLS_PEAKS, ORB_CLS_NUCRESULTS, ORB_CLS_LIMITS},
-      [](File& file) {
-        std::vector<FreeLine> lines;
-        for (int pass = 0; pass < kPasses; ++pass) {
-          lines = fitFreely(file);
-          if (!adjustWidths(file, lines)) break;
-        }
-        adjustEnergies(file, lines);
-      });
+  return run(handle, step,
+             {ORB_CLS_ACQUISITION, ORB_CLS_PROC, ORB_CLS_CALRESULTS, ORB_CLS_SHAPECALRES, ORB_CLS_PEAKS,
+              ORB_CLS_NUCRESULTS, ORB_CLS_LIMITS},
+             [](File& file) {
+               std::vector<FreeLine> lines;
+               for (int pass = 0; pass < kPasses; ++pass) {
+                 lines = fitFreely(file);
+                 if (!adjustWidths(file, lines)) break;
+               }
+               adjustEnergies(file, lines);
+             });
 }

@@ -301,7 +301,7 @@ class Limits {
 
   void writeHeader() {
     if (const auto date = measurement_.date()) file_.set(0x20090040, *date);
-    file_.setText(0x20090041, library_path_);
+    file_.setText(0x20090041, shortened(library_path_));
     file_.set(0x20090042, settings_.coverage * 100);
     file_.stamp(ORB_CLS_LIMITS, "detection limits", ENGINE_VERSION,
                 {0x20030015, 0x20030033, 0x2003003C, 0x20030053, 0x20030059, 0x20030082, 0x20030083, 0x20030085,

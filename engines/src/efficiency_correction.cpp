@@ -1,5 +1,8 @@
 // Engine "efficiency correction": efficiency and emission rate of every fitted line, after the lines of a background
 // measurement were taken off. Without an efficiency calibration it does the latter alone.
+#include <cmath>
+#include <limits>
+
 #include "calibrations.h"
 #include "peaks.h"
 
@@ -41,30 +44,40 @@ double toleranceAt(const File& file, double fwhm) {
   return in_fwhm ? file.number(kBackgroundTolerance_fwhm, 0.5) * fwhm : file.number(kBackgroundTolerance_keV, 1);
 }
 
-const FittedPeak* nearest(const std::vector<FittedPeak>& peaks, double energy, double tolerance) {
-  const FittedPeak* found = nullptr;
-  for (const FittedPeak& peak : peaks) {
-    const double distance = std::abs(peak.energy - energy);
-    if (distance > tolerance) continue;
-    tolerance = distance;
-    found = &peak;
+/// The record of the peak nearest to each background line, which belongs to that one alone; 0: none is near enough.
+std::vector<USHORT> ownersOf(const File& file, const Background& background) {
+  std::vector<USHORT> owners(background.peaks.size(), 0);
+  const USHORT records = file.records(ORB_CLS_PEAKS);
+  for (std::size_t i = 0; i < owners.size(); ++i) {
+    double least = std::numeric_limits<double>::infinity();
+    for (unsigned r = 1; r <= records; ++r) {
+      const auto record = static_cast<USHORT>(r);
+      const auto energy = file.find(0x20060007, record);
+      const double distance = energy ? std::abs(*energy - background.peaks[i].energy) : least;
+      if (distance >= least || distance > toleranceAt(file, file.number(0x20060024, 0, record))) continue;
+      least = distance;
+      owners[i] = record;
+    }
   }
-  return found;
+  return owners;
 }
 
 /// Counts of the background in each line, scaled to the live time of the file.
 void subtractBackground(File& file, const Background& background) {
-  const double live_s = file.number(kLiveTime, 0);
+  const double scale = file.number(kLiveTime, 0) / background.live_s;
+  const std::vector<USHORT> owners = ownersOf(file, background);
   const USHORT records = file.records(ORB_CLS_PEAKS);
-  for (unsigned i = 1; i <= records; ++i) {
-    const auto record = static_cast<USHORT>(i);
-    const auto energy = file.find(0x20060007, record);
-    if (!energy) continue;
-    const double tolerance = toleranceAt(file, file.number(0x20060024, 0, record));
-    const FittedPeak* const line = nearest(background.peaks, *energy, tolerance);
-    const double scale = live_s / background.live_s;
-    file.set(0x20060054, line != nullptr ? line->area * scale : 0, record);
-    file.set(0x20060055, line != nullptr ? line->area_u * scale : 0, record);
+  for (unsigned r = 1; r <= records; ++r) {
+    const auto record = static_cast<USHORT>(r);
+    double area = 0;
+    double variance = 0;
+    for (std::size_t i = 0; i < owners.size(); ++i) {
+      if (owners[i] != record) continue;
+      area += background.peaks[i].area;
+      variance += background.peaks[i].area_u * background.peaks[i].area_u;
+    }
+    file.set(0x20060054, area * scale, record);
+    file.set(0x20060055, std::sqrt(variance) * scale, record);
   }
 }
 

@@ -111,6 +111,7 @@ class Identification {
         seen.energy = line.energy;
         seen.sensitivity = line.probability * efficiencyAt(line.energy);
         seen.limit = view_.detectionLimit(line.energy);
+        seen.is_hidden = isHidden(line.energy);
         seen.tolerance = toleranceAt(line.energy);
         seen.identifies = !line.is_annihilation;
         candidate.lines.push_back(seen);
@@ -133,6 +134,14 @@ class Identification {
     if (!curve_) return view_.typicalEfficiency(energy);
     const auto efficiency = curve_->at(energy);
     return efficiency ? efficiency->value : 0;
+  }
+
+  /// Whether a line could lie unresolved in the flank of a fitted one; then it cannot be missed.
+  bool isHidden(double energy) const {
+    constexpr double kReach_fwhm = 1.25;
+    return std::any_of(peaks_.begin(), peaks_.end(), [&](const FittedPeak& peak) {
+      return std::abs(peak.energy - energy) < kReach_fwhm * scale_.fwhm(energy);
+    });
   }
 
   /// No narrower than what a spectrum of coarse channels can tell.
@@ -228,7 +237,8 @@ class Identification {
     }
     const double deviation = file_.number(0x20030041, 3);
     const bool is_weak = activity.value < view_.quantile() * activity.counting_u;
-    return (activity.chi2 > deviation * deviation ? kMarkInconsistent : 0) | (is_weak ? kMarkBelowThreshold : 0);
+    return (deviation > 0 && activity.chi2 > deviation * deviation ? kMarkInconsistent : 0) |
+           (is_weak ? kMarkBelowThreshold : 0);
   }
 
   void writeSpecific(USHORT record, double value, double u) {
@@ -279,7 +289,7 @@ class Identification {
 
   void writeHeader() {
     if (times_.reference) file_.set(0x20080040, *times_.reference);
-    file_.setText(0x20080041, library_path_);
+    file_.setText(0x20080041, shortened(library_path_));
     file_.set(0x20080042, static_cast<double>(found_.size()));
     file_.stamp(ORB_CLS_NUCRESULTS, "nuclide identification", ENGINE_VERSION,
                 {0x2003000A, 0x2003000B, 0x2003000C, 0x20030015, 0x20030041, 0x20030048, 0x20030049, 0x20030050,

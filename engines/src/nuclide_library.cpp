@@ -43,12 +43,17 @@ class OpenLibrary {
   void* handle_ = nullptr;
 };
 
+/// A value that is not possible counts as not known.
+double notNegative(double value) {
+  return std::isfinite(value) && value > 0 ? value : 0;
+}
+
 LibraryLine lineOf(const File& file, USHORT record) {
   LibraryLine line;
   line.energy = file.number(0x20070002, 0, record);
   line.energy_u = file.number(0x20070003, 0, record);
   line.probability = file.number(0x20070004, 0, record) / 100;
-  line.probability_u = file.number(0x20070005, 0, record) / 100;
+  line.probability_u = notNegative(file.number(0x20070005, 0, record)) / 100;
   line.is_key = file.number(0x20070009, 0, record) != 0;
   line.no_activity = file.number(0x2007000D, 0, record) != 0;
   line.is_annihilation = file.text(0x2007000A, record) == "annihilation";
@@ -102,6 +107,11 @@ std::string findLibrary(const std::string& name, void* handle) {
   throw Failure(ENG_NOLIBRARY);
 }
 
+std::string shortened(const std::string& path) {
+  constexpr std::size_t kLongest = 255;
+  return path.size() <= kLongest ? path : path.substr(path.size() - kLongest);
+}
+
 std::vector<LibraryNuclide> readLibrary(const std::string& path) {
   const OpenLibrary library(path);
   const File file(library.handle(), 0);
@@ -118,8 +128,8 @@ std::vector<LibraryNuclide> readLibrary(const std::string& path) {
       LibraryNuclide nuclide;
       nuclide.name = name;
       nuclide.parent = file.text(0x2007000B, record);
-      nuclide.half_life_s = file.number(0x20070006, 0, record);
-      nuclide.half_life_u = file.number(0x20070007, 0, record);
+      nuclide.half_life_s = notNegative(file.number(0x20070006, 0, record));
+      nuclide.half_life_u = notNegative(file.number(0x20070007, 0, record));
       nuclides.push_back(nuclide);
     }
     nuclides[place->second].lines.push_back(line);

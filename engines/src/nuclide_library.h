@@ -34,6 +34,9 @@ std::vector<LibraryNuclide> fluorescenceLines();
 /// belongs to the installed engine. Throws Failure(ENG_NOLIBRARY).
 std::string findLibrary(const std::string& name, void* handle);
 
+/// The path, or its end where it is longer than a parameter for names holds.
+std::string shortened(const std::string& path);
+
 /// The nuclides of a library, in the order in which they first occur. Lines without a positive energy and probability
 /// are left out. Throws Failure(ENG_BADLIBRARY) when there is none, or the file cannot be opened.
 std::vector<LibraryNuclide> readLibrary(const std::string& path);

@@ -111,6 +111,7 @@ std::uint32_t FileAccess::executeSequence(const FileAccess& asf, const std::stri
     if (const auto status = asf.copySequenceTo(*this)) return failed("Error copying sequence parameters", status);
   }
   const RegisteredEngines engines = parseAEF(cataloguePath(aef));
+  const StepObserver observer = m_observer;  // it may name another one meanwhile
   std::uint32_t last_status = 0;
   for (std::uint32_t step = 1; step <= nsteps; ++step) {
     const auto number = static_cast<std::uint16_t>(step);
@@ -124,7 +125,7 @@ std::uint32_t FileAccess::executeSequence(const FileAccess& asf, const std::stri
     if (engine == engines.end()) return failed("Engine " + name + " not found in AEF", kEngineNotFound);
     const auto begin = std::chrono::steady_clock::now();
     last_status = execute(engine->Function, enginePath + engine->Resource, number);
-    if (m_observer) m_observer({number, name, secondsSince(begin), last_status});
+    if (observer) observer({number, name, secondsSince(begin), last_status});
     if (last_status == 0) continue;
     failed("Error returned from engine " + name, last_status);
     if (!skipStepError) return last_status;

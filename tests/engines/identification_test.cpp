@@ -120,6 +120,22 @@ TEST(ActivityTest, NuclidesThatNoPeakTellsApartAreNotDetermined) {
       << "found, but without a line that counts";
 }
 
+TEST(ActivityTest, ANuclideThatIsNotDeterminedLeavesTheOthersAlone) {
+  const std::vector<Contribution> lines = {{0, 0, 10, 0, 0}, {2, 1, 5, 0, 0}, {3, 1, 4, 0, 0}};
+  const ActivityResult result = solveActivities({{1000, 40}, {500, 20}}, lines, 4, 3);
+  EXPECT_TRUE(result.nuclides[0].is_determined);
+  EXPECT_NEAR(result.nuclides[0].value, 100, 1e-9);
+  for (const std::size_t without : {1u, 2u, 3u}) EXPECT_FALSE(result.nuclides[without].is_determined) << without;
+}
+
+TEST(ActivityTest, ACommonErrorMovesAllActivitiesAlike) {
+  auto lines = sharedPeak();
+  for (Contribution& line : lines) line.shared_u = 0.05;
+  const ActivityResult result = solveActivities({{1000, 1e-3}, {900, 1e-3}, {100, 1e-3}}, lines, 2, 0);
+  EXPECT_NEAR(result.nuclides[0].u, 5, 0.01);
+  EXPECT_NEAR(result.nuclides[1].u, 2.5, 0.01);
+}
+
 TEST(ActivityTest, LineThatDoesNotAgreeIsLeftOut) {
   const std::vector<Contribution> lines = {{0, 0, 10, 0, 0}, {0, 1, 10, 0, 0}, {0, 2, 10, 0, 0}};
   const std::vector<PeakArea> peaks = {{1000, 20}, {1010, 20}, {1500, 20}};

@@ -78,7 +78,6 @@ class System {
       if (isUsed(k)) weights_[k] = 1 / variance[k];
     const Eigen::VectorXd root = weights_.cwiseSqrt();
     const Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr(scaledDesign(root));
-    rank_ = qr.rank();
     const Eigen::VectorXd scaled = qr.solve(root.cwiseProduct(areas_));
     activities_ = scaled.cwiseProduct(scales_);
     const Eigen::MatrixXd inverse = qr.solve(Eigen::MatrixXd(root.asDiagonal()));
@@ -134,10 +133,22 @@ class System {
     line.weight = std::clamp(gains_(c.nuclide, c.peak) * c.coefficient, 0.0, 1.0);
   }
 
+  /// Whether the peaks tell the nuclide from all others: its activity then follows itself and nothing else.
+  bool isDetermined(Eigen::Index n) const {
+    if (countPeaks(n) == 0) return false;
+    constexpr double kRounding = 1e-6;
+    Eigen::RowVectorXd response = gains_.row(n) * design_;
+    response[n] -= 1;
+    const double length = design_.col(n).norm();
+    for (Eigen::Index j = 0; j < response.size(); ++j)
+      if (std::abs(response[j]) * length > kRounding * std::max(length, design_.col(j).norm())) return false;
+    return true;
+  }
+
   Activity activity(Eigen::Index n, const std::vector<LineActivity>& lines) const {
     Activity activity;
     activity.value = activities_[n];
-    activity.is_determined = rank_ == design_.cols() && countPeaks(n) > 0;
+    activity.is_determined = isDetermined(n);
     double counting = 0;
     for (Eigen::Index k = 0; k < areas_.size(); ++k)
       counting += squared(gains_(n, k) * peaks_[static_cast<std::size_t>(k)].area_u);
@@ -148,7 +159,7 @@ class System {
       const Contribution& c = contributions_[i];
       const double effect = gains_(n, c.peak) * c.coefficient * activities_[c.nuclide];
       own += squared(effect * c.own_u);
-      shared += std::abs(effect) * c.shared_u;
+      shared += effect * c.shared_u;
       if (c.nuclide != n || !isUsed(c.peak)) continue;
       ++activity.lines;
       chi2 += squared(lines[i].residual);
@@ -169,7 +180,6 @@ class System {
   Eigen::VectorXd weights_;
   Eigen::VectorXd scales_;
   Eigen::MatrixXd gains_;
-  Eigen::Index rank_ = 0;
 };
 
 }  // namespace

@@ -90,7 +90,7 @@ class Explanation {
     }
     const auto& lines = candidates_[static_cast<std::size_t>(h.candidate)].lines;
     for (std::size_t i = 0; i < lines.size(); ++i) {
-      if (h.lines[i].peak < 0 && lines[i].identifies)
+      if (h.lines[i].peak < 0 && lines[i].identifies && !lines[i].is_hidden)
         gain -= settings_.miss_penalty * missing(strength * lines[i].sensitivity, lines[i].limit);
     }
     return gain;
@@ -153,7 +153,8 @@ double foundShare(Hypothesis& h, const Candidate& candidate) {
   for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
     const CandidateLine& line = candidate.lines[i];
     const bool is_found = h.lines[i].peak >= 0;
-    h.lines[i].is_expected = is_found || h.strength * line.sensitivity > kExpectedAbove * line.limit;
+    h.lines[i].is_expected =
+        is_found || (!line.is_hidden && h.strength * line.sensitivity > kExpectedAbove * line.limit);
     if (!line.identifies) continue;
     if (h.lines[i].is_expected) expected += line.sensitivity;
     if (is_found) found += line.sensitivity;
@@ -167,9 +168,10 @@ double emissionShare(const Hypothesis& h, const Candidate& candidate) {
   double all = 0;
   for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
     const CandidateLine& line = candidate.lines[i];
-    if (!line.identifies || !std::isfinite(line.limit)) continue;
+    const bool is_found = h.lines[i].peak >= 0;
+    if (!line.identifies || !(is_found || std::isfinite(line.limit))) continue;
     all += line.sensitivity;
-    if (h.lines[i].peak >= 0) found += line.sensitivity;
+    if (is_found) found += line.sensitivity;
   }
   return all > 0 ? found / all : 0;
 }
@@ -198,15 +200,13 @@ class Selection {
   }
 
   std::vector<IdentifiedNuclide> run() {
-    while (takeBest()) {
-    }
-    for (int sweep = 0; sweep < kSweeps; ++sweep) refit();
+    do {
+      while (takeBest()) {
+      }
+      for (int sweep = 0; sweep < kSweeps; ++sweep) refit();
+    } while (dropDoubtful());
     std::vector<IdentifiedNuclide> found;
-    for (Hypothesis& h : taken_) {
-      const IdentifiedNuclide nuclide = judged(h);
-      if (nuclide.share >= settings_.least_share && nuclide.confidence >= settings_.least_confidence)
-        found.push_back(nuclide);
-    }
+    for (Hypothesis& h : taken_) found.push_back(judged(h));
     std::stable_sort(found.begin(), found.end(),
                      [](const auto& a, const auto& b) { return a.confidence > b.confidence; });
     return found;
@@ -226,6 +226,24 @@ class Selection {
     explanation_.add(*chosen);
     taken_.push_back(std::move(*chosen));
     waiting_.erase(chosen);
+    return true;
+  }
+
+  /// Takes the least sure of the nuclides out that do not stand up to judgement, for good. What it explained is open to
+  /// its rivals again.
+  bool dropDoubtful() {
+    auto worst = taken_.end();
+    double least = 0;
+    for (auto h = taken_.begin(); h != taken_.end(); ++h) {
+      const IdentifiedNuclide nuclide = judged(*h);
+      if (nuclide.share >= settings_.least_share && nuclide.confidence >= settings_.least_confidence) continue;
+      if (worst != taken_.end() && nuclide.confidence >= least) continue;
+      worst = h;
+      least = nuclide.confidence;
+    }
+    if (worst == taken_.end()) return false;
+    explanation_.add(*worst, -1);
+    taken_.erase(worst);
     return true;
   }
 

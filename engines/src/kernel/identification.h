@@ -22,6 +22,7 @@ struct CandidateLine {
   double sensitivity = 0;  ///< counts for a strength of 1
   double limit = 0;        ///< detection limit of its area [counts]; infinite: it cannot be seen there
   double tolerance = 0;    ///< greatest distance of a peak [keV]
+  bool is_hidden = false;  ///< it may lie unresolved in the flank of a peak, so that it cannot be missed
   bool identifies = true;  ///< false: it says nothing, found or not (annihilation)
 };
 

@@ -74,6 +74,8 @@ Background continuumFrom(const std::vector<float>& counts, const std::vector<int
     sum += weight * countsOf(counts, channel);
     variance += weight * weight * countsOf(counts, channel);
   }
+  // A slope that leaves next to nothing is noise; the plain mean knows more.
+  if (lever != 0 && (sum <= 0 || sum * sum < variance)) return continuumFrom(counts, flanks, window, false);
   const double one_count = n_window / n;
   return asOffMeasurement(std::max(sum, 0.0), std::max(std::sqrt(variance), one_count), n / n_window);
 }

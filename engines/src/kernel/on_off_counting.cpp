@@ -12,7 +12,8 @@ double poisson(int n, double mean) {
   return mean > 0 ? std::exp(n * std::log(mean) - mean - std::lgamma(n + 1.0)) : n == 0 ? 1 : 0;
 }
 
-constexpr double kReach = 9;  // standard deviations of a Poisson distribution that are summed
+constexpr int kMostCounts = 1000000;  // far beyond where the normal approximation takes over
+constexpr double kReach = 9;          // standard deviations of a Poisson distribution that are summed
 
 /// Probability of each critical count when the counts off scatter about their mean.
 std::map<int, double> criticalCounts(double off_counts, double off_ratio, double alpha) {
@@ -35,7 +36,7 @@ int criticalCount(double off_counts, double off_ratio, double alpha) {
   double below = 0;
   int n = 0;
   // Past the mean the terms fall; where they no longer count, rounding alone keeps the tail above alpha.
-  while (1 - below > alpha && (term > 0 || n < shape / off_ratio)) {
+  while (n < kMostCounts && 1 - below > alpha && (term > 0 || n < shape / off_ratio)) {
     below += term;
     term *= (shape + n) / ((n + 1) * (1 + off_ratio));
     ++n;

@@ -32,7 +32,10 @@ FittedLine readLine(void* handle, const LineCalibration& calibration, USHORT rec
 /// What all lines of a region share.
 void readContinuum(void* handle, USHORT record, RegionFit& fit) {
   fit.first_channel = readInt(handle, 0x2006001E, 0, record);
-  fit.channels = readInt(handle, 0x2006001F, 0, record) - static_cast<int>(fit.first_channel) + 1;
+  const double last = readInt(handle, 0x2006001F, 0, record);
+  const double channels = last - fit.first_channel + 1;
+  require(fit.first_channel >= 1 && channels >= 1 && channels <= AIO_MAX_CHANNELS, ANA_EMPTYREGION);
+  fit.channels = static_cast<int>(channels);
   fit.level_left = readDouble(handle, 0x2006004A, 0, record);
   fit.level_right = readDouble(handle, 0x2006004B, 0, record);
   fit.step_ratio = readDouble(handle, 0x2006004C, 0, record);

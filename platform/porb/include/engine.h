@@ -201,7 +201,9 @@ class File {
 /// The content of one block, for putting it back. Values that the dictionary does not know cannot be kept.
 class BlockCopy {
  public:
+  /// Spectra are not kept: class 0x2005 gives AIO_NOTPLAINBLOCK.
   BlockCopy(void* handle, USHORT cls) : handle_(handle), class_(cls) {
+    require(cls != ORB_CLS_SPECTRUM, AIO_NOTPLAINBLOCK);
     for (const AioBlockInfo_T& block : File(handle, 0).blocks()) {
       if (block.usClass != cls) continue;
       exists_ = true;

@@ -47,6 +47,10 @@ bool withNumberType(std::int32_t type, Visitor&& visitor) {
 template <typename T>
 T nearest(double value) {
   if constexpr (std::is_floating_point_v<T>) {
+    if (value > static_cast<double>(std::numeric_limits<T>::max()) && !std::isinf(value))
+      return std::numeric_limits<T>::max();
+    if (value < static_cast<double>(std::numeric_limits<T>::lowest()) && !std::isinf(value))
+      return std::numeric_limits<T>::lowest();
     return static_cast<T>(value);
   } else {
     if (std::isnan(value)) return 0;

@@ -1,7 +1,10 @@
 #include "analysis.h"
 
+#include <filesystem>
+
 #include "blocks.h"
 #include "failure.h"
+#include "nuclide_library.h"
 #include "open_file.h"
 #include "terminal_text.h"
 
@@ -26,8 +29,9 @@ void adoptSequence(FileAccess& file, const AnalysisRequest& request, const std::
   openForReading(sequence, findSequence(request.sequence));
   require(sequence.copySequenceTo(file), shown_name, "cannot take over the sequence");
   if (request.library.empty()) return;
-  putValue(file, kIdentificationLibrary, Variant(request.library));
-  putValue(file, kLimitLibrary, Variant(request.library));
+  const std::string library = std::filesystem::absolute(findLibrary(request.library)).lexically_normal().string();
+  putValue(file, kIdentificationLibrary, Variant(library));
+  putValue(file, kLimitLibrary, Variant(library));
 }
 
 }  // namespace

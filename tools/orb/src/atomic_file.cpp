@@ -30,7 +30,7 @@ constexpr std::array<const char*, 4> kEndings = {"", "-lock", "-journal", "-new"
 
 /// What the signal handler removes: the names of every draft there is. A place that is free holds empty names.
 using Names = std::array<char[PATH_MAX], kEndings.size()>;
-constexpr std::size_t kPlaces = 64;  // drafts at once
+constexpr std::size_t kPlaces = 128;  // drafts at once
 std::array<Names, kPlaces> g_leftovers;
 std::mutex g_mutex;
 
@@ -156,6 +156,8 @@ void DraftFile::write(std::string_view text) {
 }
 
 void DraftFile::publish() {
+  struct stat former {};
+  if (stat(target_.c_str(), &former) == 0) chmod(draft_.c_str(), former.st_mode & 07777);  // who may read it stays
   const bool done = force_ ? rename(draft_.c_str(), target_.c_str()) == 0 : renameWithoutReplacing(draft_, target_);
   if (!done) failWithErrno(errno, named_, "cannot write");
   is_published_ = true;

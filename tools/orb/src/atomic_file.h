@@ -7,7 +7,7 @@
 namespace orb::tool {
 
 /// A file under a name of its own beside its target, renamed to the target when it is complete. A draft that is not
-/// published is removed, also when a signal ends the program. Several threads may make drafts, 64 at once.
+/// published is removed, also when a signal ends the program. Several threads may make drafts, 128 at once.
 class DraftFile {
  public:
   /// @param force  whether an existing file may be replaced. Never replaced: what is not a regular file, a data file

@@ -12,6 +12,7 @@
 #include "report_file.h"
 #include "simulated_truth.h"
 #include "temporary_folder.h"
+#include "terminal_text.h"
 
 namespace orb::tool {
 
@@ -85,10 +86,22 @@ class Target {
   std::string path_;
 };
 
+/// The report must not take the place of the spectrum or of its results.
+void requireReportPlace(const Options& options) {
+  if (options.report.empty()) return;
+  const std::string name = toLower(options.report);
+  if (!name.ends_with(".html") && !name.ends_with(".htm"))
+    throw UsageError("analyze: the name of the report, '" + escapeLine(options.report) + "', does not end in .html");
+  if (options.report == options.out || isSameFile(options.report, options.request.input))
+    throw UsageError("analyze: the report and a data file or spectrum are one file");
+  requireReportCanBeWritten(options.report, options.force);
+}
+
 int run(Options options, Console& console) {
   options.request.engines = findEngines(options.catalogue, options.folder);
   const Note note = [&](const std::string& text) { console.note(options.request.input + ": " + text); };
-  if (!options.report.empty()) requireReportCanBeWritten(options.report, options.force);
+  requireReportPlace(options);
+  if (!options.truth.empty()) requireTruth(options.truth);
   Target target(options);
   FileAccess file;
   analyse(options.request, file, target.path(), target.shownName(options), note);

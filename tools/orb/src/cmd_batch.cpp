@@ -8,6 +8,7 @@
 
 #include "analysis.h"
 #include "atomic_file.h"
+#include "blocks.h"
 #include "command.h"
 #include "failure.h"
 #include "nuclide_results.h"
@@ -77,6 +78,13 @@ void requireDistinctOutputs(const std::vector<std::string>& inputs, const std::s
   }
 }
 
+/// The table must not take the place of what it tells about, nor of any other data file.
+void requireFreeTable(const std::string& table, const std::vector<std::string>& inputs) {
+  if (looksLikeDataFile(table)) throw Failure(table, "a data file is not replaced by a table");
+  for (const std::string& input : inputs)
+    if (isSameFile(table, input)) throw Failure(table, "is one of the spectra, and is not replaced by a table");
+}
+
 class Batch {
  public:
   Batch(const Options& options, std::vector<std::string> inputs)
@@ -86,10 +94,11 @@ class Batch {
         progress_("analysing", inputs_.size(), false) {}
 
   std::vector<Outcome> run() {
-    std::vector<std::thread> workers;
-    for (unsigned i = 1; i < options_.jobs; ++i) workers.emplace_back([this] { work(); });
+    std::vector<std::jthread> workers;
+    const std::size_t n_workers = std::min<std::size_t>(options_.jobs, inputs_.size());
+    for (std::size_t i = 1; i < n_workers; ++i) workers.emplace_back([this] { work(); });
     work();
-    for (std::thread& worker : workers) worker.join();
+    workers.clear();  // waits for them
     return std::move(outcomes_);
   }
 
@@ -120,6 +129,9 @@ class Batch {
     } catch (const std::exception& error) {
       outcome.state = "failed";
       outcome.message = error.what();
+    } catch (...) {
+      outcome.state = "failed";
+      outcome.message = "unknown failure";
     }
     return outcome;
   }
@@ -191,7 +203,10 @@ int run(Options options, Console& console) {
   fs::create_directories(options.out, error);
   if (error) throw Failure(options.out, "cannot make the folder: " + error.message());
   std::unique_ptr<DraftFile> table;
-  if (!options.csv.empty()) table = std::make_unique<DraftFile>(options.csv, true);
+  if (!options.csv.empty()) {
+    requireFreeTable(options.csv, inputs);
+    table = std::make_unique<DraftFile>(options.csv, true);
+  }
   const std::vector<Outcome> outcomes = Batch(options, inputs).run();
   print(outcomes, console);
   if (table) table->write(csvOf(outcomes));

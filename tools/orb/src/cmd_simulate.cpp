@@ -1,5 +1,6 @@
 // orb simulate: a spectrum with known truth.
 #include <cmath>
+#include <map>
 #include <memory>
 #include <sstream>
 
@@ -108,12 +109,22 @@ void calibrateEfficiency(FileAccess& file, const sim::Detector& detector) {
   fitEfficiency(file, points);
 }
 
+/// By the names of the library, whatever the user wrote; a nuclide that is named twice has the sum.
+std::map<std::string, double> activitiesOf(const Options& options) {
+  const std::string path = findLibrary(options.library);
+  const auto library = readLibrary(path);
+  std::map<std::string, double> activities;
+  for (const Source& source : sourcesOf(options.nuclides))
+    activities[linesOfNuclide(library, source.nuclide, path).front().nuclide] += source.activity;
+  return activities;
+}
+
 Json truthJson(const Options& options, const sim::Detector& detector, const sim::Spectrum& spectrum) {
   Json json;
   json["file"] = options.file;
   json["nuclides"] = options.nuclides;
   json["activities_bq"] = Json::object();
-  for (const Source& source : sourcesOf(options.nuclides)) json["activities_bq"][source.nuclide] = source.activity;
+  for (const auto& [nuclide, activity] : activitiesOf(options)) json["activities_bq"][nuclide] = activity;
   json["detector"] = detector.kind;
   json["live_time_s"] = options.live_s;
   json["seed"] = options.seed;

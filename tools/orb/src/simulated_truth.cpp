@@ -40,7 +40,8 @@ Truth readTruth(const std::string& path) {
         truth.lines.push_back(next);
         continue;
       }
-      last->energy_keV = (last->energy_keV * last->area + next.energy_keV * next.area) / (last->area + next.area);
+      const double area = last->area + next.area;
+      if (area > 0) last->energy_keV = (last->energy_keV * last->area + next.energy_keV * next.area) / area;
       last->area += next.area;
       if (last->nuclides.find(next.nuclides) == std::string::npos) last->nuclides += " " + next.nuclides;
     }
@@ -78,13 +79,13 @@ void printLines(const Truth& truth, const std::vector<PeakRow>& peaks, Console& 
     const std::string energy = number(line.energy_keV, "%.2f");
     const std::string area = number(line.area, "%.0f");
     if (peak < 0) {
-      rows.push_back({energy, area, "-", "", line.nuclides});
+      rows.push_back({energy, area, "-", "", escapeLine(line.nuclides)});
       continue;
     }
     matched.insert(peak);
     const PeakRow& found = peaks[static_cast<std::size_t>(peak)];
-    rows.push_back({energy, area, withUncertainty(found.area, found.area_unc),
-                    number((found.area - line.area) / found.area_unc, "%+.1f"), line.nuclides});
+    const std::string sigmas = found.area_unc > 0 ? number((found.area - line.area) / found.area_unc, "%+.1f") : "";
+    rows.push_back({energy, area, withUncertainty(found.area, found.area_unc), sigmas, escapeLine(line.nuclides)});
   }
   for (std::size_t i = 0; i < peaks.size(); ++i) {
     if (matched.count(static_cast<int>(i)) != 0) continue;
@@ -99,7 +100,7 @@ void printActivities(const Truth& truth, const NuclideResults& results, Console&
   std::set<std::string> known;
   for (const auto& [name, activity] : truth.activities_bq) {
     known.insert(name);
-    std::vector<std::string> row = {name, number(activity, "%.6g"), "-", ""};
+    std::vector<std::string> row = {escapeLine(name), number(activity, "%.6g"), "-", ""};
     for (const NuclideRow& found : results.nuclides) {
       if (found.name != name) continue;
       row[2] = found.activity_bq ? withUncertainty(*found.activity_bq, found.activity_unc_bq.value_or(0)) : "found";
@@ -114,6 +115,10 @@ void printActivities(const Truth& truth, const NuclideResults& results, Console&
 }
 
 }  // namespace
+
+void requireTruth(const std::string& truth) {
+  readTruth(truth);
+}
 
 void printAgainstTruth(const std::string& path, const std::vector<PeakRow>& peaks, const NuclideResults& nuclides,
                        Console& console) {

@@ -7,6 +7,9 @@
 
 namespace orb::tool {
 
+/// @throws Failure when the file is no truth of a simulation
+void requireTruth(const std::string& truth);
+
 /// Prints both side by side, with the deviation in standard uncertainties: every line that should be seen, every
 /// nuclide. What was found and is not in the truth is listed too.
 /// @param truth  the file that `orb simulate` wrote beside the spectrum
