@@ -6,7 +6,7 @@ namespace orbengine {
 
 namespace {
 
-constexpr double kLeastFwhm_channels = 0.4;  // below, a line is one channel
+constexpr double kLeastFwhm_channels = 0.5;  // below, a line is one channel
 constexpr int kPlaces = 64;                  // of the spectrum at which the FWHM is looked at
 
 /// The equation of a kind; a missing and a broken one have statuses of their own.

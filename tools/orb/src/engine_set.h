@@ -16,7 +16,7 @@ struct EngineSet {
 /// @throws Failure when the catalogue cannot be read or holds no engine
 EngineSet findEngines(const std::string& catalogue, const std::string& folder);
 
-/// Path of the sequence: the file of that name, or of that name in a data folder (nuclide_library.h). An empty name
+/// Path of the sequence: the file of that name, or of that name in a data folder (data_folders.h). An empty name
 /// means the standard sequence.
 /// @throws Failure when there is none
 std::string findSequence(const std::string& name);
