@@ -158,13 +158,13 @@ bool adjustWidths(File& file, std::vector<FreeLine> lines) {
 
 /// Lines of natural radioactivity that are strong in most samples: the daughters of Ra-226 and Th-228, Ac-228, K-40
 /// (ENSDF; keV).
-const std::vector<double> kNaturalLines = {238.632, 295.224,  351.932,  583.187,  609.321, 911.196,
-                                           968.960, 1120.294, 1460.820, 1764.491, 2614.511};
+constexpr double kNaturalLines[] = {238.632, 295.224,  351.932,  583.187,  609.321, 911.196,
+                                    968.960, 1120.294, 1460.820, 1764.491, 2614.511};
 
 void adjustEnergies(File& file, const std::vector<FreeLine>& lines) {
   std::vector<ShiftPeak> peaks;
   for (const FreeLine& line : lines) peaks.push_back({line.energy, line.fwhm, line.significance});
-  const EnergyShift shift = findEnergyShift(peaks, kNaturalLines);
+  const EnergyShift shift = findEnergyShift(peaks, {std::begin(kNaturalLines), std::end(kNaturalLines)});
   if (shift.matches.empty() || shift.mean_fwhm < kPoorEnergy_fwhm) return;
   const LineScale scale(file.handle());
   const double former_terms = file.number(kEnergyTerms, 2);

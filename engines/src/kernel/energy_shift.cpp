@@ -101,13 +101,19 @@ class ShiftSearch {
       for (const std::size_t p : near_[i]) {
         const double shifted = peaks_[p].energy + shift.at(peaks_[p].energy);
         const double distance = std::abs(shifted - pattern_[i]) / peaks_[p].fwhm;
-        if (distance >= nearest) continue;
+        if (distance >= nearest || isTaken(matches, before, p)) continue;
         nearest = distance;
-        if (matches.size() > before) matches.pop_back();
+        matches.resize(before);
         matches.push_back({p, pattern_[i]});
       }
     }
     return matches;
+  }
+
+  /// A wide peak may lie within reach of two lines of the pattern, but is only one of them.
+  static bool isTaken(const std::vector<ShiftMatch>& matches, std::size_t before, std::size_t peak) {
+    return std::any_of(matches.begin(), matches.begin() + static_cast<std::ptrdiff_t>(before),
+                       [peak](const ShiftMatch& match) { return match.peak == peak; });
   }
 
   /// Matches count; among equals, strong peaks do, because the lines of the pattern are strong ones.
@@ -131,7 +137,9 @@ class ShiftSearch {
 }  // namespace
 
 EnergyShift findEnergyShift(std::vector<ShiftPeak> peaks, const std::vector<double>& pattern) {
-  const auto is_useless = [](const ShiftPeak& p) { return !(p.fwhm > 0) || !std::isfinite(p.energy); };
+  const auto is_useless = [](const ShiftPeak& p) {
+    return !(p.fwhm > 0) || !std::isfinite(p.energy) || !std::isfinite(p.significance);
+  };
   // Indices of the caller stay valid: what cannot be used is put out of reach, not taken out.
   for (ShiftPeak& peak : peaks)
     if (is_useless(peak)) peak = {-1e9, 1, 0};

@@ -9,7 +9,9 @@ namespace orbengine {
 namespace {
 
 double poisson(int n, double mean) {
-  return mean > 0 ? std::exp(n * std::log(mean) - mean - std::lgamma(n + 1.0)) : n == 0 ? 1 : 0;
+  if (!(mean > 0)) return n == 0 ? 1 : 0;
+  int sign = 0;  // std::lgamma leaves it in a variable of the whole process, which threads would share
+  return std::exp(n * std::log(mean) - mean - ::lgamma_r(n + 1.0, &sign));
 }
 
 constexpr int kMostCounts = 1000000;  // far beyond where the normal approximation takes over
