@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Makes docs/parameters.md from the parameter dictionary, or checks that it is up to date.
 
-usage: generate-parameters-doc.py [--check] [DICTIONARY] [OUTPUT]
+usage: generate-parameters-doc.py [--check] [--header] [DICTIONARY] [OUTPUT]
 
---check writes nothing. Exit status: 0 done, or up to date; 1 OUTPUT is not what would be written;
+--header makes platform/porb/include/orbparams.h instead, the codes by name. --check writes nothing. Exit status: 0 done, or up to date; 1 OUTPUT is not what would be written;
 2 the dictionary breaks a rule of its format (every violation is named with its line), or a file cannot be read or written.
 """
 import argparse
@@ -197,6 +197,13 @@ def render(classes, parameters):
     return "".join(lines)
 
 
+def render_header(_, parameters):
+    lines = ["/* Codes of the parameters by name, made from data/orbdb.dat by scripts/generate-parameters-doc.py --header;\n"
+             "   docs/parameters.md tells what they mean. */\n#pragma once\n\n"]
+    lines += [f"#define {p.name} {p.code}u\n" for p in parameters]
+    return "".join(lines)
+
+
 def first_difference(wanted, found):
     """Number of the first line that differs, with both versions; None when the texts are equal."""
     if wanted == found:
@@ -212,17 +219,20 @@ def first_difference(wanted, found):
 def main():
     parser = argparse.ArgumentParser(description="Makes docs/parameters.md from the parameter dictionary.")
     parser.add_argument("--check", action="store_true", help="write nothing; exit 1 when OUTPUT is not up to date")
+    parser.add_argument("--header", action="store_true", help="make the header with the codes, not the page")
     parser.add_argument("dictionary", metavar="DICTIONARY", nargs="?", type=pathlib.Path,
                         default=ROOT / "platform/porb/data/orbdb.dat")
-    parser.add_argument("output", metavar="OUTPUT", nargs="?", type=pathlib.Path, default=ROOT / "docs/parameters.md")
+    parser.add_argument("output", metavar="OUTPUT", nargs="?", type=pathlib.Path)
     options = parser.parse_args()
+    if options.output is None:
+        options.output = ROOT / ("platform/porb/include/orbparams.h" if options.header else "docs/parameters.md")
     try:
         classes, parameters, faults = read_dictionary(options.dictionary)
         if faults:
             for number, fault in sorted(faults):
                 print(f"{options.dictionary}:{number}: {fault}", file=sys.stderr)
             return 2
-        wanted = render(classes, parameters)
+        wanted = (render_header if options.header else render)(classes, parameters)
         if not options.check:
             options.output.write_bytes(wanted.encode())
             return 0

@@ -25,15 +25,6 @@ constexpr std::size_t kLeastForCurve = 4;
 
 constexpr double kStrongLocation = 5;  // of the second difference: weaker lines tell nothing here and cost as much
 
-constexpr ULONG kLocationThreshold = 0x20030005;
-constexpr ULONG kWidthMode = 0x2003002B;
-constexpr ULONG kCalibrationFlags = 0x2000001F;
-constexpr ULONG kFwhmOffset = 0x20000048;
-constexpr ULONG kFwhmSlope = 0x20000049;
-constexpr ULONG kEnergyTerms = 0x2000006C;
-constexpr ULONG kEnergySource = 0x2000003D;
-constexpr ULONG kShapeSource = 0x2000003E;
-
 constexpr int kFitEnergy = 1;
 constexpr int kFitFwhm = 2;
 
@@ -53,21 +44,20 @@ bool isBroadByNature(double energy) {
 }
 
 std::vector<FreeLine> readLines(const File& file) {
-  const USHORT records = file.records(ORB_CLS_PEAKS);
   std::multiset<int> regions;
-  const auto region_of = [&](USHORT record) { return static_cast<int>(file.number(0x20060021, 0, record)); };
-  for (USHORT record = 1; record <= records && record != 0; ++record) regions.insert(region_of(record));
+  const auto region_of = [&](USHORT record) { return static_cast<int>(file.number(ORB_L_PKREGION, 0, record)); };
+  for (const USHORT record : file.eachRecord(ORB_CLS_PEAKS)) regions.insert(region_of(record));
   std::vector<FreeLine> lines;
-  for (USHORT record = 1; record <= records && record != 0; ++record) {
+  for (const USHORT record : file.eachRecord(ORB_CLS_PEAKS)) {
     FreeLine line;
-    line.centroid = file.number(0x2006000A, 0, record);
-    line.centroid_u = file.number(0x2006000B, 0, record);
-    line.energy = file.number(0x20060007, 0, record);
-    line.fwhm = file.number(0x20060024, 0, record);
-    line.fwhm_u = file.number(0x20060025, 0, record);
-    line.significance = file.number(0x20060013, 0, record);
+    line.centroid = file.number(ORB_D_PKCENTROID, 0, record);
+    line.centroid_u = file.number(ORB_D_PKCENTROIDUNC, 0, record);
+    line.energy = file.number(ORB_D_PKENERGY, 0, record);
+    line.fwhm = file.number(ORB_D_PKFWHM, 0, record);
+    line.fwhm_u = file.number(ORB_D_PKFWHMUNC, 0, record);
+    line.significance = file.number(ORB_D_PKSIGNIF, 0, record);
     const bool is_marked =
-        file.number(0x20060040, 0, record) != 0 && file.number(0x20060010, 0, record) > kGreatestChi2;
+        file.number(ORB_L_PKSTATUS, 0, record) != 0 && file.number(ORB_D_PKCHISQ, 0, record) > kGreatestChi2;
     const bool is_single = regions.count(region_of(record)) == 1;
     line.tells_width = is_single && !is_marked && line.fwhm_u > 0 && line.significance >= kLeastSignificance &&
                        line.energy > 0 && !isBroadByNature(line.energy);
@@ -79,8 +69,8 @@ std::vector<FreeLine> readLines(const File& file) {
 /// The strong lines of the spectrum as the present calibrations find them, their widths left free.
 std::vector<FreeLine> fitFreely(File& file) {
   const BlockCopy settings(file.handle(), ORB_CLS_PROC);
-  file.setText(kWidthMode, "Free");
-  file.set(kLocationThreshold, std::max(kStrongLocation, file.number(kLocationThreshold, 0)));
+  file.setText(ORB_T_WIDTHMODE, "Free");
+  file.set(ORB_F_LOCTHRESH, std::max(kStrongLocation, file.number(ORB_F_LOCTHRESH, 0)));
   LONG status = AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0);
   if (status == ANA_OK) status = lPANolin(file.handle(), 0, 0, 0);
   settings.restore();
@@ -113,10 +103,10 @@ Deviation deviationOf(const File& file, const std::vector<FreeLine>& lines) {
 
 /// Runs lEncal2 with its settings, which come back to what they were.
 LONG fitCalibration(File& file, int flags) {
-  const double former = file.number(kCalibrationFlags, 0);
-  file.set(kCalibrationFlags, flags);
+  const double former = file.number(ORB_L_CALFLAGS, 0);
+  file.set(ORB_L_CALFLAGS, flags);
   const LONG status = lEncal2(file.handle(), 1, nullptr, nullptr);
-  file.set(kCalibrationFlags, former);
+  file.set(ORB_L_CALFLAGS, former);
   return status;
 }
 
@@ -130,10 +120,10 @@ bool fitWidths(File& file, const std::vector<FreeLine>& lines) {
   file.renewBlock(ORB_CLS_SHAPECALRES);
   USHORT record = 0;
   for (const FreeLine& line : lines) {
-    file.set(0x20130004, line.energy, ++record);
-    file.set(0x20130005, line.fwhm, record);
-    file.set(0x20130006, std::hypot(line.fwhm_u, kWidthFloor * line.fwhm), record);
-    file.set(0x2013000B, 0, record);
+    file.set(ORB_D_SRENERGY, line.energy, ++record);
+    file.set(ORB_D_SRFWHM, line.fwhm, record);
+    file.set(ORB_D_SRFWHMUNC, std::hypot(line.fwhm_u, kWidthFloor * line.fwhm), record);
+    file.set(ORB_L_SRSTATUS, 0, record);
   }
   return fitCalibration(file, kFitFwhm) == ANA_OK;
 }
@@ -150,9 +140,10 @@ bool adjustWidths(File& file, std::vector<FreeLine> lines) {
     points.restore();
     const bool is_plausible = deviation.mean > -0.8 && deviation.mean < 4;
     if (std::abs(deviation.mean) < kPoorWidth || !is_plausible) return false;
-    for (const ULONG code : {kFwhmOffset, kFwhmSlope}) file.set(code, file.number(code, 0) * (1 + deviation.mean));
+    for (const ULONG code : {ORB_D_FWHMOFF, ORB_D_FWHMSLOPE})
+      file.set(code, file.number(code, 0) * (1 + deviation.mean));
   }
-  file.setText(kShapeSource, "adjusted to " + std::to_string(lines.size()) + " lines of the spectrum");
+  file.setText(ORB_T_SCALSOURCE, "adjusted to " + std::to_string(lines.size()) + " lines of the spectrum");
   return true;
 }
 
@@ -167,25 +158,25 @@ void adjustEnergies(File& file, const std::vector<FreeLine>& lines) {
   const EnergyShift shift = findEnergyShift(peaks, {std::begin(kNaturalLines), std::end(kNaturalLines)});
   if (shift.matches.empty() || shift.mean_fwhm < kPoorEnergy_fwhm) return;
   const LineScale scale(file.handle());
-  const double former_terms = file.number(kEnergyTerms, 2);
+  const double former_terms = file.number(ORB_L_ECALTERMS, 2);
   const BlockCopy points(file.handle(), ORB_CLS_CALRESULTS);
   file.renewBlock(ORB_CLS_CALRESULTS);
   USHORT record = 0;
   for (const ShiftMatch& match : shift.matches) {
     const FreeLine& line = lines[match.peak];
     const double keV_per_channel = scale.slope(line.centroid);
-    file.set(0x200D0002, line.centroid, ++record);
-    file.set(0x200D0003, match.energy, record);
-    file.set(0x200D0005, line.centroid_u, record);
+    file.set(ORB_D_CRCHANNEL, line.centroid, ++record);
+    file.set(ORB_D_CRENERGY, match.energy, record);
+    file.set(ORB_D_CRCHANNELUNC, line.centroid_u, record);
     // Half a tenth of the width stands for what the shape of the line and its neighbours do to the centroid.
-    file.set(0x200D0007, std::hypot(line.centroid_u * keV_per_channel, 0.05 * line.fwhm), record);
+    file.set(ORB_D_CRENERGYUNC, std::hypot(line.centroid_u * keV_per_channel, 0.05 * line.fwhm), record);
   }
-  file.set(kEnergyTerms, 3);
+  file.set(ORB_L_ECALTERMS, 3);
   if (fitCalibration(file, kFitEnergy) != ANA_OK) {
-    file.set(kEnergyTerms, former_terms);
+    file.set(ORB_L_ECALTERMS, former_terms);
     return points.restore();
   }
-  file.setText(kEnergySource,
+  file.setText(ORB_T_ECALSOURCE,
                "adjusted to " + std::to_string(shift.matches.size()) + " lines of natural radioactivity");
 }
 

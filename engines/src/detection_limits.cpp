@@ -7,15 +7,13 @@
 #include "anastatus.h"
 #include "calibrations.h"
 #include "engine.h"
-#include "kernel/decay.h"
 #include "kernel/detection_limit.h"
+#include "measurement.h"
 #include "nuclide_library.h"
 
 namespace orbengine {
 
 namespace {
-
-constexpr double kTicksPerSecond = 1e7;  // of a time in a data file
 
 enum LimitMark { kMarkNoLimit = 1, kMarkExtrapolated = 2, kMarkInterfered = 4, kMarkCut = 8 };
 
@@ -43,22 +41,18 @@ ChannelSpan extentOf(const Neighbour& peak, double tail) {
 
 /// The lines of the file, those that could not be fitted too: they keep the continuum from their channels.
 std::vector<Neighbour> readNeighbours(const File& file, const LineScale& scale, double n_channels) {
-  const auto blocks = file.blocks();
-  require(std::any_of(blocks.begin(), blocks.end(), [](const auto& b) { return b.usClass == ORB_CLS_PEAKS; }),
-          ENG_NOPEAKS);
+  require(file.hasBlock(ORB_CLS_PEAKS), ENG_NOPEAKS);
   std::vector<Neighbour> peaks;
-  const USHORT records = file.records(ORB_CLS_PEAKS);
-  for (unsigned i = 1; i <= records; ++i) {
-    const auto record = static_cast<USHORT>(i);
+  for (const USHORT record : file.eachRecord(ORB_CLS_PEAKS)) {
     Neighbour peak;
-    peak.position = file.number(0x2006000A, file.number(0x20060006, 0, record), record);
+    peak.position = file.number(ORB_D_PKCENTROID, file.number(ORB_D_PKLOCATED, 0, record), record);
     if (!(peak.position > 0 && peak.position <= n_channels)) continue;
     const double slope = scale.slope(peak.position);
-    peak.fwhm = file.number(0x20060024, scale.fwhm(scale.energy(peak.position)), record) / slope;
+    peak.fwhm = file.number(ORB_D_PKFWHM, scale.fwhm(scale.energy(peak.position)), record) / slope;
     if (!(peak.fwhm > 0 && peak.fwhm < n_channels)) continue;
-    peak.area = file.number(0x2006000C, 0, record);
-    peak.area_u = file.number(0x2006000D, 0, record);
-    peak.extent = extentOf(peak, file.number(0x20060022, 0, record) / slope);
+    peak.area = file.number(ORB_D_PKAREA, 0, record);
+    peak.area_u = file.number(ORB_D_PKAREAUNC, 0, record);
+    peak.extent = extentOf(peak, file.number(ORB_D_PKTAIL, 0, record) / slope);
     peaks.push_back(peak);
   }
   return peaks;
@@ -67,16 +61,16 @@ std::vector<Neighbour> readNeighbours(const File& file, const LineScale& scale, 
 /// The settings of the file, checked.
 struct Settings {
   explicit Settings(const File& file) {
-    const double method = file.number(0x20030085, 2);
+    const double method = file.number(ORB_L_LIMITMETHOD, 2);
     require(method == 1 || method == 2, ENG_BADSETTING);
     rule.method = method == 1 ? LimitMethod::kCurrie : LimitMethod::kIso11929;
-    rule.alpha = rule.beta = file.number(0x200300B1, 5) / 100;
-    rule.currie_const = file.number(0x20030082, rule.currie_const);
-    rule.currie_slope = file.number(0x20030083, rule.currie_slope);
-    rule.poisson_below = file.number(0x2003003C, rule.poisson_below);
-    window.width_fwhm = file.number(0x20030033, window.width_fwhm);
-    geometry_u = file.number(0x200300B3, 0) / 100;
-    coverage = std::erf(file.number(0x200300B2, 2) / std::sqrt(2.0));
+    rule.alpha = rule.beta = file.number(ORB_F_ERRORPROB, 5) / 100;
+    rule.currie_const = file.number(ORB_F_CURRIECONST, rule.currie_const);
+    rule.currie_slope = file.number(ORB_F_CURRIESLOPE, rule.currie_slope);
+    rule.poisson_below = file.number(ORB_L_POISSONLIMIT, rule.poisson_below);
+    window.width_fwhm = file.number(ORB_D_LIMITWINDOW, window.width_fwhm);
+    geometry_u = file.number(ORB_F_GEOMUNC, 0) / 100;
+    coverage = std::erf(file.number(ORB_F_COVERAGE, 2) / std::sqrt(2.0));
     constexpr double kLeastError = 1e-8;
     require(rule.alpha >= kLeastError && rule.alpha < 0.5, ENG_BADSETTING);
     require(rule.currie_const > 0 && rule.currie_slope > 0, ENG_BADSETTING);
@@ -90,48 +84,6 @@ struct Settings {
   WindowSettings window;
   double geometry_u = 0;  // relative
   double coverage = 0;    // probability
-};
-
-/// The times of the file, and what decay makes of an activity between them.
-class Measurement {
- public:
-  explicit Measurement(const File& file)
-      : live_s_(file.number(0x20000005, 0)),
-        start_(file.find(0x20000001)),
-        reference_(file.find(0x20010008)),
-        quantity_(file.number(0x20010005, 0)),
-        quantity_u_(file.number(0x20010007, 0)),
-        collection_s_(file.number(0x20030015, 0)) {
-    const double real_s = file.number(0x20000006, 0);
-    counting_s_ = file.number(0x20030059, 1) == 0 ? 0 : real_s > 0 ? real_s : live_s_;
-    const std::string kind = file.text(0x20030053);
-    build_up_ = kind == "DEPOSIT" ? BuildUp::Deposit : kind == "IRRAD" ? BuildUp::Irradiation : BuildUp::None;
-  }
-
-  double live_s() const { return live_s_ > 0 && std::isfinite(live_s_) ? live_s_ : 0; }
-  double quantity() const { return quantity_ > 0 && std::isfinite(quantity_) ? quantity_ : 0; }
-  double quantityRelativeU() const { return quantity_u_ / quantity_; }
-  /// Date of the activities: the sample's, or the start of the acquisition.
-  std::optional<double> date() const { return start_ && reference_ ? reference_ : start_; }
-
-  /// From the mean activity during the counting to that at the reference date.
-  DecayFactor decayFactor(const LibraryNuclide& nuclide) const {
-    const double elapsed_s = start_ && reference_ ? (*start_ - *reference_) / kTicksPerSecond : 0;
-    DecayFactor factor = toReferenceDate(nuclide.half_life_s, nuclide.half_life_u, elapsed_s);
-    factor.value *= forBuildUp(build_up_, nuclide.half_life_s, collection_s_) /
-                    meanDuringCounting(nuclide.half_life_s, counting_s_);
-    return factor;
-  }
-
- private:
-  double live_s_;
-  double counting_s_ = 0;
-  std::optional<double> start_;
-  std::optional<double> reference_;
-  double quantity_;
-  double quantity_u_;
-  double collection_s_;
-  BuildUp build_up_ = BuildUp::None;
 };
 
 /// A line of a nuclide and its window in the spectrum.
@@ -154,7 +106,7 @@ class Limits {
         measurement_(file),
         counts_(file.spectrum()),
         peaks_(readNeighbours(file, scale_, static_cast<double>(counts_.size()))),
-        library_path_(findLibrary(file.text(0x20100072), file.handle())) {
+        library_path_(findLibrary(file.text(ORB_T_LIMLIBRARY), file.handle())) {
     const bool are_counts =
         std::all_of(counts_.begin(), counts_.end(), [](float n) { return n >= 0 && std::isfinite(n); });
     require(are_counts, ANA_BADCOUNTS);
@@ -176,8 +128,7 @@ class Limits {
  private:
   std::set<std::string> identifiedNuclides() const {
     std::set<std::string> names;
-    const USHORT records = file_.records(ORB_CLS_NUCRESULTS);
-    for (unsigned i = 1; i <= records; ++i) names.insert(file_.text(0x20080001, static_cast<USHORT>(i)));
+    for (const USHORT record : file_.eachRecord(ORB_CLS_NUCRESULTS)) names.insert(file_.text(ORB_T_NUNAME, record));
     return names;
   }
 
@@ -216,16 +167,16 @@ class Limits {
   }
 
   void write(USHORT record, const LibraryNuclide& nuclide, const SeenLine& seen) {
-    file_.setText(0x20090001, nuclide.name, record);
-    file_.set(0x20090002, seen.line.energy, record);
-    file_.set(0x2009000D, widthOf(seen), record);
-    file_.set(0x2009000E, seen.window.inside, record);
-    file_.set(0x20090014, seen.line.probability * 100, record);
+    file_.setText(ORB_T_DLNAME, nuclide.name, record);
+    file_.set(ORB_D_DLKEYENERGY, seen.line.energy, record);
+    file_.set(ORB_D_DLWINDOW, widthOf(seen), record);
+    file_.set(ORB_D_DLINSIDE, seen.window.inside, record);
+    file_.set(ORB_D_DLPROB, seen.line.probability * 100, record);
     int marks = (seen.is_interfered ? kMarkInterfered : 0) | (seen.window.is_cut ? kMarkCut : 0);
     std::optional<EfficiencyValue> efficiency;
     if (curve_) efficiency = curve_->at(seen.line.energy);
     if (efficiency) {
-      file_.set(0x20090015, efficiency->value, record);
+      file_.set(ORB_D_DLEFF, efficiency->value, record);
       marks |= efficiency->is_extrapolated ? kMarkExtrapolated : 0;
     }
     if (seen.window.state == WindowState::kMeasured) {
@@ -234,7 +185,7 @@ class Limits {
     } else {
       marks |= kMarkInterfered;  // other lines leave no channel for the continuum
     }
-    file_.set(0x20090017, marks, record);
+    file_.set(ORB_L_DLSTATUS, marks, record);
   }
 
   /// [keV] of the channels of the window.
@@ -244,14 +195,14 @@ class Limits {
 
   CountLimits writeCounts(USHORT record, const SeenLine& seen) {
     const CountLimits counts = countLimits(seen.background, settings_.rule);
-    file_.set(0x20090007, counts.k_alpha, record);
-    file_.set(0x20090008, counts.k_beta, record);
-    file_.set(0x20090009, counts.threshold, record);
-    file_.set(0x2009000A, counts.limit, record);
-    file_.set(0x2009000B, seen.background.counts, record);
-    file_.set(0x2009000C, seen.background.counts_u, record);
-    file_.set(0x2009000F, seen.window.gross - seen.background.counts > counts.threshold ? 1 : 0, record);
-    file_.setText(0x20090016, nameOf(counts.source), record);
+    file_.set(ORB_D_DLKALPHA, counts.k_alpha, record);
+    file_.set(ORB_D_DLKBETA, counts.k_beta, record);
+    file_.set(ORB_D_DLTHRCOUNTS, counts.threshold, record);
+    file_.set(ORB_D_DLLIMCOUNTS, counts.limit, record);
+    file_.set(ORB_D_DLCONT, seen.background.counts, record);
+    file_.set(ORB_D_DLCONTUNC, seen.background.counts_u, record);
+    file_.set(ORB_B_DLRECOGNISED, seen.window.gross - seen.background.counts > counts.threshold ? 1 : 0, record);
+    file_.setText(ORB_T_DLMETHOD, nameOf(counts.source), record);
     return counts;
   }
 
@@ -269,8 +220,9 @@ class Limits {
   /// Marks that the activities bring. Nothing is written where they have no value.
   int writeActivities(USHORT record, const LibraryNuclide& nuclide, const SeenLine& seen, const CountLimits& counts,
                       const EfficiencyValue& efficiency) {
-    const DecayFactor decay = measurement_.decayFactor(nuclide);
-    const double per_bq = seen.window.inside * efficiency.value * seen.line.probability * measurement_.live_s();
+    const DecayFactor decay = measurement_.toReference(nuclide.half_life_s, nuclide.half_life_u);
+    const double per_bq = seen.window.inside * efficiency.value * seen.line.probability * measurement_.live_s() *
+                          measurement_.duringCounting(nuclide.half_life_s);
     CountCalibration calibration{decay.value / per_bq, 0};
     if (!(per_bq > 0) || !std::isfinite(calibration.per_count)) return 0;
     for (const double u : {efficiency.relative_u, seen.line.probability_u / seen.line.probability, decay.relative_u,
@@ -278,15 +230,15 @@ class Limits {
       calibration.relative_u = std::hypot(calibration.relative_u, u);
     const ActivityLimits result =
         activityLimits(seen.window.gross, seen.background, counts, calibration, settings_.coverage);
-    file_.set(0x20090003, result.threshold, record);
-    file_.set(0x20090005, result.activity, record);
-    file_.set(0x20090006, result.activity_u, record);
-    file_.set(0x20090010, result.best, record);
-    file_.set(0x20090011, result.best_u, record);
-    file_.set(0x20090012, result.low, record);
-    file_.set(0x20090013, result.high, record);
+    file_.set(ORB_D_DLTHRESHOLD, result.threshold, record);
+    file_.set(ORB_D_DLACT, result.activity, record);
+    file_.set(ORB_D_DLACTUNC, result.activity_u, record);
+    file_.set(ORB_D_DLBEST, result.best, record);
+    file_.set(ORB_D_DLBESTUNC, result.best_u, record);
+    file_.set(ORB_D_DLINTLOW, result.low, record);
+    file_.set(ORB_D_DLINTHIGH, result.high, record);
     if (!result.limit) return kMarkNoLimit;
-    file_.set(0x20090004, *result.limit, record);
+    file_.set(ORB_D_DLLIMIT, *result.limit, record);
     writeSpecificLimit(record, counts, calibration);
     return 0;
   }
@@ -296,16 +248,17 @@ class Limits {
     if (!(quantity > 0)) return;
     calibration.per_count /= quantity;
     calibration.relative_u = std::hypot(calibration.relative_u, measurement_.quantityRelativeU());
-    if (const auto limit = activityLimit(counts, calibration)) file_.set(0x20090018, *limit, record);
+    if (const auto limit = activityLimit(counts, calibration)) file_.set(ORB_D_DLSPECLIMIT, *limit, record);
   }
 
   void writeHeader() {
-    if (const auto date = measurement_.date()) file_.set(0x20090040, *date);
-    file_.setText(0x20090041, shortened(library_path_));
-    file_.set(0x20090042, settings_.coverage * 100);
+    if (const auto date = measurement_.date()) file_.set(ORB_X_DLREFTIME, *date);
+    file_.setText(ORB_T_DLLIBRARY, shortened(library_path_));
+    file_.set(ORB_D_DLCOVERPROB, settings_.coverage * 100);
     file_.stamp(ORB_CLS_LIMITS, "detection limits", ENGINE_VERSION,
-                {0x20030015, 0x20030033, 0x2003003C, 0x20030053, 0x20030059, 0x20030082, 0x20030083, 0x20030085,
-                 0x200300B1, 0x200300B2, 0x200300B3, 0x20020028, 0x20100072});
+                {ORB_D_COLLTIME, ORB_D_LIMITWINDOW, ORB_L_POISSONLIMIT, ORB_T_BUILDUP, ORB_L_DECAYCOUNTING,
+                 ORB_F_CURRIECONST, ORB_F_CURRIESLOPE, ORB_L_LIMITMETHOD, ORB_F_ERRORPROB, ORB_F_COVERAGE,
+                 ORB_F_GEOMUNC, ORB_T_EFFMODEL, ORB_T_LIMLIBRARY});
   }
 
   File& file_;

@@ -5,8 +5,8 @@
 
 #include "calibrations.h"
 #include "kernel/activity.h"
-#include "kernel/decay.h"
 #include "kernel/identification.h"
+#include "measurement.h"
 #include "nuclide_library.h"
 #include "peaks.h"
 #include "spectrum_view.h"
@@ -15,7 +15,6 @@ namespace orbengine {
 
 namespace {
 
-constexpr double kTicksPerSecond = 1e7;  // of a VMS time
 constexpr double kLeastTolerance_channels = 1.5;
 constexpr double kModelU = 0.3;        // of an efficiency that is a guess of its shape
 constexpr double kCalibratedU = 0.15;  // of a calibrated one, true coincidence summing included
@@ -29,30 +28,6 @@ enum NuclideMark {
   kMarkBelowThreshold = 32
 };
 
-/// What the file says about times; seconds.
-struct Times {
-  explicit Times(const File& file)
-      : live_s(file.number(0x20000005, 0)),
-        real_s(file.number(0x20000006, 0)),
-        start(file.find(0x20000001)),
-        reference(file.find(0x20010008)) {}
-
-  /// From the reference date to the start of the acquisition; 0 when either is not known.
-  double elapsed_s() const { return start && reference ? (*start - *reference) / kTicksPerSecond : 0; }
-  bool hasReference() const { return start && reference; }
-
-  double live_s;
-  double real_s;
-  std::optional<double> start;
-  std::optional<double> reference;
-};
-
-BuildUp buildUpOf(const File& file) {
-  const std::string kind = file.text(0x20030053);
-  if (kind == "DEPOSIT") return BuildUp::Deposit;
-  return kind == "IRRAD" ? BuildUp::Irradiation : BuildUp::None;
-}
-
 class Identification {
  public:
   explicit Identification(File& file)
@@ -60,9 +35,9 @@ class Identification {
         scale_(file.handle()),
         curve_(EfficiencyCurve::ofFile(file.handle())),
         view_(file, scale_),
-        times_(file),
+        measurement_(file),
         peaks_(readFittedPeaks(file)),
-        library_path_(findLibrary(file.text(0x2010004A), file.handle())),
+        library_path_(findLibrary(file.text(ORB_T_NIDLIBRARY), file.handle())),
         library_(readLibrary(library_path_)) {
     for (LibraryNuclide& x_rays : fluorescenceLines()) library_.push_back(std::move(x_rays));
   }
@@ -87,8 +62,8 @@ class Identification {
 
   /// A nuclide that had too many half-lives to decay before the measurement is not there any more.
   void removeTooOld() {
-    const double greatest = file_.number(0x2003000A, 0);
-    const double elapsed_s = times_.elapsed_s();
+    const double greatest = file_.number(ORB_F_IDMAXHALFLIVES, 0);
+    const double elapsed_s = measurement_.elapsed_s();
     if (!(greatest > 0) || !(elapsed_s > 0)) return;
     const auto is_too_old = [&](const LibraryNuclide& n) {
       return n.half_life_s > 0 && elapsed_s > greatest * n.half_life_s;
@@ -124,9 +99,9 @@ class Identification {
   IdentificationSettings settings() const {
     IdentificationSettings settings;
     settings.model_u = curve_ ? kCalibratedU : kModelU;
-    settings.least_share = file_.number(0x2003000B, 75) / 100;
-    settings.least_confidence = file_.number(0x20030048, 0.3);
-    settings.miss_penalty = std::clamp(file_.number(0x20030049, 1), 0.0, 1.0);
+    settings.least_share = file_.number(ORB_F_IDMINSHARE, 75) / 100;
+    settings.least_confidence = file_.number(ORB_F_IDMINCONF, 0.3);
+    settings.miss_penalty = std::clamp(file_.number(ORB_F_IDMISSPENALTY, 1), 0.0, 1.0);
     return settings;
   }
 
@@ -146,20 +121,19 @@ class Identification {
 
   /// No narrower than what a spectrum of coarse channels can tell.
   double toleranceAt(double energy) const {
-    const bool in_fwhm = file_.number(0x20030050, 0) != 0;
-    const double set = in_fwhm ? file_.number(0x20030057, 1) * scale_.fwhm(energy) : file_.number(0x2003000C, 1);
+    const double set = matchTolerance(file_, {ORB_D_IDTOLKEV, 1}, {ORB_D_IDTOLFWHM, 1}, scale_.fwhm(energy));
     const double position = scale_.position(energy);
     return std::isfinite(position) ? std::max(set, kLeastTolerance_channels * scale_.slope(position)) : set;
   }
 
   // ---- Activities -------------------------------------------------------------------------------------------
 
-  bool hasActivities() const { return curve_ && times_.live_s > 0; }
+  bool hasActivities() const { return curve_ && measurement_.live_s() > 0; }
 
   /// Counts per Bq of every matched line that may take part.
   void solve() {
     if (!hasActivities()) return;
-    const bool key_only = file_.number(0x2003006A, 1) == 0;
+    const bool key_only = file_.number(ORB_L_ACTMEAN, 1) == 0;
     for (std::size_t i = 0; i < found_.size(); ++i) {
       const LibraryNuclide& nuclide = nuclideOf(found_[i]);
       for (std::size_t k = 0; k < nuclide.lines.size(); ++k) {
@@ -172,7 +146,7 @@ class Identification {
         Contribution c;
         c.nuclide = static_cast<int>(i);
         c.peak = peak;
-        c.coefficient = line.probability * efficiency->value * times_.live_s * duringCounting(nuclide);
+        c.coefficient = countsPerBq(nuclide, line, *efficiency);
         c.own_u = line.probability_u / line.probability;
         c.shared_u = efficiency->relative_u;
         line_of_contribution_.push_back(k);
@@ -181,12 +155,14 @@ class Identification {
     }
     std::vector<PeakArea> areas;
     for (const FittedPeak& peak : peaks_) areas.push_back({peak.area, peak.area_u});
-    activities_ = solveActivities(areas, contributions_, static_cast<int>(found_.size()), file_.number(0x20030041, 3));
+    activities_ =
+        solveActivities(areas, contributions_, static_cast<int>(found_.size()), file_.number(ORB_F_IDCONSIST, 3));
   }
 
-  double duringCounting(const LibraryNuclide& nuclide) const {
-    const bool is_wanted = file_.number(0x20030059, 1) != 0;
-    return is_wanted ? meanDuringCounting(nuclide.half_life_s, times_.real_s) : 1;
+  /// Counts in the peak of a line that an activity of 1 Bq at the start of the acquisition leaves.
+  double countsPerBq(const LibraryNuclide& nuclide, const LibraryLine& line, const EfficiencyValue& efficiency) const {
+    return line.probability * efficiency.value * measurement_.live_s() *
+           measurement_.duringCounting(nuclide.half_life_s);
   }
 
   // ---- Results ----------------------------------------------------------------------------------------------
@@ -194,86 +170,83 @@ class Identification {
   void writeNuclide(USHORT record, std::size_t i) {
     const IdentifiedNuclide& found = found_[i];
     const LibraryNuclide& nuclide = nuclideOf(found);
-    file_.setText(0x20080001, nuclide.name, record);
-    file_.set(0x20080002, found.confidence, record);
-    file_.set(0x20080009, nuclide.half_life_s, record);
-    file_.set(0x2008000A, nuclide.half_life_u, record);
-    file_.set(0x2008000D, found.share * 100, record);
-    int marks = times_.hasReference() ? 0 : kMarkNoReference;
+    file_.setText(ORB_T_NUNAME, nuclide.name, record);
+    file_.set(ORB_D_NUCONF, found.confidence, record);
+    file_.set(ORB_D_NUHALFLIFE, nuclide.half_life_s, record);
+    file_.set(ORB_D_NUHALFLIFEUNC, nuclide.half_life_u, record);
+    file_.set(ORB_D_NUSHARE, found.share * 100, record);
+    int marks = measurement_.hasReference() ? 0 : kMarkNoReference;
     if (hasActivities()) marks |= writeActivity(record, activities_.nuclides[i], nuclide);
     const int n_expected = static_cast<int>(
         std::count_if(found.lines.begin(), found.lines.end(), [](const auto& line) { return line.is_expected; }));
     const int n_found = static_cast<int>(
         std::count_if(found.lines.begin(), found.lines.end(), [](const auto& line) { return line.peak >= 0; }));
-    file_.set(0x2008000B, n_expected, record);
-    file_.set(0x2008000C, n_found, record);
+    file_.set(ORB_L_NULINES, n_expected, record);
+    file_.set(ORB_L_NUFOUND, n_found, record);
     USHORT entry = 0;
     for (std::size_t k = 0; k < nuclide.lines.size(); ++k) {
-      if (nuclide.lines[k].is_key) file_.set(0x20080011, nuclide.lines[k].energy, record);
+      if (nuclide.lines[k].is_key) file_.set(ORB_D_NUKEYENERGY, nuclide.lines[k].energy, record);
       if (!found.lines[k].is_expected) continue;
       marks |= writeLine(record, ++entry, i, k);
     }
-    file_.set(0x20080012, marks, record);
+    file_.set(ORB_L_NUSTATUS, marks, record);
   }
 
   /// Marks of the nuclide.
   int writeActivity(USHORT record, const Activity& activity, const LibraryNuclide& nuclide) {
     if (!activity.is_determined) return kMarkAllInterfered;
-    const double geometry_u = activity.value * file_.number(0x200300B3, 0) / 100;
+    const double geometry_u = activity.value * file_.number(ORB_F_GEOMUNC, 0) / 100;
     const double u = std::hypot(activity.u, geometry_u);
-    file_.set(0x20080003, activity.value, record);
-    file_.set(0x20080004, u, record);
-    file_.set(0x20080013, activity.counting_u, record);
-    file_.set(0x2008000F, activity.chi2, record);
-    file_.set(0x20080010, activity.lines, record);
-    const DecayFactor decay = toReferenceDate(nuclide.half_life_s, nuclide.half_life_u, times_.elapsed_s());
-    const double factor = decay.value * forBuildUp(buildUpOf(file_), nuclide.half_life_s, file_.number(0x20030015, 0));
-    const double reference_u = std::hypot(u, activity.value * decay.relative_u) * factor;
-    if (std::isfinite(factor)) {
-      file_.set(0x2008000E, factor, record);
-      file_.set(0x20080005, activity.value * factor, record);
-      file_.set(0x20080006, reference_u, record);
-      writeSpecific(record, activity.value * factor, reference_u);
+    file_.set(ORB_D_NUACT, activity.value, record);
+    file_.set(ORB_D_NUACTUNC, u, record);
+    file_.set(ORB_D_NUFITUNC, activity.counting_u, record);
+    file_.set(ORB_D_NUCHISQ, activity.chi2, record);
+    file_.set(ORB_L_NUUSED, activity.lines, record);
+    const DecayFactor decay = measurement_.toReference(nuclide.half_life_s, nuclide.half_life_u);
+    if (std::isfinite(decay.value)) {
+      const double reference_u = std::hypot(u, activity.value * decay.relative_u) * decay.value;
+      file_.set(ORB_D_NUDECAYFACT, decay.value, record);
+      file_.set(ORB_D_NUREFACT, activity.value * decay.value, record);
+      file_.set(ORB_D_NUREFACTUNC, reference_u, record);
+      writeSpecific(record, activity.value * decay.value, reference_u);
     }
-    const double deviation = file_.number(0x20030041, 3);
+    const double deviation = file_.number(ORB_F_IDCONSIST, 3);
     const bool is_weak = activity.value < view_.quantile() * activity.counting_u;
     return (deviation > 0 && activity.chi2 > deviation * deviation ? kMarkInconsistent : 0) |
            (is_weak ? kMarkBelowThreshold : 0);
   }
 
   void writeSpecific(USHORT record, double value, double u) {
-    const double quantity = file_.number(0x20010005, 0);
+    const double quantity = measurement_.quantity();
     if (!(quantity > 0)) return;
-    const double quantity_u = file_.number(0x20010007, 0) / quantity;
-    file_.set(0x20080007, value / quantity, record);
-    file_.set(0x20080008, std::hypot(u, value * quantity_u) / quantity, record);
+    file_.set(ORB_D_NUSPECACT, value / quantity, record);
+    file_.set(ORB_D_NUSPECACTUNC, std::hypot(u, value * measurement_.quantityRelativeU()) / quantity, record);
   }
 
   /// Marks of the nuclide that the line brings.
   int writeLine(USHORT record, USHORT entry, std::size_t i, std::size_t k) {
     const LibraryLine& line = nuclideOf(found_[i]).lines[k];
     const MatchedLine& match = found_[i].lines[k];
-    file_.set(0x20080020, line.energy, record, entry);
-    file_.set(0x20080021, match.peak >= 0 ? peaks_[static_cast<std::size_t>(match.peak)].record : 0, record, entry);
-    file_.set(0x20080022, line.probability * 100, record, entry);
-    if (match.peak >= 0) file_.set(0x20080027, match.delta_e, record, entry);
-    file_.set(0x2008002B, isShared(i, match.peak) ? 1 : 0, record, entry);
+    file_.set(ORB_D_NLRENERGY, line.energy, record, entry);
+    file_.set(ORB_L_NLRPEAK, match.peak >= 0 ? peaks_[static_cast<std::size_t>(match.peak)].record : 0, record, entry);
+    file_.set(ORB_D_NLRPROB, line.probability * 100, record, entry);
+    if (match.peak >= 0) file_.set(ORB_D_NLRDELTAE, match.delta_e, record, entry);
+    file_.set(ORB_B_NLRINTERF, isShared(i, match.peak) ? 1 : 0, record, entry);
     if (!curve_) return 0;
     const auto efficiency = curve_->at(line.energy);
     if (!efficiency) return 0;
-    file_.set(0x20080028, efficiency->value, record, entry);
-    file_.set(0x20080029, efficiency->value * efficiency->relative_u, record, entry);
+    file_.set(ORB_D_NLREFF, efficiency->value, record, entry);
+    file_.set(ORB_D_NLREFFUNC, efficiency->value * efficiency->relative_u, record, entry);
     if (!hasActivities()) return 0;
-    const double counts_per_bq =
-        line.probability * efficiency->value * times_.live_s * duringCounting(nuclideOf(found_[i]));
-    file_.set(0x2008002A, view_.detectionLimit(line.energy) / counts_per_bq, record, entry);
+    const double counts_per_bq = countsPerBq(nuclideOf(found_[i]), line, *efficiency);
+    file_.set(ORB_D_NLRLIMIT, view_.detectionLimit(line.energy) / counts_per_bq, record, entry);
     for (std::size_t c = 0; c < contributions_.size(); ++c) {
       if (contributions_[c].nuclide != static_cast<int>(i) || line_of_contribution_[c] != k) continue;
       const LineActivity& activity = activities_.lines[c];
-      file_.set(0x20080023, activity.value, record, entry);
-      file_.set(0x20080024, activity.u, record, entry);
-      file_.set(0x20080025, activity.residual, record, entry);
-      file_.set(0x20080026, activity.weight * 100, record, entry);
+      file_.set(ORB_D_NLRACT, activity.value, record, entry);
+      file_.set(ORB_D_NLRACTUNC, activity.u, record, entry);
+      file_.set(ORB_D_NLRRESID, activity.residual, record, entry);
+      file_.set(ORB_D_NLRWEIGHT, activity.weight * 100, record, entry);
     }
     return match.peak >= 0 && efficiency->is_extrapolated ? kMarkExtrapolated : 0;
   }
@@ -288,12 +261,13 @@ class Identification {
   }
 
   void writeHeader() {
-    if (times_.reference) file_.set(0x20080040, *times_.reference);
-    file_.setText(0x20080041, shortened(library_path_));
-    file_.set(0x20080042, static_cast<double>(found_.size()));
+    if (const auto reference = measurement_.reference()) file_.set(ORB_X_NUREFTIME, *reference);
+    file_.setText(ORB_T_NULIBRARY, shortened(library_path_));
+    file_.set(ORB_L_NUCOUNT, static_cast<double>(found_.size()));
     file_.stamp(ORB_CLS_NUCRESULTS, "nuclide identification", ENGINE_VERSION,
-                {0x2003000A, 0x2003000B, 0x2003000C, 0x20030015, 0x20030041, 0x20030048, 0x20030049, 0x20030050,
-                 0x20030053, 0x20030057, 0x20030059, 0x2003006A, 0x200300B1, 0x200300B3, 0x20020028, 0x2010004A});
+                {ORB_F_IDMAXHALFLIVES, ORB_F_IDMINSHARE, ORB_D_IDTOLKEV, ORB_D_COLLTIME, ORB_F_IDCONSIST,
+                 ORB_F_IDMINCONF, ORB_F_IDMISSPENALTY, ORB_L_TOLMODE, ORB_T_BUILDUP, ORB_D_IDTOLFWHM,
+                 ORB_L_DECAYCOUNTING, ORB_L_ACTMEAN, ORB_F_ERRORPROB, ORB_F_GEOMUNC, ORB_T_EFFMODEL, ORB_T_NIDLIBRARY});
   }
 
   /// Leaves with every peak the nuclide that explains most of it.
@@ -320,12 +294,12 @@ class Identification {
       }
       if (name.empty() && isEscape(peaks_[p])) name = "escape";
       const USHORT record = peaks_[p].record;
-      file_.set(0x20060056, name.empty() ? 1 : 0, record);
-      file_.setText(0x20060057, name, record);
-      if (energy > 0) file_.set(0x20060058, energy, record);
+      file_.set(ORB_B_PKUNIDENT, name.empty() ? 1 : 0, record);
+      file_.setText(ORB_T_PKNUCLIDE, name, record);
+      if (energy > 0) file_.set(ORB_D_PKLIBENERGY, energy, record);
       n_unidentified += name.empty() ? 1 : 0;
     }
-    file_.set(0x20060062, n_unidentified);
+    file_.set(ORB_L_PKNUNIDENT, n_unidentified);
   }
 
   static constexpr double kAnnihilation_keV = 510.999;
@@ -349,7 +323,7 @@ class Identification {
   LineScale scale_;
   std::optional<EfficiencyCurve> curve_;
   SpectrumView view_;
-  Times times_;
+  Measurement measurement_;
   std::vector<FittedPeak> peaks_;
   std::string library_path_;
   std::vector<LibraryNuclide> library_;

@@ -28,21 +28,6 @@ fs::path dataFileFolder(void* handle) {
   return fs::path(path.c_str()).parent_path();
 }
 
-/// Releases a handle at the end of a scope.
-class OpenLibrary {
- public:
-  explicit OpenLibrary(const std::string& path) {
-    require(AioOpen2(&handle_, path.c_str(), AIO_READ_ONLY, 0, 0) == AIO_OK, ENG_BADLIBRARY);
-  }
-  ~OpenLibrary() { AioClose2(handle_, AIO_CLOSE_NOFLUSH); }
-  OpenLibrary(const OpenLibrary&) = delete;
-  OpenLibrary& operator=(const OpenLibrary&) = delete;
-  void* handle() const { return handle_; }
-
- private:
-  void* handle_ = nullptr;
-};
-
 /// A value that is not possible counts as not known.
 double notNegative(double value) {
   return std::isfinite(value) && value > 0 ? value : 0;
@@ -50,13 +35,13 @@ double notNegative(double value) {
 
 LibraryLine lineOf(const File& file, USHORT record) {
   LibraryLine line;
-  line.energy = file.number(0x20070002, 0, record);
-  line.energy_u = file.number(0x20070003, 0, record);
-  line.probability = file.number(0x20070004, 0, record) / 100;
-  line.probability_u = notNegative(file.number(0x20070005, 0, record)) / 100;
-  line.is_key = file.number(0x20070009, 0, record) != 0;
-  line.no_activity = file.number(0x2007000D, 0, record) != 0;
-  line.is_annihilation = file.text(0x2007000A, record) == "annihilation";
+  line.energy = file.number(ORB_D_NLENERGY, 0, record);
+  line.energy_u = file.number(ORB_D_NLENERGYUNC, 0, record);
+  line.probability = file.number(ORB_D_NLPROB, 0, record) / 100;
+  line.probability_u = notNegative(file.number(ORB_D_NLPROBUNC, 0, record)) / 100;
+  line.is_key = file.number(ORB_B_NLKEY, 0, record) != 0;
+  line.no_activity = file.number(ORB_B_NLNOACT, 0, record) != 0;
+  line.is_annihilation = file.text(ORB_T_NLRADTYPE, record) == "annihilation";
   return line;
 }
 
@@ -113,23 +98,21 @@ std::string shortened(const std::string& path) {
 }
 
 std::vector<LibraryNuclide> readLibrary(const std::string& path) {
-  const OpenLibrary library(path);
-  const File file(library.handle(), 0);
+  const OtherFile library(path, ENG_BADLIBRARY);
+  const File file = library.values();
   std::vector<LibraryNuclide> nuclides;
   std::unordered_map<std::string, std::size_t> places;
-  const USHORT records = file.records(ORB_CLS_NUCLIB);
-  for (unsigned i = 1; i <= records; ++i) {
-    const auto record = static_cast<USHORT>(i);
-    const std::string name = file.text(0x20070001, record);
+  for (const USHORT record : file.eachRecord(ORB_CLS_NUCLIB)) {
+    const std::string name = file.text(ORB_T_NLNAME, record);
     const LibraryLine line = lineOf(file, record);
     if (name.empty() || !isUsable(line)) continue;
     const auto [place, is_new] = places.try_emplace(name, nuclides.size());
     if (is_new) {
       LibraryNuclide nuclide;
       nuclide.name = name;
-      nuclide.parent = file.text(0x2007000B, record);
-      nuclide.half_life_s = notNegative(file.number(0x20070006, 0, record));
-      nuclide.half_life_u = notNegative(file.number(0x20070007, 0, record));
+      nuclide.parent = file.text(ORB_T_NLPARENT, record);
+      nuclide.half_life_s = notNegative(file.number(ORB_D_NLHALFLIFE, 0, record));
+      nuclide.half_life_u = notNegative(file.number(ORB_D_NLHALFLIFEUNC, 0, record));
       nuclides.push_back(nuclide);
     }
     nuclides[place->second].lines.push_back(line);

@@ -1,6 +1,6 @@
 #include "peaks.h"
 
-#include <algorithm>
+#include <cmath>
 
 namespace orbengine {
 
@@ -8,33 +8,31 @@ namespace {
 
 constexpr int kMarkNotFitted = 128;  // of ORB_L_PKSTATUS
 
-bool hasTable(const File& file) {
-  const auto blocks = file.blocks();
-  return std::any_of(blocks.begin(), blocks.end(), [](const auto& block) { return block.usClass == ORB_CLS_PEAKS; });
-}
-
 }  // namespace
 
 std::vector<FittedPeak> readFittedPeaks(const File& file) {
-  require(hasTable(file), ENG_NOPEAKS);
+  require(file.hasBlock(ORB_CLS_PEAKS), ENG_NOPEAKS);
   std::vector<FittedPeak> peaks;
-  const USHORT records = file.records(ORB_CLS_PEAKS);
-  for (unsigned i = 1; i <= records; ++i) {
-    const auto record = static_cast<USHORT>(i);
-    const auto area = file.find(0x2006000C, record);
-    const auto energy = file.find(0x20060007, record);
-    const auto marks = static_cast<int>(file.number(0x20060040, 0, record));
+  for (const USHORT record : file.eachRecord(ORB_CLS_PEAKS)) {
+    const auto area = file.find(ORB_D_PKAREA, record);
+    const auto energy = file.find(ORB_D_PKENERGY, record);
+    const auto marks = static_cast<int>(file.number(ORB_L_PKSTATUS, 0, record));
     if (!area || !energy || (marks & kMarkNotFitted) != 0) continue;
     FittedPeak peak;
     peak.record = record;
     peak.energy = *energy;
-    peak.area = *area - file.number(0x20060054, 0, record);
-    peak.area_u = std::hypot(file.number(0x2006000D, 0, record), file.number(0x20060055, 0, record));
-    peak.fwhm = file.number(0x20060024, 0, record);
+    peak.area = *area - file.number(ORB_D_PKBKGAREA, 0, record);
+    peak.area_u = std::hypot(file.number(ORB_D_PKAREAUNC, 0, record), file.number(ORB_D_PKBKGAREAUNC, 0, record));
+    peak.fwhm = file.number(ORB_D_PKFWHM, 0, record);
     if (std::isfinite(peak.energy) && std::isfinite(peak.area) && std::isfinite(peak.area_u)) peaks.push_back(peak);
   }
-  require(!peaks.empty() || records == 0, ENG_NOPEAKS);
+  require(!peaks.empty() || file.records(ORB_CLS_PEAKS) == 0, ENG_NOPEAKS);
   return peaks;
+}
+
+double matchTolerance(const File& file, SettingOr keV, SettingOr in_fwhm, double fwhm) {
+  const bool counts_fwhm = file.number(ORB_L_TOLMODE, 0) != 0;
+  return counts_fwhm ? file.number(in_fwhm.code, in_fwhm.fallback) * fwhm : file.number(keV.code, keV.fallback);
 }
 
 }  // namespace orbengine

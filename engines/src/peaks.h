@@ -17,4 +17,14 @@ struct FittedPeak {
 /// The lines that were fitted, in the order of the table. Throws Failure(ENG_NOPEAKS) when the file has no table.
 std::vector<FittedPeak> readFittedPeaks(const File& file);
 
+/// A setting and what holds where the file has none.
+struct SettingOr {
+  ULONG code;
+  double fallback;
+};
+
+/// How far a peak may lie from the energy that it is matched with [keV]: as the file says, a number of keV or of FWHM.
+/// @param fwhm  [keV] at the energy
+double matchTolerance(const File& file, SettingOr keV, SettingOr in_fwhm, double fwhm);
+
 }  // namespace orbengine

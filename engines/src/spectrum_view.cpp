@@ -18,10 +18,10 @@ constexpr double kWindow_fwhm = 1.25;         // to both sides
 
 SpectrumView::SpectrumView(const File& file, const LineScale& scale) : scale_(scale), counts_(file.spectrum()) {
   const auto channels = static_cast<double>(counts_.size());
-  first_ = static_cast<int>(std::clamp(file.number(0x20030008, 1), 1.0, channels));
-  last_ = static_cast<int>(std::clamp(file.number(0x20030009, channels), 1.0, channels));
-  lowest_keV_ = file.number(0x20030006, 0);
-  const double error_percent = file.number(0x200300B1, 5);
+  first_ = static_cast<int>(std::clamp(file.number(ORB_L_LOCFIRST, 1), 1.0, channels));
+  last_ = static_cast<int>(std::clamp(file.number(ORB_L_LOCLAST, channels), 1.0, channels));
+  lowest_keV_ = file.number(ORB_D_LOCELOW, 0);
+  const double error_percent = file.number(ORB_F_ERRORPROB, 5);
   require(error_percent > 0 && error_percent < 50, ENG_BADSETTING);
   quantile_ = normalQuantile(1 - error_percent / 100);
   is_scintillator_ = scale.fwhm(kReference_keV) > kScintillatorFwhm_keV;

@@ -57,6 +57,7 @@ const Operation kOperations[] = {
     {"AioCopy from", [](void* h, void* good, Outputs&) { return AioCopy(h, good, 0x2006); }},
     {"AioCopy to", [](void* h, void* good, Outputs&) { return AioCopy(good, h, 0x2006); }},
     {"AioCopy within", [](void* h, void*, Outputs&) { return AioCopy(h, h, 0x2006); }},
+    {"AioRestoreBlock", [](void* h, void*, Outputs&) { return AioRestoreBlock(h, nullptr); }},
     {"AioDupFile from", [](void* h, void* good, Outputs&) { return AioDupFile(h, good); }},
     {"AioDupFile to", [](void* h, void* good, Outputs&) { return AioDupFile(good, h); }},
     {"AioDupFile within", [](void* h, void*, Outputs&) { return AioDupFile(h, h); }},

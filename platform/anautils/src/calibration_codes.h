@@ -1,59 +1,60 @@
 #pragma once
 #include "citypes.h"
+#include "orbparams.h"
 
 /// Parameters of the energy and shape calibration (docs/parameters.md).
 namespace anautils::code {
 
 // The equations in force.
-constexpr ULONG kChannels = 0x20000007;
-constexpr ULONG kEnergyCoefficients = 0x20000020;  // six
-constexpr ULONG kEnergyGain = 0x20000021;
-constexpr ULONG kFwhmOffset = 0x20000048;
-constexpr ULONG kFwhmSlope = 0x20000049;
-constexpr ULONG kTailOffset = 0x20000065;
-constexpr ULONG kTailSlope = 0x20000066;
+constexpr ULONG kChannels = ORB_L_CHANNELS;
+constexpr ULONG kEnergyCoefficients = ORB_D_ECALOFFSET;  // six
+constexpr ULONG kEnergyGain = ORB_D_ECALGAIN;
+constexpr ULONG kFwhmOffset = ORB_D_FWHMOFF;
+constexpr ULONG kFwhmSlope = ORB_D_FWHMSLOPE;
+constexpr ULONG kTailOffset = ORB_D_TAILOFF;
+constexpr ULONG kTailSlope = ORB_D_TAILSLOPE;
 
 // Settings of a fit.
-constexpr ULONG kCalibrationFlags = 0x2000001F;
-constexpr ULONG kEnergyType = 0x20000061;
-constexpr ULONG kEnergyTerms = 0x2000006C;
-constexpr ULONG kFwhmType = 0x2000006B;
+constexpr ULONG kCalibrationFlags = ORB_L_CALFLAGS;
+constexpr ULONG kEnergyType = ORB_T_ECALTYPE;
+constexpr ULONG kEnergyTerms = ORB_L_ECALTERMS;
+constexpr ULONG kFwhmType = ORB_T_FWHMTYPE;
 
 // What a fit leaves beside the coefficients.
-constexpr ULONG kEnergyChi2 = 0x20000019;
-constexpr ULONG kEnergyCovariance = 0x20000030;  // ten
-constexpr ULONG kEnergyDof = 0x2000003A;
-constexpr ULONG kEnergyFirst = 0x2000003B;
-constexpr ULONG kEnergyLast = 0x2000003C;
-constexpr ULONG kEnergyTime = 0x20000046;
-constexpr ULONG kShapeTime = 0x20000064;
-constexpr ULONG kFwhmChi2 = 0x2000001A;
-constexpr ULONG kFwhmCovariance = 0x2000006D;  // three
-constexpr ULONG kFwhmDof = 0x2000004A;
-constexpr ULONG kFwhmRange = 0x20000070;  // low and high
-constexpr ULONG kFwhmPoints = 0x20000074;
-constexpr ULONG kFwhmScatter = 0x20000076;
-constexpr ULONG kTailChi2 = 0x20000067;
-constexpr ULONG kTailCovariance = 0x20000068;  // three
-constexpr ULONG kTailDof = 0x2000004B;
-constexpr ULONG kTailRange = 0x20000072;
-constexpr ULONG kTailPoints = 0x20000075;
+constexpr ULONG kEnergyChi2 = ORB_D_ECALCHISQ;
+constexpr ULONG kEnergyCovariance = ORB_D_ECALCOV00;  // ten
+constexpr ULONG kEnergyDof = ORB_L_ECALDOF;
+constexpr ULONG kEnergyFirst = ORB_D_ECALFIRST;
+constexpr ULONG kEnergyLast = ORB_D_ECALLAST;
+constexpr ULONG kEnergyTime = ORB_X_ECALTIME;
+constexpr ULONG kShapeTime = ORB_X_SCALTIME;
+constexpr ULONG kFwhmChi2 = ORB_D_FWHMCHISQ;
+constexpr ULONG kFwhmCovariance = ORB_D_FWHMCOV00;  // three
+constexpr ULONG kFwhmDof = ORB_L_FWHMDOF;
+constexpr ULONG kFwhmRange = ORB_D_FWHMELOW;  // low and high
+constexpr ULONG kFwhmPoints = ORB_L_FWHMPOINTS;
+constexpr ULONG kFwhmScatter = ORB_D_FWHMSCATTER;
+constexpr ULONG kTailChi2 = ORB_D_TAILCHISQ;
+constexpr ULONG kTailCovariance = ORB_D_TAILCOV00;  // three
+constexpr ULONG kTailDof = ORB_L_TAILDOF;
+constexpr ULONG kTailRange = ORB_D_TAILELOW;
+constexpr ULONG kTailPoints = ORB_L_TAILPOINTS;
 
 // Energy points, a record each.
-constexpr ULONG kPointChannel = 0x200D0002;
-constexpr ULONG kPointEnergy = 0x200D0003;
-constexpr ULONG kPointEnergyUnc = 0x200D0007;
-constexpr ULONG kPointExcluded = 0x200D000A;
-constexpr ULONG kPointResidual = 0x200D0006;
-constexpr ULONG kEnergyProvenance = 0x200D00F0;  // routine, version, time, settings
+constexpr ULONG kPointChannel = ORB_D_CRCHANNEL;
+constexpr ULONG kPointEnergy = ORB_D_CRENERGY;
+constexpr ULONG kPointEnergyUnc = ORB_D_CRENERGYUNC;
+constexpr ULONG kPointExcluded = ORB_L_CREXCLUDED;
+constexpr ULONG kPointResidual = ORB_D_CRRESID;
+constexpr ULONG kEnergyProvenance = ORB_T_ECENGINE;  // routine, version, time, settings
 
 // Shape points, a record each.
-constexpr ULONG kShapeEnergy = 0x20130004;
-constexpr ULONG kShapeFwhm = 0x20130005;  // its uncertainty follows
-constexpr ULONG kShapeTail = 0x20130007;  // its uncertainty follows
-constexpr ULONG kShapeStatus = 0x2013000B;
-constexpr ULONG kShapeFwhmResidual = 0x2013000E;
-constexpr ULONG kShapeTailResidual = 0x2013000F;
-constexpr ULONG kShapeProvenance = 0x201300F0;
+constexpr ULONG kShapeEnergy = ORB_D_SRENERGY;
+constexpr ULONG kShapeFwhm = ORB_D_SRFWHM;  // its uncertainty follows
+constexpr ULONG kShapeTail = ORB_D_SRTAIL;  // its uncertainty follows
+constexpr ULONG kShapeStatus = ORB_L_SRSTATUS;
+constexpr ULONG kShapeFwhmResidual = ORB_D_SRFWHMRESID;
+constexpr ULONG kShapeTailResidual = ORB_D_SRTAILRESID;
+constexpr ULONG kShapeProvenance = ORB_T_SCENGINE;
 
 }  // namespace anautils::code

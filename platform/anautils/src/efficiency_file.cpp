@@ -14,43 +14,43 @@ namespace anautils {
 namespace {
 
 // Parameters of class 0x2002 (docs/parameters.md).
-constexpr ULONG kTime = 0x20020002;
-constexpr ULONG kRange = 0x20020006;  // low and high
-constexpr ULONG kCommonUncPercent = 0x20020011;
-constexpr ULONG kPoints = 0x20020020;  // energy; value, uncertainty and exclusion follow
-constexpr ULONG kExclusion = 4;        // counted from the energy
-constexpr ULONG kResidual = 0x20020026;
-constexpr ULONG kModel = 0x20020028;
-constexpr ULONG kDualCrossover = 0x20020030;
-constexpr ULONG kDualLowTerms = 0x20020031;
-constexpr ULONG kDualHighTerms = 0x20020032;
-constexpr ULONG kDualLowChi2 = 0x20020033;
-constexpr ULONG kDualHighChi2 = 0x20020034;
-constexpr ULONG kDualJumpPercent = 0x20020035;
-constexpr ULONG kDualLow = 0x20020036;
-constexpr ULONG kDualHigh = 0x2002003C;
-constexpr ULONG kDualLowCovariance = 0x20020100;
-constexpr ULONG kDualHighCovariance = 0x20020120;
-constexpr ULONG kDualFree = 0x20020080;
-constexpr ULONG kLinear = 0x20020050;
-constexpr ULONG kLinearChi2 = 0x20020052;
-constexpr ULONG kLinearCovariance = 0x20020053;
-constexpr ULONG kEmpiricalTerms = 0x20020058;
-constexpr ULONG kEmpiricalScale = 0x20020059;
-constexpr ULONG kEmpirical = 0x2002005A;
-constexpr ULONG kEmpiricalChi2 = 0x20020060;
-constexpr ULONG kEmpiricalCovariance = 0x20020140;
-constexpr ULONG kAverage = 0x20020068;
-constexpr ULONG kAverageUnc = 0x20020069;
+constexpr ULONG kTime = ORB_X_EFFTIME;
+constexpr ULONG kRange = ORB_D_EFFELOW;  // low and high
+constexpr ULONG kCommonUncPercent = ORB_F_EFFCOMMONUNC;
+constexpr ULONG kPoints = ORB_D_EFFPTENERGY;  // energy; value, uncertainty and exclusion follow
+constexpr ULONG kExclusion = 4;               // counted from the energy
+constexpr ULONG kResidual = ORB_D_EFFPTRESID;
+constexpr ULONG kModel = ORB_T_EFFMODEL;
+constexpr ULONG kDualCrossover = ORB_D_DUALCROSS;
+constexpr ULONG kDualLowTerms = ORB_L_DUALLOWTERMS;
+constexpr ULONG kDualHighTerms = ORB_L_DUALHIGHTERMS;
+constexpr ULONG kDualLowChi2 = ORB_D_DUALLOWCHISQ;
+constexpr ULONG kDualHighChi2 = ORB_D_DUALHIGHCHISQ;
+constexpr ULONG kDualJumpPercent = ORB_D_DUALJUMP;
+constexpr ULONG kDualLow = ORB_D_DUALLOW0;
+constexpr ULONG kDualHigh = ORB_D_DUALHIGH0;
+constexpr ULONG kDualLowCovariance = ORB_D_DUALLOWCOV00;
+constexpr ULONG kDualHighCovariance = ORB_D_DUALHIGHCOV00;
+constexpr ULONG kDualFree = ORB_L_DUALFREE;
+constexpr ULONG kLinear = ORB_D_EFFLINOFF;
+constexpr ULONG kLinearChi2 = ORB_D_EFFLINCHISQ;
+constexpr ULONG kLinearCovariance = ORB_D_EFFLINCOV00;
+constexpr ULONG kEmpiricalTerms = ORB_L_EMPTERMS;
+constexpr ULONG kEmpiricalScale = ORB_D_EMPSCALE;
+constexpr ULONG kEmpirical = ORB_D_EMP0;
+constexpr ULONG kEmpiricalChi2 = ORB_D_EMPCHISQ;
+constexpr ULONG kEmpiricalCovariance = ORB_D_EMPCOV00;
+constexpr ULONG kAverage = ORB_D_EFFAVG;
+constexpr ULONG kAverageUnc = ORB_D_EFFAVGUNC;
 
 // And of class 0x2029, the peak-to-total curve.
-constexpr ULONG kTotalTime = 0x20290002;
-constexpr ULONG kTotalRange = 0x20290006;
-constexpr ULONG kTotalPoints = 0x20290020;
-constexpr ULONG kTotalTerms = 0x20290031;
-constexpr ULONG kTotalChi2 = 0x20290033;
-constexpr ULONG kTotal = 0x20290036;
-constexpr ULONG kTotalCovariance = 0x20290100;
+constexpr ULONG kTotalTime = ORB_X_PTTIME;
+constexpr ULONG kTotalRange = ORB_D_PTELOW;
+constexpr ULONG kTotalPoints = ORB_D_PTPTENERGY;
+constexpr ULONG kTotalTerms = ORB_L_PTTERMS;
+constexpr ULONG kTotalChi2 = ORB_D_PTCHISQ;
+constexpr ULONG kTotal = ORB_D_PT0;
+constexpr ULONG kTotalCovariance = ORB_D_PTCOV00;
 
 struct ModelWord {
   const char* word;

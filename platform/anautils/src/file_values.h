@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "aioproto.h"
+#include "orbparams.h"
 
 /// Typed values of an open data file. Numbers are converted from and to whatever type the file's dictionary gives the
 /// parameter. Everything here throws Failure with the status of the service; a missing value is no failure.

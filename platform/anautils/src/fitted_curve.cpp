@@ -19,28 +19,28 @@ constexpr double kCutReach = 1.5;
 /// Widths and tails lie in the table in keV. Throws Failure for numbers that no fit leaves.
 FittedLine readLine(void* handle, const LineCalibration& calibration, USHORT record) {
   FittedLine line;
-  line.centroid = readDouble(handle, 0x2006000A, 0, record);
-  line.area = readDouble(handle, 0x2006000C, 0, record);
+  line.centroid = readDouble(handle, ORB_D_PKCENTROID, 0, record);
+  line.area = readDouble(handle, ORB_D_PKAREA, 0, record);
   require(std::isfinite(line.centroid) && std::isfinite(line.area), ANA_BADPOINT);
   const double slope = calibration.slope(line.centroid);
-  line.fwhm = readDouble(handle, 0x20060024, 0, record) / slope;
-  line.tail = readDouble(handle, 0x20060022, 0, record) / slope;
+  line.fwhm = readDouble(handle, ORB_D_PKFWHM, 0, record) / slope;
+  line.tail = readDouble(handle, ORB_D_PKTAIL, 0, record) / slope;
   require(std::isfinite(line.fwhm) && line.fwhm > 0 && std::isfinite(line.tail) && line.tail >= 0, ANA_BADCAL);
   return line;
 }
 
 /// What all lines of a region share.
 void readContinuum(void* handle, USHORT record, RegionFit& fit) {
-  fit.first_channel = readInt(handle, 0x2006001E, 0, record);
-  const double last = readInt(handle, 0x2006001F, 0, record);
+  fit.first_channel = readInt(handle, ORB_L_PKFIRST, 0, record);
+  const double last = readInt(handle, ORB_L_PKLAST, 0, record);
   const double channels = last - fit.first_channel + 1;
   require(fit.first_channel >= 1 && channels >= 1 && channels <= AIO_MAX_CHANNELS, ANA_EMPTYREGION);
   fit.channels = static_cast<int>(channels);
-  fit.level_left = readDouble(handle, 0x2006004A, 0, record);
-  fit.level_right = readDouble(handle, 0x2006004B, 0, record);
-  fit.step_ratio = readDouble(handle, 0x2006004C, 0, record);
+  fit.level_left = readDouble(handle, ORB_D_PKLEVELLEFT, 0, record);
+  fit.level_right = readDouble(handle, ORB_D_PKLEVELRIGHT, 0, record);
+  fit.step_ratio = readDouble(handle, ORB_D_PKSTEPRATIO, 0, record);
   const double mean = (fit.level_left + fit.level_right) / 2;
-  fit.level_middle = mean * (1 + readDouble(handle, 0x2006004D, 0, record));
+  fit.level_middle = mean * (1 + readDouble(handle, ORB_D_PKCURVATURE, 0, record));
 }
 
 /// The fitted lines with this number; none when the region does not exist or could not be fitted.
@@ -49,7 +49,7 @@ RegionFit readRegion(void* handle, const LineCalibration& calibration, LONG regi
   const USHORT n = countRecords(handle, ORB_CLS_PEAKS);
   for (ULONG i = 1; i <= n; ++i) {
     const auto record = static_cast<USHORT>(i);
-    if (readInt(handle, 0x20060021, 0, record) != region || !findNumber(handle, 0x2006000C, record)) continue;
+    if (readInt(handle, ORB_L_PKREGION, 0, record) != region || !findNumber(handle, ORB_D_PKAREA, record)) continue;
     if (fit.lines.empty()) readContinuum(handle, record, fit);
     fit.lines.push_back(readLine(handle, calibration, record));
   }
@@ -107,7 +107,7 @@ LONG lFittedRegion(void* handle, LONG region, ULONG capacity, ULONG* first, ULON
     constexpr LONG kLastRegion = 65535;  // a table has no more records
     require(first != nullptr && n != nullptr && region >= 1 && region <= kLastRegion, ANA_BADARG);
     USHORT n_lines = 0;
-    const ULONG status = AioCount(handle, ORB_CLS_PEAKS, 0, 0x20060021, &n_lines);
+    const ULONG status = AioCount(handle, ORB_CLS_PEAKS, 0, ORB_L_PKREGION, &n_lines);
     require(status != AIO_NOBLOCK, ANA_NOPEAKTABLE);
     check(status);
     RegionFit fit;

@@ -22,8 +22,8 @@ std::vector<double> widthsOf(const std::vector<double>& counts, const LineCalibr
 }
 
 std::vector<LocatedLine> locate(void* handle, const std::vector<double>& counts, const LineCalibration& calibration) {
-  const ChannelRange range = readRange(handle, 0x20030008, 0x20030009, static_cast<int>(counts.size()));
-  const double lowest_keV = readDouble(handle, 0x20030006, 0);
+  const ChannelRange range = readRange(handle, ORB_L_LOCFIRST, ORB_L_LOCLAST, static_cast<int>(counts.size()));
+  const double lowest_keV = readDouble(handle, ORB_D_LOCELOW, 0);
   const std::vector<double> widths = widthsOf(counts, calibration);
   std::vector<LocatedLine> lines;
   if (widths.empty()) return lines;
@@ -44,8 +44,8 @@ class SpectrumFit {
         located_(readLocatedLines(handle)),
         settings_(readLineFitSettings(handle)),
         rule_(readRegionRule(handle)),
-        limits_(readRange(handle, 0x20030046, 0x20030047, static_cast<int>(counts_.size()))),
-        one_region_(readInt(handle, 0x20030010, 0) != 0) {
+        limits_(readRange(handle, ORB_L_FITFIRST, ORB_L_FITLAST, static_cast<int>(counts_.size()))),
+        one_region_(readInt(handle, ORB_L_ONEREGION, 0) != 0) {
     widths_ = widthsOf(counts_, calibration_);
     if (widths_.empty()) located_.clear();
     located_.erase(std::remove_if(located_.begin(), located_.end(), [&](const LocatedLine& l) { return !isInside(l); }),
@@ -84,11 +84,11 @@ class SpectrumFit {
   }
 
   /// The file's significance holds for a line at a known place. A search tries many places: the threshold rises until
-  /// noise brings as many false maxima as 5 exp(-k^2/2), 0.06 at k = 3, by the number of maxima of Rice (1945), 0.25 per
-  /// filter width and exp(-u^2/2).
+  /// noise brings as many false maxima as 5 exp(-k^2/2), 0.06 at k = 3, by the number of maxima of Rice (1945), 0.25
+  /// per filter width and exp(-u^2/2).
   double keepSignificance(void* handle) const {
     const double k = settings_.keep_significance;
-    const ChannelRange searched = readRange(handle, 0x20030008, 0x20030009, static_cast<int>(counts_.size()));
+    const ChannelRange searched = readRange(handle, ORB_L_LOCFIRST, ORB_L_LOCLAST, static_cast<int>(counts_.size()));
     double places = 0;
     for (int channel = searched.first; channel <= searched.last; ++channel) {
       if (!widths_.empty()) places += 0.25 * kFwhmPerSigma / widths_[static_cast<std::size_t>(channel - 1)];
@@ -189,6 +189,6 @@ LONG lPANolin(void* handle, LONG reserved1, LONG reserved2, LONG reserved3) {
     const LineCalibration calibration = LineCalibration::ofFile(handle);
     SpectrumFit fit(handle, calibration);
     const std::vector<TableRegion> regions = fit.run();
-    writeFittedLines(handle, regions, {calibration, readDouble(handle, 0x20000005, 0), fit.quantile()});
+    writeFittedLines(handle, regions, {calibration, readDouble(handle, ORB_D_LIVETIME, 0), fit.quantile()});
   });
 }

@@ -12,8 +12,8 @@ namespace anautils {
 
 namespace {
 
-constexpr ULONG kLocated = 0x20060006;
-constexpr ULONG kLocatedSignificance = 0x20060046;
+constexpr ULONG kLocated = ORB_D_PKLOCATED;
+constexpr ULONG kLocatedSignificance = ORB_D_PKLOCSIGNIF;
 
 /// Takes the records and what was derived from them away; header values, the caller's settings, stay.
 void clearTable(void* handle) {
@@ -22,9 +22,9 @@ void clearTable(void* handle) {
 }
 
 void setProvenance(PendingWrites& writes, const char* routine) {
-  writes.set(0x200600F0, std::string(routine));
-  writes.set(0x200600F1, std::string(ANAUTILS_VERSION));
-  writes.set(0x200600F2, presentTime());
+  writes.set(ORB_T_PKENGINE, std::string(routine));
+  writes.set(ORB_T_PKVERSION, std::string(ANAUTILS_VERSION));
+  writes.set(ORB_X_PKTIME, presentTime());
 }
 
 /// One fitted line into one record.
@@ -35,15 +35,15 @@ class LineRecord {
 
   void put(const TableRegion& region, const FittedLine& line, int region_number) {
     set(kLocated, locatedPosition(region, line));
-    set(0x2006000A, line.centroid);
-    set(0x2006000B, line.centroid_u);
-    set(0x2006000C, line.area);
-    set(0x2006000D, line.area_u);
-    set(0x20060009, line.continuum);
-    set(0x20060028, line.continuum_u);
-    set(0x20060013, line.significance);
-    writes_.set(0x20060040, region.marks | marksOf(region.fit, line), record_);
-    writes_.set(0x20060048, line.added ? 1 : 0, record_);
+    set(ORB_D_PKCENTROID, line.centroid);
+    set(ORB_D_PKCENTROIDUNC, line.centroid_u);
+    set(ORB_D_PKAREA, line.area);
+    set(ORB_D_PKAREAUNC, line.area_u);
+    set(ORB_D_PKCONT, line.continuum);
+    set(ORB_D_PKCONTUNC, line.continuum_u);
+    set(ORB_D_PKSIGNIF, line.significance);
+    writes_.set(ORB_L_PKSTATUS, region.marks | marksOf(region.fit, line), record_);
+    writes_.set(ORB_B_PKADDED, line.added ? 1 : 0, record_);
     putRegion(region.fit, region_number);
     putQuality(region.fit, line);
     putLimits(line);
@@ -53,10 +53,10 @@ class LineRecord {
 
   void putUnfitted(const TableRegion& region, const LocatedLine& line, int region_number) {
     set(kLocated, line.position);
-    set(0x2006000A, line.position);
+    set(ORB_D_PKCENTROID, line.position);
     set(kLocatedSignificance, line.significance);
-    if (context_.calibration.hasEnergy()) set(0x20060007, context_.calibration.energy(line.position));
-    writes_.set(0x20060040, region.marks | kMarkNotFitted, record_);
+    if (context_.calibration.hasEnergy()) set(ORB_D_PKENERGY, context_.calibration.energy(line.position));
+    writes_.set(ORB_L_PKSTATUS, region.marks | kMarkNotFitted, record_);
     putRegion(region.fit, region_number);
   }
 
@@ -80,53 +80,53 @@ class LineRecord {
   }
 
   void putRegion(const RegionFit& fit, int number) {
-    writes_.set(0x2006001E, static_cast<int>(fit.first_channel), record_);
-    writes_.set(0x2006001F, static_cast<int>(fit.first_channel) + fit.channels - 1, record_);
-    writes_.set(0x20060021, number, record_);
+    writes_.set(ORB_L_PKFIRST, static_cast<int>(fit.first_channel), record_);
+    writes_.set(ORB_L_PKLAST, static_cast<int>(fit.first_channel) + fit.channels - 1, record_);
+    writes_.set(ORB_L_PKREGION, number, record_);
   }
 
   void putQuality(const RegionFit& fit, const FittedLine& line) {
     const double chi2 = fit.dof > 0 ? fit.chi2 / fit.dof : 0;
-    set(0x20060010, chi2);
-    writes_.set(0x20060041, fit.dof, record_);
-    set(0x20060042, fit.cash);
+    set(ORB_D_PKCHISQ, chi2);
+    writes_.set(ORB_L_PKDOF, fit.dof, record_);
+    set(ORB_D_PKCASH, fit.cash);
     // Enlarged only where chi-square exceeds its expectation by more than its own scatter.
     const bool is_poor = fit.dof > 0 && chi2 > 1 + std::sqrt(2.0 / fit.dof);
-    set(0x20060043, line.area_u * (is_poor ? std::sqrt(chi2) : 1));
-    set(0x2006004A, fit.level_left);
-    set(0x2006004B, fit.level_right);
-    set(0x2006004C, fit.step_ratio);
+    set(ORB_D_PKAREAUNCSC, line.area_u * (is_poor ? std::sqrt(chi2) : 1));
+    set(ORB_D_PKLEVELLEFT, fit.level_left);
+    set(ORB_D_PKLEVELRIGHT, fit.level_right);
+    set(ORB_D_PKSTEPRATIO, fit.step_ratio);
     const double mean = (fit.level_left + fit.level_right) / 2;
-    set(0x2006004D, mean > 0 ? (fit.level_middle - mean) / mean : 0);
+    set(ORB_D_PKCURVATURE, mean > 0 ? (fit.level_middle - mean) / mean : 0);
   }
 
   /// Decision threshold y* = k u(0) and detection limit y# = y* + k u(y#) with u(y)^2 = u(0)^2 + y (ISO 11929).
   void putLimits(const FittedLine& line) {
     const double k = context_.quantile;
-    set(0x20060033, k * line.area_u0);
-    set(0x20060034, 2 * k * line.area_u0 + k * k);
+    set(ORB_D_PKTHRESHOLD, k * line.area_u0);
+    set(ORB_D_PKLIMIT, 2 * k * line.area_u0 + k * k);
   }
 
   void putRate(const FittedLine& line) {
     if (!(context_.live_s > 0)) return;
-    set(0x20060031, line.area / context_.live_s);
-    set(0x20060032, line.area_u / context_.live_s);
+    set(ORB_D_PKRATE, line.area / context_.live_s);
+    set(ORB_D_PKRATEUNC, line.area_u / context_.live_s);
   }
 
   void putEnergies(const FittedLine& line) {
     const LineCalibration& calibration = context_.calibration;
     const double slope = calibration.slope(line.centroid);
     const double of_calibration = calibration.energyUnc(line.centroid);
-    set(0x20060007, calibration.energy(line.centroid));
-    set(0x20060008, std::hypot(slope * line.centroid_u, of_calibration));
-    set(0x20060044, of_calibration);
-    set(0x20060022, slope * line.tail);
-    set(0x20060023, slope * line.tail_u);
-    set(0x20060024, slope * line.fwhm);
-    set(0x20060025, line.width_held ? 0.0 : slope * line.fwhm_u);
+    set(ORB_D_PKENERGY, calibration.energy(line.centroid));
+    set(ORB_D_PKENERGYUNC, std::hypot(slope * line.centroid_u, of_calibration));
+    set(ORB_D_PKENERGYCAL, of_calibration);
+    set(ORB_D_PKTAIL, slope * line.tail);
+    set(ORB_D_PKTAILUNC, slope * line.tail_u);
+    set(ORB_D_PKFWHM, slope * line.fwhm);
+    set(ORB_D_PKFWHMUNC, line.width_held ? 0.0 : slope * line.fwhm_u);
     if (!calibration.hasFwhm()) return;
-    set(0x20060047, line.fwhm / calibration.fwhm(line.centroid));
-    writes_.set(0x20060049, isBroad(line) ? 1 : 0, record_);
+    set(ORB_D_PKWIDTHFACT, line.fwhm / calibration.fwhm(line.centroid));
+    writes_.set(ORB_B_PKBROAD, isBroad(line) ? 1 : 0, record_);
   }
 
   bool isBroad(const FittedLine& line) const {
@@ -147,8 +147,8 @@ void putCovariances(PendingWrites& writes, const RegionFit& fit, USHORT first_re
       if (i == j) continue;
       const auto record = static_cast<USHORT>(first_record + i);
       ++entry;
-      writes.set(0x20060070, static_cast<int>(first_record + j), record, entry);
-      writes.set(0x20060071, fit.area_covariance[i * n + j], record, entry);
+      writes.set(ORB_L_PKCOVLINE, static_cast<int>(first_record + j), record, entry);
+      writes.set(ORB_D_PKCOVAREA, fit.area_covariance[i * n + j], record, entry);
     }
   }
 }
@@ -182,9 +182,9 @@ void writeLocatedLines(void* handle, const std::vector<LocatedLine>& lines, cons
     ++record;
     writes.set(kLocated, line.position, record);
     writes.set(kLocatedSignificance, line.significance, record);
-    if (calibration.hasEnergy()) writes.set(0x20060007, calibration.energy(line.position), record);
+    if (calibration.hasEnergy()) writes.set(ORB_D_PKENERGY, calibration.energy(line.position), record);
   }
-  writes.set(0x20060060, static_cast<int>(lines.size()));
+  writes.set(ORB_L_PKNLINES, static_cast<int>(lines.size()));
   setProvenance(writes, "AA_2nd_Diff_Peak_Loc");
   clearTable(handle);
   writes.commit(handle);
@@ -209,8 +209,8 @@ void writeFittedLines(void* handle, const std::vector<TableRegion>& regions, con
     if (hasNumbers(region.fit)) putCovariances(writes, region.fit, static_cast<USHORT>(n + 1));
     n += n_here;
   }
-  writes.set(0x20060060, static_cast<int>(n));
-  writes.set(0x20060061, number);
+  writes.set(ORB_L_PKNLINES, static_cast<int>(n));
+  writes.set(ORB_L_PKNREGIONS, number);
   setProvenance(writes, "lPANolin");
   clearTable(handle);
   writes.commit(handle);

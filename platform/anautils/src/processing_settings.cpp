@@ -32,7 +32,7 @@ double readNotNegative(void* handle, ULONG code, double fallback) {
 }
 
 Continuum readContinuum(void* handle) {
-  const std::string word = readText(handle, 0x20030028, "STEP");
+  const std::string word = readText(handle, ORB_T_CONTTYPE, "STEP");
   if (means(word, "STEP")) return Continuum::Step;
   if (means(word, "LINEAR")) return Continuum::Linear;
   require(means(word, "NONE"), ANA_BADSETTING);
@@ -40,7 +40,7 @@ Continuum readContinuum(void* handle) {
 }
 
 WidthMode readWidthMode(void* handle) {
-  const std::string word = readText(handle, 0x2003002B, "Derived");
+  const std::string word = readText(handle, ORB_T_WIDTHMODE, "Derived");
   if (means(word, "DERIVED")) return WidthMode::Derived;
   if (means(word, "FIXED")) return WidthMode::Fixed;
   require(means(word, "FREE"), ANA_BADSETTING);
@@ -48,7 +48,7 @@ WidthMode readWidthMode(void* handle) {
 }
 
 TailMode readTailMode(void* handle) {
-  const std::string word = readText(handle, 0x2003002A, "AUTO");
+  const std::string word = readText(handle, ORB_T_TAILMODE, "AUTO");
   if (means(word, "AUTO")) return TailMode::Auto;
   if (means(word, "ON")) return TailMode::On;
   require(means(word, "OFF"), ANA_BADSETTING);
@@ -59,17 +59,17 @@ FitSettings readFitSettings(void* handle) {
   FitSettings fit;
   fit.continuum = readContinuum(handle);
   fit.width = readWidthMode(handle);
-  const double measured_scatter = readNotNegative(handle, 0x20000076, 0);  // [%]
-  fit.width_scatter = (measured_scatter > 0 ? measured_scatter : readPositive(handle, 0x20030029, 1)) / 100;
-  fit.max_steps = readInt(handle, 0x20030043, 0);
+  const double measured_scatter = readNotNegative(handle, ORB_D_FWHMSCATTER, 0);  // [%]
+  fit.width_scatter = (measured_scatter > 0 ? measured_scatter : readPositive(handle, ORB_F_WIDTHSCATTER, 1)) / 100;
+  fit.max_steps = readInt(handle, ORB_L_FITMAXSTEPS, 0);
   if (fit.max_steps <= 0) fit.max_steps = 60;
-  fit.convergence = readPositive(handle, 0x2003003D, 1e-4);
-  fit.max_shift = readPositive(handle, 0x20030038, 0.3);
-  fit.min_separation = readPositive(handle, 0x20030037, 0.3);
-  fit.max_added = readInt(handle, 0x20030039, 2);
-  fit.residual_threshold = readPositive(handle, 0x2003001A, 4);
-  fit.add_significance = readPositive(handle, 0x20030013, 5);
-  fit.step_significance = readPositive(handle, 0x20030011, 3);
+  fit.convergence = readPositive(handle, ORB_D_FITCONV, 1e-4);
+  fit.max_shift = readPositive(handle, ORB_F_MAXSHIFT, 0.3);
+  fit.min_separation = readPositive(handle, ORB_F_MINSEPARATION, 0.3);
+  fit.max_added = readInt(handle, ORB_L_MAXADDED, 2);
+  fit.residual_threshold = readPositive(handle, ORB_F_RESIDTHRESH, 4);
+  fit.add_significance = readPositive(handle, ORB_F_ADDSIGNIF, 5);
+  fit.step_significance = readPositive(handle, ORB_F_STEPSIGNIF, 3);
   require(fit.max_added >= 0, ANA_BADSETTING);
   return fit;
 }
@@ -78,13 +78,13 @@ FitSettings readFitSettings(void* handle) {
 
 SearchSettings readSearchSettings(void* handle) {
   SearchSettings settings;
-  settings.threshold = readPositive(handle, 0x20030005, 3);
-  settings.narrow = readPositive(handle, 0x2003001C, 1);
-  settings.wide = readPositive(handle, 0x20030021, 1.75);
-  settings.two_filters = readInt(handle, 0x20030019, 1) != 0;
-  settings.cut = readPositive(handle, 0x2003001B, 4);
-  settings.longest_smoothing = readInt(handle, 0x20030020, 19);
-  settings.suspect_distance = readNotNegative(handle, 0x20030012, 3);
+  settings.threshold = readPositive(handle, ORB_F_LOCTHRESH, 3);
+  settings.narrow = readPositive(handle, ORB_F_LOCNARROW, 1);
+  settings.wide = readPositive(handle, ORB_F_LOCWIDE, 1.75);
+  settings.two_filters = readInt(handle, ORB_L_LOCTWOFILTERS, 1) != 0;
+  settings.cut = readPositive(handle, ORB_F_LOCCUT, 4);
+  settings.longest_smoothing = readInt(handle, ORB_L_LOCSMOOTH, 19);
+  settings.suspect_distance = readNotNegative(handle, ORB_D_SUSPECTDIST, 3);
   // Beyond these the filters would be longer than any line, or no filters at all.
   require(settings.narrow >= 0.2 && settings.narrow <= 10 && settings.wide >= 0.2 && settings.wide <= 10 &&
               settings.cut >= 2 && settings.cut <= 10 && settings.longest_smoothing >= 1,
@@ -96,27 +96,27 @@ LineFitSettings readLineFitSettings(void* handle) {
   LineFitSettings settings;
   settings.fit = readFitSettings(handle);
   settings.tail = readTailMode(handle);
-  settings.curvature_single = readNotNegative(handle, 0x2003003A, 0);
-  settings.curvature_multiplet = readNotNegative(handle, 0x2003003B, 0);
-  if (readInt(handle, 0x200300C3, 0) != 0)
-    settings.free_fwhm = readNotNegative(handle, 0x200300C4, 0);
+  settings.curvature_single = readNotNegative(handle, ORB_D_CURVSINGLE, 0);
+  settings.curvature_multiplet = readNotNegative(handle, ORB_D_CURVMULTI, 0);
+  if (readInt(handle, ORB_L_CONTVARIABLE, 0) != 0)
+    settings.free_fwhm = readNotNegative(handle, ORB_F_CONTFWHM, 0);
   else
-    settings.free_channels = readInt(handle, 0x20030026, 0);
+    settings.free_channels = readInt(handle, ORB_L_CONTWIDTH, 0);
   require(settings.free_channels >= 0, ANA_BADSETTING);
-  settings.keep_significance = readNotNegative(handle, 0x2003003F, 0);
-  const double error_percent = readPositive(handle, 0x200300B1, 5);
+  settings.keep_significance = readNotNegative(handle, ORB_F_KEEPSIGNIF, 0);
+  const double error_percent = readPositive(handle, ORB_F_ERRORPROB, 5);
   require(error_percent < 50, ANA_BADSETTING);
   settings.quantile = normalQuantile(error_percent / 100);
-  settings.greatest_chi2 = readNotNegative(handle, 0x2003003E, 0);
+  settings.greatest_chi2 = readNotNegative(handle, ORB_F_MAXCHISQ, 0);
   return settings;
 }
 
 RegionRule readRegionRule(void* handle) {
   RegionRule rule;
-  rule.left = readPositive(handle, 0x20030034, 3);
-  rule.right = readPositive(handle, 0x20030035, 3);
-  rule.together = readPositive(handle, 0x20030036, 4);
-  rule.most_lines = readInt(handle, 0x20030007, 10);
+  rule.left = readPositive(handle, ORB_D_REGIONLEFT, 3);
+  rule.right = readPositive(handle, ORB_D_REGIONRIGHT, 3);
+  rule.together = readPositive(handle, ORB_D_MULTIDIST, 4);
+  rule.most_lines = readInt(handle, ORB_L_MAXPEAKS, 10);
   require(rule.most_lines >= 1, ANA_BADSETTING);
   // Lines that the residuals add need a place as well.
   rule.most_lines = std::min(rule.most_lines, kMaxLines - 4);

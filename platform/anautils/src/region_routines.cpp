@@ -96,24 +96,24 @@ void writeSingleLine(void* handle, const RegionFit& fit, const FittedLine& line,
   PendingWrites writes;
   const double slope = calibration.hasEnergy() ? calibration.slope(line.centroid) : 0;
   const double energy = calibration.hasEnergy() ? calibration.energy(line.centroid) : 0;
-  writes.set(0x200D0002, line.centroid);
-  writes.set(0x200D0003, energy);
-  writes.set(0x200D0004, line.area);
-  writes.set(0x200D0005, line.centroid_u);
-  writes.set(0x200D0007, slope * line.centroid_u);
-  writes.set(0x200D0008, line.area_u);
-  writes.set(0x20130004, energy);
-  writes.set(0x20130005, slope * line.fwhm);
-  writes.set(0x20130006, slope * line.fwhm_u);
+  writes.set(ORB_D_CRCHANNEL, line.centroid);
+  writes.set(ORB_D_CRENERGY, energy);
+  writes.set(ORB_D_CRAREA, line.area);
+  writes.set(ORB_D_CRCHANNELUNC, line.centroid_u);
+  writes.set(ORB_D_CRENERGYUNC, slope * line.centroid_u);
+  writes.set(ORB_D_CRAREAUNC, line.area_u);
+  writes.set(ORB_D_SRENERGY, energy);
+  writes.set(ORB_D_SRFWHM, slope * line.fwhm);
+  writes.set(ORB_D_SRFWHMUNC, slope * line.fwhm_u);
   if (with_tail) {
-    writes.set(0x20130007, slope * line.tail);
-    writes.set(0x20130008, slope * line.tail_u);
+    writes.set(ORB_D_SRTAIL, slope * line.tail);
+    writes.set(ORB_D_SRTAILUNC, slope * line.tail_u);
   }
-  writes.set(0x20130009, fit.dof > 0 ? fit.chi2 / fit.dof : 0.0);
-  writes.set(0x2013000A, line.continuum);
-  writes.set(0x2013000B, marksOf(fit, line, was_cut));
-  writes.set(0x2013000C, static_cast<int>(fit.first_channel));
-  writes.set(0x2013000D, static_cast<int>(fit.first_channel) + fit.channels - 1);
+  writes.set(ORB_D_SRCHISQ, fit.dof > 0 ? fit.chi2 / fit.dof : 0.0);
+  writes.set(ORB_D_SRCONT, line.continuum);
+  writes.set(ORB_L_SRSTATUS, marksOf(fit, line, was_cut));
+  writes.set(ORB_L_SRFIRST, static_cast<int>(fit.first_channel));
+  writes.set(ORB_L_SRLAST, static_cast<int>(fit.first_channel) + fit.channels - 1);
   writes.commit(handle);
 }
 
@@ -142,9 +142,9 @@ LONG lEncal1(void* handle, SHORT set, LONG reserved1, LONG reserved2) {
     require(set == 1 && reserved1 == 0 && reserved2 == 0, ANA_BADARG);
     const std::vector<double> counts = readSpectrum(handle);
     const int n = static_cast<int>(counts.size());
-    const ChannelRange channels = readRange(handle, 0x2013000C, 0x2013000D, n);
-    const bool was_cut = readInt(handle, 0x2013000C, 1) < 1 || readInt(handle, 0x2013000D, n) > n;
-    const bool with_tail = (readInt(handle, 0x2000001F, 3) & 4) != 0;
+    const ChannelRange channels = readRange(handle, ORB_L_SRFIRST, ORB_L_SRLAST, n);
+    const bool was_cut = readInt(handle, ORB_L_SRFIRST, 1) < 1 || readInt(handle, ORB_L_SRLAST, n) > n;
+    const bool with_tail = (readInt(handle, ORB_L_CALFLAGS, 3) & 4) != 0;
     const LineCalibration calibration = LineCalibration::ofFile(handle);
     const RegionFit fit = fitSingleLine(handle, counts, channels, calibration, with_tail);
     if (fit.status != FitStatus::NotConverged) check(static_cast<ULONG>(statusOf(fit.status)));

@@ -100,6 +100,21 @@ PORB_EXPORT ULONG AioDupFile(void* source, void* destination);
 PORB_EXPORT ULONG AioMoveRecord(USHORT cls, void* source, USHORT source_record, void* destination,
                                 USHORT destination_record);
 
+/** A block as it was at one moment, kept in memory outside any file. */
+typedef struct AioKeptBlock AioKeptBlock_T;
+
+/** Keeps a copy of a block with everything that it holds, or the word that the file has no block of the class.
+ *  @param kept  out: to be released with AioFreeKeptBlock; null on failure
+ *  @return AIO_OK; AIO_BADARG */
+PORB_EXPORT ULONG AioKeepBlock(void* handle, USHORT cls, AioKeptBlock_T** kept);
+
+/** Makes a block again what it was when it was kept, in the same file or in another one. The copy stays usable.
+ *  @return AIO_OK; AIO_BADARG; AIO_READONLY */
+PORB_EXPORT ULONG AioRestoreBlock(void* handle, const AioKeptBlock_T* kept);
+
+/** Releases a copy. Null is no failure. */
+PORB_EXPORT void AioFreeKeptBlock(AioKeptBlock_T* kept);
+
 /* ---- Spectra ------------------------------------------------------------------------------------------------
    Channels count from 1. Groups and rows count from 1, and 0 means 1. A spectrum that was never written reads as
    zeros. Integers and floats convert to the nearest, saturating; not-a-number reads as integer 0. */

@@ -12,6 +12,7 @@
 #include <exception>
 #include <initializer_list>
 #include <locale>
+#include <memory>
 #include <new>
 #include <optional>
 #include <sstream>
@@ -23,6 +24,7 @@
 #include "engstatus.h"
 #include "get_put.h"
 #include "number_types.h"
+#include "orbparams.h"
 
 /// Begins the definition of an entry point: C linkage, visible to the loader.
 #define ORB_ENGINE extern "C" __attribute__((visibility("default"))) LONG
@@ -51,6 +53,31 @@ template <typename Status>
 void check(Status status) {
   if (status != 0) throw Failure(static_cast<ULONG>(status));
 }
+
+/// The numbers of the records of a block, 1 to n, for a loop over them; as many as there were at its begin.
+class RecordNumbers {
+ public:
+  class Iterator {
+   public:
+    explicit Iterator(unsigned number) : number_(number) {}
+    USHORT operator*() const { return static_cast<USHORT>(number_); }
+    Iterator& operator++() {
+      ++number_;
+      return *this;
+    }
+    bool operator!=(const Iterator& other) const { return number_ != other.number_; }
+
+   private:
+    unsigned number_;  // wider than a record number, so that it can pass the last one
+  };
+
+  explicit RecordNumbers(USHORT count) : count_(count) {}
+  Iterator begin() const { return Iterator(1); }
+  Iterator end() const { return Iterator(count_ + 1u); }
+
+ private:
+  USHORT count_;
+};
 
 /// The values of an open file. Numbers are converted from and to the type that the file's dictionary gives the
 /// parameter; a value that was never written is no failure.
@@ -99,6 +126,8 @@ class File {
 
   /// Number of records of a class; 0 without such a block.
   USHORT records(USHORT cls) const { return count(cls, 0); }
+  /// for (const USHORT record : file.eachRecord(cls))
+  RecordNumbers eachRecord(USHORT cls) const { return RecordNumbers(records(cls)); }
   /// Number of entries of a record, which is there.
   USHORT entries(USHORT cls, USHORT record) const { return count(cls, record); }
 
@@ -109,6 +138,12 @@ class File {
     std::vector<float> counts(channels);
     check(AioReadSpectrum2(handle_, counts.data(), AIO_FORMAT_FLOAT, channels, 1, 1, group));
     return counts;
+  }
+
+  bool hasBlock(USHORT cls) const {
+    for (const AioBlockInfo_T& block : blocks())
+      if (block.usClass == cls) return true;
+    return false;
   }
 
   /// Number of channels of the spectral block; 0 when the file has none.
@@ -198,69 +233,43 @@ class File {
   USHORT step_;
 };
 
-/// The content of one block, for putting it back. Values that the dictionary does not know cannot be kept.
-class BlockCopy {
+/// Another data file, open for reading as long as the object lives.
+class OtherFile {
  public:
-  /// Spectra are not kept: class 0x2005 gives AIO_NOTPLAINBLOCK.
-  BlockCopy(void* handle, USHORT cls) : handle_(handle), class_(cls) {
-    require(cls != ORB_CLS_SPECTRUM, AIO_NOTPLAINBLOCK);
-    for (const AioBlockInfo_T& block : File(handle, 0).blocks()) {
-      if (block.usClass != cls) continue;
-      exists_ = true;
-      size_ = block.ulSize;
-      records_ = block.usRecords;
-    }
-    for (unsigned record = 0; exists_ && record <= records_; ++record) keepRecord(static_cast<USHORT>(record));
+  /// Throws Failure with `status`, or with that of the service when it is 0, for a file that cannot be opened.
+  explicit OtherFile(const std::string& path, ULONG status = 0) {
+    const ULONG opened = AioOpen2(&handle_, path.c_str(), AIO_READ_ONLY, 0, 0);
+    require(opened == AIO_OK, status != 0 ? status : opened);
   }
+  ~OtherFile() { AioClose2(handle_, AIO_CLOSE_NOFLUSH); }
+  OtherFile(const OtherFile&) = delete;
+  OtherFile& operator=(const OtherFile&) = delete;
 
-  /// Makes the block again what it was. A value that the service refuses is passed over.
-  void restore() const {
-    AioDeleteBlock(handle_, class_);
-    if (!exists_) return;
-    AioCreateBlock(handle_, class_, size_);
-    for (unsigned record = 0; record < records_; ++record)
-      AioInsertRecord(handle_, class_, static_cast<USHORT>(record));
-    for (const Value& value : values_) {
-      const auto size = static_cast<USHORT>(value.bytes.size());
-      AioPutParam(handle_, value.code, value.record, value.entry, value.bytes.data(), &size);
-    }
-  }
+  File values() const { return File(handle_, 0); }
 
  private:
-  struct Value {
-    ULONG code;
-    USHORT record;
-    USHORT entry;
-    std::string bytes;
-  };
+  void* handle_ = nullptr;
+};
 
-  void keepRecord(USHORT record) {
-    ULONG count = 0;
-    check(AioListValues(handle_, class_, record, nullptr, 0, &count));
-    std::vector<AioValueInfo_T> infos(count);
-    check(AioListValues(handle_, class_, record, infos.data(), count, &count));
-    for (const AioValueInfo_T& info : infos) {
-      std::string bytes(info.usSize + sizeof(double), '\0');
-      auto size = static_cast<USHORT>(bytes.size());
-      ULONG status = AioGetParam(handle_, info.ulCode, record, info.usEntry, bytes.data(), &size);
-      if (status == AIO_BADSIZE) {  // a text comes padded to its greatest length
-        bytes.assign(AIO_MAX_VALUE_BYTES, '\0');
-        size = AIO_MAX_VALUE_BYTES;
-        status = AioGetParam(handle_, info.ulCode, record, info.usEntry, bytes.data(), &size);
-      }
-      if (status != AIO_OK) continue;
-      const bool is_text = info.lType == AIO_T_TEXT || info.lType == AIO_T_NAME;
-      bytes.resize(is_text ? info.usSize : size);
-      values_.push_back({info.ulCode, record, info.usEntry, std::move(bytes)});
-    }
+/// One block as it was, for putting it back.
+class BlockCopy {
+ public:
+  BlockCopy(void* handle, USHORT cls) : handle_(handle) {
+    AioKeptBlock_T* kept = nullptr;
+    check(AioKeepBlock(handle, cls, &kept));
+    kept_.reset(kept);
   }
 
+  /// Makes the block again what it was, or absent when it was. Without memory for that it stays as it is.
+  void restore() const noexcept { AioRestoreBlock(handle_, kept_.get()); }
+
+ private:
+  struct Free {
+    void operator()(AioKeptBlock_T* kept) const noexcept { AioFreeKeptBlock(kept); }
+  };
+
   void* handle_;
-  USHORT class_;
-  bool exists_ = false;
-  ULONG size_ = 0;
-  USHORT records_ = 0;
-  std::vector<Value> values_;
+  std::unique_ptr<AioKeptBlock_T, Free> kept_;
 };
 
 /// The options of a step (0x2010006F): NAME=VALUE pairs separated by blanks, each a processing setting of class 0x2003
@@ -280,11 +289,7 @@ class StepOptions {
     }
   }
   ~StepOptions() {
-    if (!former_) return;
-    try {
-      former_->restore();
-    } catch (...) {  // a destructor must not throw; what could be put back is back
-    }
+    if (former_) former_->restore();
   }
   StepOptions(const StepOptions&) = delete;
   StepOptions& operator=(const StepOptions&) = delete;

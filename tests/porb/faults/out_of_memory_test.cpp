@@ -147,6 +147,14 @@ const Operation kOperations[] = {
     {"DeleteLevel", [](Bench& b) { return AioDeleteLevel(b.file, AIO_LEVEL_PEAKS); }},
     {"Copy", [](Bench& b) { return AioCopy(b.source, b.file, ORB_CLS_NUCRESULTS); }},
     {"CopySpectra", [](Bench& b) { return AioCopy(b.source, b.file, ORB_CLS_SPECTRUM); }},
+    {"RestoreBlock",
+     [](Bench& b) {
+       AioKeptBlock_T* kept = nullptr;
+       ULONG status = AioKeepBlock(b.source, ORB_CLS_NUCRESULTS, &kept);
+       if (status == AIO_OK) status = AioRestoreBlock(b.file, kept);
+       AioFreeKeptBlock(kept);
+       return status;
+     }},
     {"DupFile", [](Bench& b) { return AioDupFile(b.source, b.file); }},
     {"MoveRecord", [](Bench& b) { return AioMoveRecord(ORB_CLS_NUCRESULTS, b.source, 3, b.file, 1); }},
     {"MoveRecordBehind", [](Bench& b) { return AioMoveRecord(ORB_CLS_NUCRESULTS, b.source, 3, b.file, 4); }},
