@@ -36,6 +36,12 @@ void adoptSequence(FileAccess& file, const AnalysisRequest& request, const std::
 
 }  // namespace
 
+void addAnalysisOptions(CLI::App& command, AnalysisRequest& request, EngineOptions& engines) {
+  command.add_option("--library", request.library, "Nuclide library in place of the sequence's")->type_name("FILE");
+  addSequenceOption(command, request.sequence);
+  addEngineOptions(command, engines);
+}
+
 void analyse(const AnalysisRequest& request, FileAccess& file, const std::string& target, const std::string& shown_name,
              const Note& note) {
   if (looksLikeDataFile(request.input)) {

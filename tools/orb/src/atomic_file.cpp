@@ -4,17 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
-#include <climits>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <mutex>
 
 #include "aioproto.h"
 #include "blocks.h"
@@ -24,50 +19,6 @@
 namespace orb::tool {
 
 namespace {
-
-/// A data file has companions while it is being written.
-constexpr std::array<const char*, 4> kEndings = {"", "-lock", "-journal", "-new"};
-
-/// What the signal handler removes: the names of every draft there is. A place that is free holds empty names.
-using Names = std::array<char[PATH_MAX], kEndings.size()>;
-constexpr std::size_t kPlaces = 128;  // drafts at once
-std::array<Names, kPlaces> g_leftovers;
-std::mutex g_mutex;
-
-void removeLeftovers(const Names& names) {
-  for (const auto& name : names) {
-    if (name[0] != '\0') unlink(name);
-  }
-}
-
-extern "C" void onSignal(int number) {
-  for (const Names& names : g_leftovers) removeLeftovers(names);
-  std::signal(number, SIG_DFL);
-  std::raise(number);
-}
-
-bool isFree(const Names& names) {
-  return names[0][0] == '\0';
-}
-
-/// Enters a draft. @return its place
-std::size_t watch(const std::string& draft) {
-  const std::lock_guard lock(g_mutex);
-  const auto free = std::find_if(g_leftovers.begin(), g_leftovers.end(), isFree);
-  if (free == g_leftovers.end()) throw Failure(draft, "too many files are being made at once");
-  for (std::size_t i = 0; i < kEndings.size(); ++i) {
-    std::snprintf((*free)[i], PATH_MAX, "%s%s", draft.c_str(), kEndings[i]);
-  }
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, onSignal);
-  return static_cast<std::size_t>(free - g_leftovers.begin());
-}
-
-void unwatch(std::size_t place) {
-  const std::lock_guard lock(g_mutex);
-  for (auto& name : g_leftovers[place]) name[0] = '\0';
-  if (!std::all_of(g_leftovers.begin(), g_leftovers.end(), isFree)) return;
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, SIG_DFL);
-}
 
 /// The file that a symbolic link stands for, so that the link stays a link.
 std::string followLink(const std::string& path) {
@@ -138,14 +89,16 @@ void requireNoOtherFile(const std::string& path) {
 }
 
 DraftFile::DraftFile(const std::string& target, bool force)
-    : named_(target), target_(followLink(target)), draft_(draftName(target_)), force_(force) {
+    : named_(target),
+      target_(followLink(target)),
+      draft_(draftName(target_)),
+      force_(force),
+      leftovers_(namesOfDataFile(draft_)) {
   requireReplaceable(target_, force);
-  place_ = watch(draft_);
 }
 
 DraftFile::~DraftFile() {
-  if (!is_published_) removeLeftovers(g_leftovers[place_]);
-  unwatch(place_);
+  if (!is_published_) leftovers_.remove();
 }
 
 void DraftFile::write(std::string_view text) {

@@ -1,8 +1,9 @@
 /// Output files that appear whole or not at all.
 #pragma once
-#include <cstddef>
 #include <string>
 #include <string_view>
+
+#include "leftovers.h"
 
 namespace orb::tool {
 
@@ -30,7 +31,7 @@ class DraftFile {
   std::string target_;  // symbolic links resolved
   std::string draft_;
   bool force_;
-  std::size_t place_ = 0;  // among the drafts that a signal removes
+  Leftovers leftovers_;
   bool is_published_ = false;
 };
 

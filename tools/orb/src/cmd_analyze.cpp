@@ -11,7 +11,7 @@
 #include "peak_results.h"
 #include "report_file.h"
 #include "simulated_truth.h"
-#include "temporary_folder.h"
+#include "temporary_file.h"
 #include "terminal_text.h"
 
 namespace orb::tool {
@@ -20,8 +20,7 @@ namespace {
 
 struct Options {
   AnalysisRequest request;
-  std::string catalogue;
-  std::string folder;
+  EngineOptions engines;
   std::string out;
   std::string report;
   std::string truth;
@@ -62,8 +61,8 @@ class Target {
   explicit Target(const Options& options) {
     const bool in_place = options.out.empty() && looksLikeDataFile(options.request.input);
     if (options.out.empty() && !in_place) {
-      folder_ = std::make_unique<TemporaryFolder>();
-      path_ = folder_->path() + "/analysed.dat";
+      temporary_ = std::make_unique<TemporaryFile>();
+      path_ = temporary_->path();
       return;
     }
     named_ = in_place ? options.request.input : options.out;
@@ -80,11 +79,19 @@ class Target {
   }
 
  private:
-  std::unique_ptr<TemporaryFolder> folder_;
+  std::unique_ptr<TemporaryFile> temporary_;
   std::unique_ptr<DraftFile> draft_;
   std::string named_;
   std::string path_;
 };
+
+/// An option that would not be heeded is refused.
+void requireHeeded(const Options& options) {
+  const bool is_for_texts = !options.request.detector.empty() || options.request.number > 0;
+  if (is_for_texts && looksLikeDataFile(options.request.input))
+    throw UsageError("analyze: --detector and --spectrum are for spectra in a text format, and '" +
+                     escapeLine(options.request.input) + "' is a data file");
+}
 
 /// The report must not take the place of the spectrum or of its results.
 void requireReportPlace(const Options& options) {
@@ -98,7 +105,8 @@ void requireReportPlace(const Options& options) {
 }
 
 int run(Options options, Console& console) {
-  options.request.engines = findEngines(options.catalogue, options.folder);
+  options.request.engines = findEngines(options.engines);
+  requireHeeded(options);
   const Note note = [&](const std::string& text) { console.note(options.request.input + ": " + text); };
   requireReportPlace(options);
   if (!options.truth.empty()) requireTruth(options.truth);
@@ -136,20 +144,12 @@ void addAnalyze(CLI::App& app, Job& job) {
   command->add_option("--spectrum", options->request.number, "For a text: which spectrum, from 1")
       ->check(CLI::PositiveNumber)
       ->type_name("N");
-  command->add_option("--library", options->request.library, "Nuclide library in place of the sequence's")
-      ->type_name("FILE");
-  command
-      ->add_option("--sequence", options->request.sequence, "File that holds the sequence; the standard one without it")
-      ->type_name("ASF");
-  command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
-  command
-      ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
-      ->type_name("DIR");
+  addAnalysisOptions(*command, options->request, options->engines);
   command->add_option("--truth", options->truth, "Truth of a simulated spectrum, to be printed beside the results")
       ->type_name("JSON");
   command->add_flag("--force", options->force, "Replace existing files");
   command->add_flag("--limits", options->limits, "List the detection limits of nuclides that were not found");
-  command->add_flag("--json", options->json, "Print JSON");
+  command->add_flag("--json", options->json, "Print JSON")->excludes("--truth");
   command->footer(
       "Nuclides are listed by falling confidence, lines that ought to be seen and are not in brackets. Activities "
       "need\n"

@@ -25,8 +25,7 @@ namespace fs = std::filesystem;
 struct Options {
   std::vector<std::string> inputs;
   AnalysisRequest request;
-  std::string catalogue;
-  std::string folder;
+  EngineOptions engines;
   std::string out;
   std::string csv;
   unsigned jobs = 1;
@@ -196,7 +195,7 @@ void print(const std::vector<Outcome>& outcomes, Console& console) {
 }
 
 int run(Options options, Console& console) {
-  options.request.engines = findEngines(options.catalogue, options.folder);
+  options.request.engines = findEngines(options.engines);
   const std::vector<std::string> inputs = listInputs(options.inputs);
   requireDistinctOutputs(inputs, options.out);
   std::error_code error;
@@ -228,15 +227,7 @@ void addBatch(CLI::App& app, Job& job) {
       ->type_name("OUTDIR");
   command->add_option("--jobs", options->jobs, "Spectra at once")->check(CLI::Range(1, 64))->type_name("N");
   command->add_option("--csv", options->csv, "Summary table to write; an existing one is replaced")->type_name("R.csv");
-  command->add_option("--library", options->request.library, "Nuclide library in place of the sequence's")
-      ->type_name("FILE");
-  command
-      ->add_option("--sequence", options->request.sequence, "File that holds the sequence; the standard one without it")
-      ->type_name("ASF");
-  command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
-  command
-      ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
-      ->type_name("DIR");
+  addAnalysisOptions(*command, options->request, options->engines);
   command->add_flag("--force", options->force, "Analyse finished files again");
   command->footer(
       "The results of soil.spe go to OUTDIR/soil.spe.dat. A file that is there already is kept as it is, so a batch "

@@ -14,8 +14,7 @@ namespace {
 using com::norvale::orb::EngineMetadata;
 
 struct Options {
-  std::string catalogue;
-  std::string folder;
+  EngineOptions engines;
   bool json = false;
 };
 
@@ -32,7 +31,7 @@ Json asJson(const EngineMetadata& engine, const std::string& state) {
 }
 
 int run(const Options& options, Console& console) {
-  const EngineSet engines = findEngines(options.catalogue, options.folder);
+  const EngineSet engines = findEngines(options.engines);
   Json list = Json::array();
   bool all_ready = true;
   for (const EngineMetadata& engine : parseAEF(engines.catalogue)) {
@@ -54,10 +53,7 @@ int run(const Options& options, Console& console) {
 void addEngines(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand("engines", "List the analysis engines and whether they can be run");
-  command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
-  command
-      ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
-      ->type_name("DIR");
+  addEngineOptions(*command, options->engines);
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(
       "Exit status 1 when an engine cannot be run; --verbose shows the loader's message.\n\n"

@@ -76,6 +76,8 @@ int run(const Options& options, Console& console) {
   const bool looks_up = !options.name.empty() || options.energy_keV > 0;
   if (options.file.empty() == !looks_up)
     throw UsageError("nuclides: name either a file, or --energy or --name to look up in a library");
+  if (!looks_up && !options.library.empty())
+    throw UsageError("nuclides: --library goes with --energy or --name; a file keeps the name of its own library");
   return looks_up ? showLibrary(options, console) : showResults(options, console);
 }
 

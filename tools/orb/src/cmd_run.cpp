@@ -18,8 +18,7 @@ using com::norvale::orb::StepReport;
 struct Options {
   std::string file;
   std::string sequence;
-  std::string catalogue;
-  std::string folder;
+  EngineOptions engines;
   bool skip_errors = false;
   bool json = false;
 };
@@ -32,7 +31,7 @@ std::string inWords(const StepReport& report) {
 }
 
 int run(const Options& options, Console& console) {
-  const EngineSet engines = findEngines(options.catalogue, options.folder);
+  const EngineSet engines = findEngines(options.engines);
   FileAccess file;
   openForWriting(file, options.file);
   Json steps = Json::array();
@@ -58,17 +57,14 @@ void addRun(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand("run", "Run a sequence of analysis steps on a data file");
   command->add_option("FILE", options->file, "Data file; the results are stored in it")->required();
-  command->add_option("--sequence", options->sequence, "File that holds the sequence; the standard one without it")
-      ->type_name("ASF");
-  command->add_option("--aef", options->catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
-  command
-      ->add_option("--engines", options->folder, "Folder of the engines' libraries; that of the catalogue without it")
-      ->type_name("DIR");
+  addSequenceOption(*command, options->sequence);
+  addEngineOptions(*command, options->engines);
   command->add_flag("--skip-errors", options->skip_errors, "Go on after a step that fails");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(
       "The sequence's settings are copied into the file, unless it lies in the file itself. A failed step leaves its\n"
-      "own results as they were; those of the steps before it are stored.\n\n"
+      "own results as they were; those of the steps before it are stored. Exit status 1 when a step failed, with\n"
+      "--skip-errors only when the last one did.\n\n"
       "Example:\n  orb run soil.dat --sequence STANDARD.ASF");
   command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
 }

@@ -29,10 +29,21 @@ std::filesystem::path shippedFolder() {
 
 }  // namespace
 
-EngineSet findEngines(const std::string& catalogue, const std::string& folder) {
-  EngineSet engines{catalogue, folder};
-  if (catalogue.empty()) {
-    const std::filesystem::path home = folder.empty() ? shippedFolder() : std::filesystem::path(folder);
+void addEngineOptions(CLI::App& command, EngineOptions& options) {
+  command.add_option("--aef", options.catalogue, "Engine catalogue; the installed one without it")->type_name("FILE");
+  command.add_option("--engines", options.folder, "Folder of the engines' libraries; that of the catalogue without it")
+      ->type_name("DIR");
+}
+
+void addSequenceOption(CLI::App& command, std::string& sequence) {
+  command.add_option("--sequence", sequence, "File that holds the sequence; the standard one without it")
+      ->type_name("ASF");
+}
+
+EngineSet findEngines(const EngineOptions& options) {
+  EngineSet engines{options.catalogue, options.folder};
+  if (engines.catalogue.empty()) {
+    const std::filesystem::path home = engines.folder.empty() ? shippedFolder() : std::filesystem::path(engines.folder);
     if (home.empty()) throw Failure(kCatalogueName, "no engines are installed; name a catalogue with --aef");
     engines.catalogue = (home / kCatalogueName).string();
   }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "FileAccess.h"
+#include "command.h"
 
 namespace orb::tool {
 
@@ -11,10 +12,18 @@ struct EngineSet {
   std::string folder;     ///< with the slash at its end
 };
 
+/// What the command line says about the engines; empty: nothing.
+struct EngineOptions {
+  std::string catalogue;
+  std::string folder;
+};
+void addEngineOptions(CLI::App& command, EngineOptions& options);
+void addSequenceOption(CLI::App& command, std::string& sequence);
+
 /// The engines that the options name. Without a folder it is that of the catalogue; without either it is the one that
 /// the environment variable ORB_ENGINES names, that of an installed orb, or that of the build tree.
 /// @throws Failure when the catalogue cannot be read or holds no engine
-EngineSet findEngines(const std::string& catalogue, const std::string& folder);
+EngineSet findEngines(const EngineOptions& options);
 
 /// Path of the sequence: the file of that name, or of that name in a data folder (data_folders.h). An empty name
 /// means the standard sequence.

@@ -39,7 +39,6 @@ NuclideRow readNuclide(const FileAccess& file, std::uint16_t record) {
   row.confidence = numberAt(file, 0x20080002, record);
   row.activity_bq = findAt(file, 0x20080005, record);
   row.activity_unc_bq = findAt(file, 0x20080006, record);
-  row.share_percent = numberAt(file, 0x2008000D, record);
   row.marks = static_cast<int>(numberAt(file, 0x20080012, record));
   const std::uint16_t entries = countEntries(file, ORB_CLS_NUCRESULTS, record);
   for (std::uint32_t i = 1; i <= entries; ++i) {

@@ -18,7 +18,6 @@ struct NuclideRow {
   std::string name;
   double confidence = 0;
   std::optional<double> activity_bq, activity_unc_bq;  ///< at the reference date where the file has one
-  double share_percent = 0;                            ///< of the emission that ought to be seen, found
   int marks = 0;                                       ///< values of ORB_L_NUSTATUS
   std::vector<FoundLine> lines;
 };

@@ -1,0 +1,69 @@
+#include "leftovers.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <mutex>
+
+#include "failure.h"
+
+namespace orb::tool {
+
+namespace {
+
+/// For the signal handler, which may neither allocate nor lock. A place that is free holds empty names.
+using Names = std::array<char[PATH_MAX], 5>;
+constexpr std::size_t kPlaces = 128;
+std::array<Names, kPlaces> g_leftovers;
+std::mutex g_mutex;
+
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+void removeAll(const Names& names) {
+  for (const auto& name : names)
+    if (name[0] != '\0' && unlink(name) != 0 && errno != ENOENT) rmdir(name);
+}
+
+extern "C" void onSignal(int number) {
+  for (const Names& names : g_leftovers) removeAll(names);
+  std::signal(number, SIG_DFL);
+  std::raise(number);
+}
+
+bool isFree(const Names& names) {
+  return names[0][0] == '\0';
+}
+
+}  // namespace
+
+Leftovers::Leftovers(const std::vector<std::string>& names) {
+  const std::lock_guard lock(g_mutex);
+  const auto free = std::find_if(g_leftovers.begin(), g_leftovers.end(), isFree);
+  if (free == g_leftovers.end()) throw Failure(names.front(), "too many files are being made at once");
+  for (std::size_t i = 0; i < names.size() && i < free->size(); ++i)
+    std::snprintf((*free)[i], PATH_MAX, "%s", names[i].c_str());
+  for (const int number : kSignals) std::signal(number, onSignal);
+  place_ = static_cast<std::size_t>(free - g_leftovers.begin());
+}
+
+Leftovers::~Leftovers() {
+  const std::lock_guard lock(g_mutex);
+  for (auto& name : g_leftovers[place_]) name[0] = '\0';
+  if (!std::all_of(g_leftovers.begin(), g_leftovers.end(), isFree)) return;
+  for (const int number : kSignals) std::signal(number, SIG_DFL);
+}
+
+void Leftovers::remove() const {
+  removeAll(g_leftovers[place_]);
+}
+
+std::vector<std::string> namesOfDataFile(const std::string& path) {
+  return {path, path + "-lock", path + "-journal", path + "-new"};
+}
+
+}  // namespace orb::tool

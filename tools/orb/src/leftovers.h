@@ -1,0 +1,29 @@
+/// Files that must not stay behind when a signal ends the program.
+#pragma once
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace orb::tool {
+
+/// Names up to five files, or folders that are empty once the files before them are gone, which SIGINT, SIGTERM and
+/// SIGHUP remove as long as the object lives. Several threads may have such objects, 128 at once.
+class Leftovers {
+ public:
+  /// @throws Failure when there are too many
+  explicit Leftovers(const std::vector<std::string>& names);
+  ~Leftovers();
+  Leftovers(const Leftovers&) = delete;
+  Leftovers& operator=(const Leftovers&) = delete;
+
+  /// Removes them now. What is not there is no failure.
+  void remove() const;
+
+ private:
+  std::size_t place_;
+};
+
+/// The names that a data file can have on disk while it is being written: its own and those of its companions.
+std::vector<std::string> namesOfDataFile(const std::string& path);
+
+}  // namespace orb::tool
