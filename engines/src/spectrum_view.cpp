@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "kernel/normal_distribution.h"
+#include "normal_distribution.h"
 
 namespace orbengine {
 
@@ -23,7 +23,7 @@ SpectrumView::SpectrumView(const File& file, const LineScale& scale) : scale_(sc
   lowest_keV_ = file.number(ORB_D_LOCELOW, 0);
   const double error_percent = file.number(ORB_F_ERRORPROB, 5);
   require(error_percent > 0 && error_percent < 50, ENG_BADSETTING);
-  quantile_ = normalQuantile(1 - error_percent / 100);
+  quantile_ = com::norvale::datatypes::normalQuantile(1 - error_percent / 100);
   is_scintillator_ = scale.fwhm(kReference_keV) > kScintillatorFwhm_keV;
 }
 

@@ -7,10 +7,11 @@
 #include <limits>
 #include <random>
 
-#include "kernel/normal_distribution.h"
 #include "kernel/on_off_counting.h"
+#include "normal_distribution.h"
 
 using namespace orbengine;
+using namespace com::norvale::datatypes;
 using testing::AllOf;
 using testing::Ge;
 using testing::Le;

@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kernel/normal_distribution.h"
 #include "kernel/on_off_counting.h"
+#include "normal_distribution.h"
 
 namespace orbengine {
 
 namespace {
+
+using com::norvale::datatypes::lowerHazard;
+using com::norvale::datatypes::normalBelow;
+using com::norvale::datatypes::normalQuantile;
 
 /// The larger root y of (y - threshold)^2 = k^2 (scatter + y + (relative_u y)^2), which lies above the threshold. None
 /// when there is no such y, however large.

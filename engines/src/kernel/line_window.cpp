@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kernel/normal_distribution.h"
+#include "normal_distribution.h"
 
 namespace orbengine {
 
 namespace {
+
+using com::norvale::datatypes::normalBelow;
 
 constexpr double kFwhmPerSigma = 2.3548200450309493;
 constexpr double kLineReach_fwhm = 1.25;  // 99.7 % of a Gaussian

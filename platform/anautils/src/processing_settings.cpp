@@ -6,6 +6,7 @@
 
 #include "failure.h"
 #include "file_values.h"
+#include "normal_distribution.h"
 
 namespace anautils {
 
@@ -106,7 +107,7 @@ LineFitSettings readLineFitSettings(void* handle) {
   settings.keep_significance = readNotNegative(handle, ORB_F_KEEPSIGNIF, 0);
   const double error_percent = readPositive(handle, ORB_F_ERRORPROB, 5);
   require(error_percent < 50, ANA_BADSETTING);
-  settings.quantile = normalQuantile(error_percent / 100);
+  settings.quantile = -com::norvale::datatypes::normalQuantile(error_percent / 100);
   settings.greatest_chi2 = readNotNegative(handle, ORB_F_MAXCHISQ, 0);
   return settings;
 }
@@ -128,16 +129,6 @@ ChannelRange readRange(void* handle, ULONG first_code, ULONG last_code, int n) {
   require(range.first <= range.last, ANA_EMPTYREGION);
   require(range.first <= n && range.last >= 1, ANA_OUTSIDE);
   return {std::max(range.first, 1), std::min(range.last, n)};
-}
-
-double normalQuantile(double upper) {
-  double low = -40;
-  double high = 40;
-  while (high - low > 1e-12) {
-    const double middle = (low + high) / 2;
-    (0.5 * std::erfc(middle / std::sqrt(2.0)) > upper ? low : high) = middle;
-  }
-  return (low + high) / 2;
 }
 
 }  // namespace anautils

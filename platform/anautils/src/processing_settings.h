@@ -31,7 +31,4 @@ RegionRule readRegionRule(void* handle);
 /// end means the last channel, a first one below 1 the first. Throws Failure: ANA_EMPTYREGION, ANA_OUTSIDE.
 ChannelRange readRange(void* handle, ULONG first_code, ULONG last_code, int n);
 
-/// x with probability `upper` above it in the standard normal distribution; 0 < upper < 1.
-double normalQuantile(double upper);
-
 }  // namespace anautils

@@ -1,9 +1,9 @@
-#include "kernel/normal_distribution.h"
+#include "normal_distribution.h"
 
 #include <cmath>
 #include <limits>
 
-namespace orbengine {
+namespace com::norvale::datatypes {
 
 namespace {
 
@@ -42,4 +42,4 @@ double lowerHazard(double z) {
   return -z + fraction;
 }
 
-}  // namespace orbengine
+}  // namespace com::norvale::datatypes
