@@ -67,6 +67,11 @@ const Operation kOperations[] = {
     {"AioReadSpectrum2", [](void* h, void*, Outputs& o) { return AioReadSpectrum2(h, o.numbers, 0, 1, 1, 1, 1); }},
     {"AioWriteSpectrum2", [](void* h, void*, Outputs&) { return AioWriteSpectrum2(h, &kValue, 0, 1, 1, 1, 1); }},
     {"AioGetParam", [](void* h, void*, Outputs& o) { return AioGetParam(h, kCode, 1, 0, o.text, &o.size); }},
+    {"AioGetNumbers",
+     [](void* h, void*, Outputs& o) {
+       DOUBLE value;
+       return AioGetNumbers(h, kCode, 1, 0, 1, &value, &o.count);
+     }},
     {"AioPutParam", [](void* h, void*, Outputs&) { return AioPutParam(h, kCode, 1, 0, &kValue, &kSize); }},
     {"AioFindRecord",
      [](void* h, void*, Outputs& o) { return AioFindRecord(h, 0x2007, AIO_FIND_ENERGY, &kKey, &o.number, 0); }, true},

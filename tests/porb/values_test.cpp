@@ -245,6 +245,28 @@ TEST_F(ValuesTest, NullArgumentsAndUnknownParametersAreRefused) {
   EXPECT_EQ(got<LONG>(file_, kLong), 7);
 }
 
+TEST_F(ServiceTest, NumbersAreReadInARowAndWhatIsMissingStaysAsItIs) {
+  useDictionary({{0x20060001, AIO_IN_RECORD, AIO_T_INT32},
+                 {0x20060002, AIO_IN_RECORD, AIO_T_TEXT, 8},
+                 {0x20060003, AIO_IN_RECORD, AIO_T_FLOAT},
+                 {0x20060004, AIO_IN_RECORD, AIO_T_INT64},
+                 {0x20060005, AIO_IN_HEADER, AIO_T_UINT16}});
+  const File file = File::create(path());
+  ASSERT_STATUS(AIO_OK, put(file, 0x20060001, 1, 0, LONG{-7}));
+  ASSERT_STATUS(AIO_OK, put(file, 0x20060002, 1, 0, std::string("text")));
+  ASSERT_STATUS(AIO_OK, put(file, 0x20060003, 1, 0, 0.5f));
+  ASSERT_STATUS(AIO_OK, put(file, 0x20060005, 0, 0, std::uint16_t{65535}));
+  DOUBLE values[5] = {1, 2, 3, 4, 5};
+  ULONG found = 99;
+  EXPECT_STATUS(AIO_OK, AioGetNumbers(file, 0x20060001, 1, 0, 5, values, &found));
+  EXPECT_THAT(values, ElementsAre(-7, 2, 0.5, 4, 65535));
+  EXPECT_EQ(found, 3u);
+  EXPECT_STATUS(AIO_UNKNOWNPARAM, AioGetNumbers(file, 0x20060004, 1, 0, 3, values, nullptr));
+  EXPECT_STATUS(AIO_BADARG, AioGetNumbers(file, 0x20060001, 1, 0, 1, nullptr, nullptr));
+  EXPECT_STATUS(AIO_OK, AioGetNumbers(file, 0x20060001, 9, 9, 1, values, &found));
+  EXPECT_EQ(found, 0u);
+}
+
 TEST_F(ServiceTest, NumberThatDoesNotFitItsStorageTypeIsRefused) {
   useDictionary({{0x20060001, AIO_IN_HEADER, AIO_T_INT16, 0, AIO_T_INT32},
                  {0x20060002, AIO_IN_HEADER, AIO_T_UINT16, 0, AIO_T_INT64},

@@ -8,7 +8,6 @@ namespace anautils::code {
 // The equations in force.
 constexpr ULONG kChannels = ORB_L_CHANNELS;
 constexpr ULONG kEnergyCoefficients = ORB_D_ECALOFFSET;  // six
-constexpr ULONG kEnergyGain = ORB_D_ECALGAIN;
 constexpr ULONG kFwhmOffset = ORB_D_FWHMOFF;
 constexpr ULONG kFwhmSlope = ORB_D_FWHMSLOPE;
 constexpr ULONG kTailOffset = ORB_D_TAILOFF;

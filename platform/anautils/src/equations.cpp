@@ -50,9 +50,9 @@ void setLowBound(stAEncalEq_T& equation, double bound) {
 /// All six coefficients count, whatever number of terms a fit was asked for. No lower bound: the equation goes on
 /// beyond both ends of the spectrum.
 stAEncalEq_T energyEquation(void* handle) {
-  require(readDouble(handle, code::kEnergyGain, 0.0) != 0, ANA_NOENERGYCAL);
   std::array<double, ANA_MAX_COEFFICIENTS> coefficients;
   readArray(handle, code::kEnergyCoefficients, coefficients);
+  require(coefficients[1] != 0, ANA_NOENERGYCAL);
   std::size_t n = coefficients.size();
   while (coefficients[n - 1] == 0) --n;  // ends at the gain
   return equationOf(ANA_EQ_POLYNOMIAL, std::span(coefficients).first(n));

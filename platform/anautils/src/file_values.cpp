@@ -54,19 +54,16 @@ LONG storedFormat(void* handle, ULONG group) {
 }  // namespace
 
 std::optional<double> findNumber(void* handle, ULONG code, USHORT record, USHORT entry) {
-  std::optional<double> number;
-  withNumberType(typeOf(handle, code), [&](auto raw) {
-    USHORT size = sizeof raw;
-    const ULONG status = AioGetParam(handle, code, record, entry, &raw, &size);
-    if (status == AIO_NOVALUE) return;
-    check(status);
-    number = static_cast<double>(raw);
-  });
-  return number;
+  DOUBLE number = 0;
+  ULONG found = 0;
+  check(AioGetNumbers(handle, code, record, entry, 1, &number, &found));
+  return found != 0 ? std::optional(number) : std::nullopt;
 }
 
 double readDouble(void* handle, ULONG code, double fallback, USHORT record, USHORT entry) {
-  return findNumber(handle, code, record, entry).value_or(fallback);
+  DOUBLE number = fallback;
+  check(AioGetNumbers(handle, code, record, entry, 1, &number, nullptr));
+  return number;
 }
 
 int readInt(void* handle, ULONG code, int fallback, USHORT record, USHORT entry) {
@@ -80,7 +77,8 @@ std::string readText(void* handle, ULONG code, const std::string& fallback, USHO
 }
 
 void readArray(void* handle, ULONG first_code, std::span<double> values) {
-  for (double& value : values) value = readDouble(handle, first_code++, 0.0);
+  std::fill(values.begin(), values.end(), 0.0);
+  check(AioGetNumbers(handle, first_code, 0, 0, static_cast<ULONG>(values.size()), values.data(), nullptr));
 }
 
 USHORT countRecords(void* handle, USHORT cls) {

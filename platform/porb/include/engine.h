@@ -92,21 +92,16 @@ class File {
 
   /// A number; nothing when it was never written or is a text.
   std::optional<double> find(ULONG code, USHORT record = 0, USHORT entry = 0) const {
-    LONG type = 0;
-    check(AioUtilReturnType(handle_, code, &type));
-    std::optional<double> number;
-    porb::withNumberType(type, [&](auto raw) {
-      USHORT size = sizeof raw;
-      const ULONG status = AioGetParam(handle_, code, record, entry, &raw, &size);
-      if (status == AIO_NOVALUE) return;
-      check(status);
-      number = static_cast<double>(raw);
-    });
-    return number;
+    DOUBLE number = 0;
+    ULONG found = 0;
+    check(AioGetNumbers(handle_, code, record, entry, 1, &number, &found));
+    return found != 0 ? std::optional(number) : std::nullopt;
   }
 
   double number(ULONG code, double fallback, USHORT record = 0, USHORT entry = 0) const {
-    return find(code, record, entry).value_or(fallback);
+    DOUBLE number = fallback;
+    check(AioGetNumbers(handle_, code, record, entry, 1, &number, nullptr));
+    return number;
   }
 
   /// A text; empty when it was never written.

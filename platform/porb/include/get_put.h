@@ -28,6 +28,16 @@ typedef struct OjEnergy_S {
  *  @cost memory access; the first touch of a block reads it from disk */
 PORB_EXPORT ULONG AioGetParam(void* handle, ULONG code, USHORT record, USHORT entry, void* buffer, USHORT* size);
 
+/** Reads the numbers of parameters with consecutive codes in one call. A value that was never written, and a text,
+ * leave their element as it is, so that the caller may put there what shall hold without one.
+ *  @param code    the first parameter
+ *  @param values  out: one element for each parameter; exact but for integers beyond 2^53
+ *  @param found   out: how many of them were there; may be null
+ *  @return AIO_OK; otherwise as AioGetParam, of the first value that cannot be read; those before it are there
+ *  @threads as AioGetParam */
+PORB_EXPORT ULONG AioGetNumbers(void* handle, ULONG code, USHORT record, USHORT entry, ULONG count, DOUBLE* values,
+                                ULONG* found);
+
 /** Stores a value. Creates a missing block; record (or entry) n+1 is appended, one further out is refused.
  *  @param buffer  the value in the parameter's return type; a text ends at its first NUL or at the end of the buffer
  *  @param size    bytes of the buffer: exactly the parameter's length for a number, at most 65535 for a text

@@ -3,6 +3,7 @@
 #include "get_put.h"
 #include "guard.h"
 #include "nuclide_search.h"
+#include "number_types.h"
 #include "value_codec.h"
 
 using namespace porb;
@@ -26,14 +27,33 @@ const Cell* findCell(const Table& table, const Place& place, std::uint16_t param
   return row != nullptr ? row->find(param) : nullptr;
 }
 
+/// Null when the value was never written.
+const Cell* findCell(DataFile& file, const Parameter& parameter, USHORT record, USHORT entry) {
+  Block* block = file.block(parameter.cls());
+  const Table* table = block != nullptr ? block->table() : nullptr;
+  return table != nullptr ? findCell(*table, placeOf(parameter, record, entry), parameter.param()) : nullptr;
+}
+
 Status getValue(DataFile& file, ULONG code, USHORT record, USHORT entry, void* buffer, USHORT* size) {
   const Parameter* parameter = file.dictionary().find(code);
   if (parameter == nullptr) return AIO_UNKNOWNPARAM;
-  Block* block = file.block(parameter->cls());
-  const Table* table = block != nullptr ? block->table() : nullptr;
-  if (table == nullptr) return AIO_NOVALUE;
-  const Cell* cell = findCell(*table, placeOf(*parameter, record, entry), parameter->param());
+  const Cell* cell = findCell(file, *parameter, record, entry);
   return cell != nullptr ? readCell(*cell, *parameter, buffer, size) : Status{AIO_NOVALUE};
+}
+
+/// @return how the value was read; AIO_NOVALUE when there is none, or none that is a number
+Status getNumber(DataFile& file, ULONG code, USHORT record, USHORT entry, double& number) {
+  const Parameter* parameter = file.dictionary().find(code);
+  if (parameter == nullptr) return AIO_UNKNOWNPARAM;
+  const Cell* cell = findCell(file, *parameter, record, entry);
+  if (cell == nullptr) return AIO_NOVALUE;
+  Status status = AIO_NOVALUE;
+  withNumberType(parameter->return_type, [&](auto raw) {
+    USHORT size = sizeof raw;
+    status = readCell(*cell, *parameter, &raw, &size);
+    if (status == AIO_OK) number = static_cast<double>(raw);
+  });
+  return status;
 }
 
 Status putValue(DataFile& file, ULONG code, USHORT record, USHORT entry, const void* buffer, USHORT size) {
@@ -61,6 +81,22 @@ extern "C" ULONG AioGetParam(void* handle, ULONG code, USHORT record, USHORT ent
   return withFile(handle, [&](DataFile& file) -> Status {
     if (buffer == nullptr || size == nullptr) return AIO_BADARG;
     return getValue(file, code, record, entry, buffer, size);
+  });
+}
+
+extern "C" ULONG AioGetNumbers(void* handle, ULONG code, USHORT record, USHORT entry, ULONG count, DOUBLE* values,
+                               ULONG* found) {
+  return withFile(handle, [&](DataFile& file) -> Status {
+    if (values == nullptr && count != 0) return AIO_BADARG;
+    ULONG n_found = 0;
+    Status status = AIO_OK;
+    for (ULONG i = 0; i < count && status == AIO_OK; ++i) {
+      status = getNumber(file, code + i, record, entry, values[i]);
+      if (status == AIO_OK) ++n_found;
+      if (status == AIO_NOVALUE) status = AIO_OK;
+    }
+    if (found != nullptr) *found = n_found;
+    return status;
   });
 }
 
