@@ -76,7 +76,8 @@ std::string linesInWords(const NuclideRow& row) {
   for (const FoundLine& line : row.lines) {
     char text[48];
     std::snprintf(text, sizeof text, line.peak > 0 ? "%.1f" : "(%.1f)", line.energy_keV);
-    words += (words.empty() ? "" : " ") + std::string(text);
+    if (!words.empty()) words += ' ';
+    words += text;
   }
   return words;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
 #include <limits>
 #include <tuple>
 #include <utility>
@@ -46,37 +47,80 @@ LineStart calibratedLine(const LineFit& fit, double position) {
   return start;
 }
 
+/// A place among parts of a channel, as many to a channel as a spacing asks for, so that the places of a search lie at
+/// few distances from the middles of their channels.
+class GridPosition {
+ public:
+  /// The first place at or above a position.
+  GridPosition(double position, double spacing)
+      : spacing_(spacing),
+        parts_(spacing < 1 ? std::ceil(1 / spacing) : 1),
+        number_(std::ceil(position * parts_ - 1e-9)) {}
+
+  double position() const { return number_ / parts_; }  ///< [channels from the first one of the region]
+  int whole() const { return static_cast<int>(std::floor(number_ / parts_)); }
+  double phase() const { return (number_ - whole() * parts_) / parts_; }
+  /// The last place that is not farther than the spacing.
+  double next() const { return position() + std::floor(spacing_ * parts_) / parts_; }
+
+ private:
+  double spacing_;
+  double parts_;
+  double number_;
+};
+
 /// The score test needs the residuals' variance: that of the counts, and what an error of the line shape adds.
 class ScoreTest {
  public:
-  explicit ScoreTest(const LineFit& fit) : fit_(fit), data_(*fit.problem.data), shares_(at(data_.n)) {
+  explicit ScoreTest(const LineFit& fit)
+      : fit_(fit),
+        data_(*fit.problem.data),
+        width_factor_(std::exp(fit.scoring.parameters[fit.problem.layout.width()])) {
     const Evaluation& e = fit.scoring.evaluation;
     const Eigen::Map<const Eigen::ArrayXd> fixed(data_.fixed.data(), data_.n);
     residual_ = Eigen::Map<const Eigen::ArrayXd>(data_.counts, data_.n) - e.model;
     variance_ = e.model + (fit.problem.settings->shape_error * (e.model - e.continuum - fixed)).square();
   }
 
-  double scoreAt(double position) {
-    const LineStart line = calibratedLine(fit_, position);
-    const double factor = std::exp(fit_.scoring.parameters[fit_.problem.layout.width()]);
-    const double reach = kScoreReach * line.width;
-    const int low = std::max(0, static_cast<int>(position - reach - data_.first_channel));
-    const int high = std::min(data_.n, static_cast<int>(position + reach - data_.first_channel) + 2);
-    channelShares(withUsableTail({position, line.width * factor / kFwhmPerSigma, line.tail}), data_.first_channel + low,
-                  high - low, shares_.data());
-    double score = 0, variance = 0;
-    ParameterVector overlap = ParameterVector::Zero(fit_.problem.layout.count());
-    for (int i = low; i < high; ++i) {
-      const double share = shares_[at(i - low)].area / variance_[i];
-      score += share * residual_[i];
-      variance += share * share * variance_[i];
-      overlap += share * fit_.scoring.evaluation.jacobian.row(i).transpose();
-    }
-    variance -= overlapVariance(overlap);
-    return variance > 0 ? score / std::sqrt(variance) : 0.0;
+  /// A line of the calibrated shape at a position of the grid.
+  double scoreAt(const GridPosition& position) {
+    const Profile& profile = profileOf(calibratedLine(fit_, data_.first_channel + position.position()), position);
+    const int begin = position.whole() + profile.first;
+    const int low = std::max(0, begin);
+    const int length = std::min(data_.n, begin + static_cast<int>(profile.shares.size())) - low;
+    if (length <= 0) return 0;
+    const auto shares = profile.shares.segment(low - begin, length);
+    const Eigen::VectorXd weights = shares / variance_.segment(low, length);
+    ParameterVector overlap = fit_.scoring.evaluation.jacobian.middleRows(low, length).transpose().lazyProduct(weights);
+    const double variance = weights.dot(shares.matrix()) - overlapVariance(overlap);
+    return variance > 0 ? weights.dot(residual_.segment(low, length).matrix()) / std::sqrt(variance) : 0.0;
   }
 
  private:
+  /// The shares of a line's area in the channels about it. Lines of one width at one place between two channels have
+  /// the same, wherever they are.
+  struct Profile {
+    double width;
+    double tail;
+    double phase;  // [channels] above the whole one
+    int first;     // channel of the first share, from the whole one
+    Eigen::ArrayXd shares;
+  };
+
+  const Profile& profileOf(const LineStart& line, const GridPosition& position) {
+    const auto is_same = [&](const Profile& p) {
+      return p.width == line.width && p.tail == line.tail && p.phase == position.phase();
+    };
+    const auto known = std::find_if(profiles_.begin(), profiles_.end(), is_same);
+    if (known != profiles_.end()) return *known;
+    const int reach = static_cast<int>(std::ceil(kScoreReach * line.width));
+    Profile profile{line.width, line.tail, position.phase(), -reach, Eigen::ArrayXd(2 * reach + 2)};
+    channelAreas(withUsableTail({profile.phase, line.width * width_factor_ / kFwhmPerSigma, line.tail}), profile.first,
+                 static_cast<int>(profile.shares.size()), profile.shares.data());
+    profiles_.push_back(std::move(profile));
+    return profiles_.back();
+  }
+
   double overlapVariance(ParameterVector& overlap) const {
     for (int j = 0; j < overlap.size(); ++j)
       if (fit_.left_out[at(j)]) overlap[j] = 0;
@@ -85,8 +129,9 @@ class ScoreTest {
 
   const LineFit& fit_;
   const RegionData& data_;
-  std::vector<ChannelShare> shares_;
+  double width_factor_;
   Eigen::ArrayXd residual_, variance_;
+  std::deque<Profile> profiles_;
 };
 
 /// A width factor far from the calibration is how an unresolved pair looks.
@@ -213,15 +258,14 @@ LineScore greatestScore(const LineFit& fit) {
   ScoreTest test(fit);
   const RegionData& data = *fit.problem.data;
   LineScore greatest;
-  double position = data.first_channel;
-  const double last = data.first_channel + data.n - 1;
-  position += kScoreMargin * calibratedLine(fit, position).width;
+  double position = kScoreMargin * calibratedLine(fit, data.first_channel).width;
   while (true) {
-    const double width = calibratedLine(fit, position).width;
-    if (position > last - kScoreMargin * width) return greatest;
-    const double score = test.scoreAt(position);
-    if (score > greatest.score) greatest = {position, score};
-    position += kScoreSpacing * width;
+    const double width = calibratedLine(fit, data.first_channel + position).width;
+    const GridPosition place(position, kScoreSpacing * width);
+    if (place.position() > data.n - 1 - kScoreMargin * width) return greatest;
+    const double score = test.scoreAt(place);
+    if (score > greatest.score) greatest = {data.first_channel + place.position(), score};
+    position = place.next();
   }
 }
 

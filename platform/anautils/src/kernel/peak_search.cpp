@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 #include "kernel/peak_shape.h"
 #include "kernel/second_difference.h"
@@ -31,31 +32,63 @@ class Ladder {
  public:
   Ladder(const std::vector<double>& counts, double least_sigma, double greatest_sigma, double scale,
          const SearchSettings& settings)
-      : counts_(counts), least_(std::log(least_sigma)) {
+      : counts_(counts) {
     const int rungs = static_cast<int>(std::ceil(std::log(greatest_sigma / least_sigma) / std::log(kLadderStep))) + 2;
     for (int k = 0; k < rungs; ++k) {
       const double sigma = least_sigma * std::pow(kLadderStep, k);
-      filters_.push_back(secondDifferenceFilter(sigma, settings.cut));
-      smooth_.push_back(
-          smoothedCounts(counts, smoothingBox(sigma / scale * kFwhmPerSigma, settings.longest_smoothing)));
+      const int box = smoothingBox(sigma / scale * kFwhmPerSigma, settings.longest_smoothing);
+      if (!smooth_.contains(box)) smooth_.emplace(box, smoothedCounts(counts, box));
+      rungs_.push_back({sigma, secondDifferenceFilter(sigma, settings.cut), &smooth_.at(box)});
     }
   }
 
-  Response at(int i, double sigma) const {
-    const double place = std::max(0.0, (std::log(sigma) - least_) / std::log(kLadderStep));
-    const auto rung = std::min(static_cast<std::size_t>(place), filters_.size() - 2);
-    const double share = std::min(1.0, place - static_cast<double>(rung));
-    const Response low = respond(counts_, smooth_[rung], filters_[rung], i);
-    const Response high = respond(counts_, smooth_[rung + 1], filters_[rung + 1], i);
-    return {low.difference + share * (high.difference - low.difference),
-            low.significance + share * (high.significance - low.significance)};
+  /// The responses of the elements from first to last, both included; sigmaOf(i) is the width of the filter at i.
+  template <typename SigmaOf>
+  std::vector<Response> respondAll(int first, int last, const SigmaOf& sigmaOf) const {
+    std::vector<Response> responses;
+    responses.reserve(static_cast<std::size_t>(last - first + 1));
+    for (int from = first; from <= last;) {
+      const std::size_t rung = rungBelow(sigmaOf(from));
+      int to = from + 1;
+      while (to <= last && rungBelow(sigmaOf(to), rung) == rung) ++to;
+      appendMixed(rung, from, to, sigmaOf, responses);
+      from = to;
+    }
+    return responses;
   }
 
  private:
+  struct Rung {
+    double sigma;
+    std::vector<double> filter;
+    const std::vector<double>* smooth;
+  };
+
+  /// The last but one at most, so that there is one above.
+  std::size_t rungBelow(double sigma, std::size_t guess = 0) const {
+    std::size_t rung = guess;
+    while (rung > 0 && sigma < rungs_[rung].sigma) --rung;
+    while (rung + 2 < rungs_.size() && sigma >= rungs_[rung + 1].sigma) ++rung;
+    return rung;
+  }
+
+  template <typename SigmaOf>
+  void appendMixed(std::size_t rung, int from, int to, const SigmaOf& sigmaOf, std::vector<Response>& responses) const {
+    const Rung& below = rungs_[rung];
+    const Rung& above = rungs_[rung + 1];
+    const auto low = respondBetween(counts_, *below.smooth, below.filter, from, to);
+    const auto high = respondBetween(counts_, *above.smooth, above.filter, from, to);
+    for (std::size_t i = 0; i < low.size(); ++i) {
+      const double sigma = sigmaOf(from + static_cast<int>(i));
+      const double share = std::clamp((sigma - below.sigma) / (above.sigma - below.sigma), 0.0, 1.0);
+      responses.push_back({low[i].difference + share * (high[i].difference - low[i].difference),
+                           low[i].significance + share * (high[i].significance - low[i].significance)});
+    }
+  }
+
   const std::vector<double>& counts_;
-  double least_;
-  std::vector<std::vector<double>> filters_;
-  std::vector<std::vector<double>> smooth_;
+  std::map<int, std::vector<double>> smooth_;  // by the length of the box
+  std::vector<Rung> rungs_;
 };
 
 double sigmaAt(const std::vector<double>& widths, int i) {
@@ -75,8 +108,7 @@ Trace traceOf(const std::vector<double>& counts, const std::vector<double>& widt
   const int end = std::min(static_cast<int>(counts.size()) - 1, last + margin);
   const auto [least, greatest] = std::minmax_element(widths.begin() + trace.first, widths.begin() + end + 1);
   const Ladder ladder(counts, scale * *least / kFwhmPerSigma, scale * *greatest / kFwhmPerSigma, scale, settings);
-  trace.responses.reserve(static_cast<std::size_t>(end - trace.first + 1));
-  for (int i = trace.first; i <= end; ++i) trace.responses.push_back(ladder.at(i, scale * sigmaAt(widths, i)));
+  trace.responses = ladder.respondAll(trace.first, end, [&](int i) { return scale * sigmaAt(widths, i); });
   return trace;
 }
 

@@ -80,6 +80,16 @@ void channelShares(const PeakShape& shape, double first_channel, int n, ChannelS
   }
 }
 
+void channelAreas(const PeakShape& shape, double first_channel, int n, double* areas) {
+  const ShapeIntegral integral(shape);
+  double low = integral.upTo(first_channel - 0.5).area;
+  for (int i = 0; i < n; ++i) {
+    const double high = integral.upTo(first_channel + i + 0.5).area;
+    areas[i] = high - low;
+    low = high;
+  }
+}
+
 double channelArea(const PeakShape& shape, double channel) {
   const ShapeIntegral integral(shape);
   return integral.upTo(channel + 0.5).area - integral.upTo(channel - 0.5).area;

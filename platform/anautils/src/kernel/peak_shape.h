@@ -32,6 +32,8 @@ struct ChannelShare {
 
 /// The shares of the n channels from `first_channel` on. One error function is evaluated for each channel edge.
 void channelShares(const PeakShape& shape, double first_channel, int n, ChannelShare* shares);
+/// Of them the areas alone.
+void channelAreas(const PeakShape& shape, double first_channel, int n, double* areas);
 
 /// The part of the area in one channel.
 double channelArea(const PeakShape& shape, double channel);

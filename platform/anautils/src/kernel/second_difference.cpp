@@ -7,6 +7,7 @@ namespace anautils {
 
 namespace {
 
+constexpr int kBlock = 256;              // elements whose sums are kept at a time
 constexpr double kLeastVariance = 0.15;  // counts per channel: what an empty stretch may hold
 
 double meanOf(const std::vector<double>& values, std::size_t from, std::size_t to) {
@@ -32,6 +33,10 @@ class Extended {
   double behind_;
 };
 
+Response responseOf(double difference, double variance) {
+  return {difference, variance > 0 ? -difference / std::sqrt(variance) : 0};
+}
+
 template <typename Values>
 Response sums(const Values& counts, const Values& smooth, const std::vector<double>& filter, int at) {
   double difference = filter[0] * counts[at];
@@ -41,7 +46,23 @@ Response sums(const Values& counts, const Values& smooth, const std::vector<doub
     difference += c * (counts[at - j] + counts[at + j]);
     variance += c * c * (smooth[at - j] + smooth[at + j]);
   }
-  return {difference, variance > 0 ? -difference / std::sqrt(variance) : 0};
+  return responseOf(difference, variance);
+}
+
+/// As sums, for elements that the filter does not reach beyond the ends from: one coefficient after the other along all
+/// of them, which a processor does several at a time.
+void sumsAlong(const double* counts, const double* smooth, const std::vector<double>& filter, int n,
+               Response* responses) {
+  double difference[kBlock];
+  double variance[kBlock];
+  for (int i = 0; i < n; ++i) difference[i] = filter[0] * counts[i];
+  for (int i = 0; i < n; ++i) variance[i] = filter[0] * filter[0] * smooth[i];
+  for (int j = 1; j < static_cast<int>(filter.size()); ++j) {
+    const double c = filter[static_cast<std::size_t>(j)];
+    for (int i = 0; i < n; ++i) difference[i] += c * (counts[i - j] + counts[i + j]);
+    for (int i = 0; i < n; ++i) variance[i] += c * c * (smooth[i - j] + smooth[i + j]);
+  }
+  for (int i = 0; i < n; ++i) responses[i] = responseOf(difference[i], variance[i]);
 }
 
 }  // namespace
@@ -85,6 +106,20 @@ Response respond(const std::vector<double>& counts, const std::vector<double>& s
     return sums(counts.data(), smooth.data(), filter, at);
   const auto length = static_cast<std::size_t>(std::max(1, reach / 2));
   return sums(Extended(counts, length), Extended(smooth, length), filter, at);
+}
+
+std::vector<Response> respondBetween(const std::vector<double>& counts, const std::vector<double>& smooth,
+                                     const std::vector<double>& filter, int from, int to) {
+  std::vector<Response> responses(static_cast<std::size_t>(std::max(0, to - from)));
+  const int reach = static_cast<int>(filter.size()) - 1;
+  const int inner_from = std::clamp(reach, from, std::max(from, to));
+  const int inner_to = std::clamp(static_cast<int>(counts.size()) - reach, inner_from, std::max(inner_from, to));
+  const auto place = [&](int i) { return static_cast<std::size_t>(i - from); };
+  for (int i = from; i < inner_from; ++i) responses[place(i)] = respond(counts, smooth, filter, i);
+  for (int i = inner_from; i < inner_to; i += kBlock)
+    sumsAlong(counts.data() + i, smooth.data() + i, filter, std::min(kBlock, inner_to - i), &responses[place(i)]);
+  for (int i = inner_to; i < to; ++i) responses[place(i)] = respond(counts, smooth, filter, i);
+  return responses;
 }
 
 }  // namespace anautils

@@ -23,4 +23,8 @@ struct Response {
 Response respond(const std::vector<double>& counts, const std::vector<double>& smooth,
                  const std::vector<double>& filter, int at);
 
+/// The same of every element from `from` up to but not including `to`, at a fraction of the cost each.
+std::vector<Response> respondBetween(const std::vector<double>& counts, const std::vector<double>& smooth,
+                                     const std::vector<double>& filter, int from, int to);
+
 }  // namespace anautils
