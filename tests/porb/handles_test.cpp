@@ -46,6 +46,7 @@ const Operation kOperations[] = {
     {"AioClose2 delete", [](void* h, void*, Outputs&) { return AioClose2(h, AIO_CLOSE_DELETE); }},
     {"AioClose2 with a wrong option", [](void* h, void*, Outputs&) { return AioClose2(h, 3); }},
     {"AioFlush", [](void* h, void*, Outputs&) { return AioFlush(h); }},
+    {"AioMakeDraft", [](void* h, void*, Outputs&) { return AioMakeDraft(h); }},
     {"AioCreateBlock", [](void* h, void*, Outputs&) { return AioCreateBlock(h, 0x2006, 0); }},
     {"AioCreatePHA", [](void* h, void*, Outputs&) { return AioCreatePHA(h, 1, 1, 1); }},
     {"AioDeleteBlock", [](void* h, void*, Outputs&) { return AioDeleteBlock(h, 0x2006); }},

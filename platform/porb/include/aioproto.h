@@ -46,6 +46,12 @@ PORB_EXPORT ULONG AioClose2(void* handle, ULONG option);
  * AIO_NOFILE (removed or replaced). After a failure the changes are still pending and the call may be tried again. */
 PORB_EXPORT ULONG AioFlush(void* handle);
 
+/** Makes the file a draft for the rest of this handle's life: flushes are still whole or not at all, but keep no
+ * journal on disk and do not wait for it, so a crash may leave a file that cannot be opened. For a new file under a
+ * name that nobody knows: close it, fsync it, give it its name.
+ *  @return AIO_OK; AIO_READONLY; AIO_BUSY, AIO_IOERROR */
+PORB_EXPORT ULONG AioMakeDraft(void* handle);
+
 /* ---- Blocks, records, entries ------------------------------------------------------------------------------ */
 
 /** Adds an empty block. @param size  kept with the block and shown in listings; no bound of any kind

@@ -51,6 +51,13 @@ extern "C" ULONG AioFlush(void* handle) {
   });
 }
 
+extern "C" ULONG AioMakeDraft(void* handle) {
+  return withWritableFile(handle, [](DataFile& file) -> Status {
+    file.storage().makeDraft();
+    return AIO_OK;
+  });
+}
+
 extern "C" ULONG AioClose2(void* handle, ULONG option) {
   return guarded([&]() -> Status {
     Status status = AIO_BADHANDLE;

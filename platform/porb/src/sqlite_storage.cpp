@@ -134,6 +134,10 @@ SqliteStorage::SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock,
   if (lock_) database_.execute("PRAGMA synchronous=EXTRA;PRAGMA journal_mode=DELETE");
 }
 
+void SqliteStorage::makeDraft() {
+  database_.execute("PRAGMA synchronous=OFF;PRAGMA journal_mode=MEMORY");
+}
+
 void SqliteStorage::openForReading() {
   database_.execute("PRAGMA cell_size_check=ON");
   const ReadScope scope(*this);

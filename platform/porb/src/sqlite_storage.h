@@ -41,6 +41,7 @@ class SqliteStorage final : public Storage {
   void keep() noexcept override {
     if (created_) created_->keep();
   }
+  void makeDraft() override;
   void beginRead() override;
   void endRead() noexcept override;
 

@@ -52,6 +52,9 @@ class Storage {
   /// A created file goes again with its storage until it is kept, so that a creation fails as a whole.
   virtual void keep() noexcept {}
 
+  /// From now on commits are whole, but survive no crash.
+  virtual void makeDraft() = 0;
+
   /// Runs several reads against one flushed state.
   virtual void beginRead() = 0;
   virtual void endRead() noexcept = 0;

@@ -69,7 +69,22 @@ void writeAll(int descriptor, std::string_view text, const std::string& name) {
     if (n < 0 && errno != EINTR) failWithErrno(errno, name, "cannot write");
     if (n > 0) text.remove_prefix(static_cast<std::size_t>(n));
   }
-  if (fsync(descriptor) != 0) failWithErrno(errno, name, "cannot write");
+}
+
+using Descriptor = std::unique_ptr<const int, void (*)(const int*)>;
+
+/// Waits until a file, or the names in a folder, are on disk. A folder that cannot be opened or synchronised is passed
+/// over: not every file system can.
+void synchronise(const std::string& path, bool is_folder, const std::string& named) {
+  const int number = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const Descriptor closer(&number, [](const int* d) { close(*d); });
+  const bool done = number >= 0 && fsync(number) == 0;
+  if (!done && !is_folder) failWithErrno(errno, named, "cannot write");
+}
+
+std::string folderOf(const std::string& path) {
+  const auto slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
 bool renameWithoutReplacing(const std::string& from, const std::string& to) {
@@ -104,16 +119,28 @@ DraftFile::~DraftFile() {
 void DraftFile::write(std::string_view text) {
   const int descriptor = open(draft_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
   if (descriptor < 0) failWithErrno(errno, named_, "cannot write");
-  const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* d) { close(*d); });
+  const Descriptor closer(&descriptor, [](const int* d) { close(*d); });
   writeAll(descriptor, text, named_);
 }
 
+void DraftFile::write(FileAccess& file) {
+  flushDraft(file, named_);
+  require(file.close(com::norvale::orb::NOFLUSH), named_, "cannot close");
+}
+
 void DraftFile::publish() {
+  synchronise(draft_, false, named_);
   struct stat former {};
   if (stat(target_.c_str(), &former) == 0) chmod(draft_.c_str(), former.st_mode & 07777);  // who may read it stays
   const bool done = force_ ? rename(draft_.c_str(), target_.c_str()) == 0 : renameWithoutReplacing(draft_, target_);
   if (!done) failWithErrno(errno, named_, "cannot write");
   is_published_ = true;
+  synchronise(folderOf(target_), true, named_);
+}
+
+void flushDraft(FileAccess& file, const std::string& shown_name) {
+  require(convertReturnCode(AioMakeDraft(file.handle())), shown_name, "cannot write");
+  require(file.flush(), shown_name, "cannot write");
 }
 
 }  // namespace orb::tool

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "leftovers.h"
+#include "open_file.h"
 
 namespace orb::tool {
 
@@ -21,9 +22,11 @@ class DraftFile {
 
   /// Name of the draft. Nothing lies there yet.
   const std::string& path() const { return draft_; }
-  /// Makes the draft of a text and writes it to disk. @throws Failure
+  /// Makes the draft of a text. @throws Failure
   void write(std::string_view text);
-  /// Gives the draft its name. @throws Failure
+  /// Writes and closes a data file that was made under path(). @throws Failure
+  void write(FileAccess& file);
+  /// Gives the draft its name; both are on disk afterwards. @throws Failure
   void publish();
 
  private:
@@ -34,6 +37,11 @@ class DraftFile {
   Leftovers leftovers_;
   bool is_published_ = false;
 };
+
+/// Writes a data file that does not bear its name yet, without waiting for the disk: a draft that a crash leaves behind
+/// is worth nothing, whole or not.
+/// @throws Failure naming `shown_name`
+void flushDraft(FileAccess& file, const std::string& shown_name);
 
 /// Refuses to put a data file in the place of something else, even when replacing is allowed: of a spectrum in a text
 /// format there may be no other copy.

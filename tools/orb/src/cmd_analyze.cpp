@@ -113,7 +113,7 @@ int run(Options options, Console& console) {
   Target target(options);
   FileAccess file;
   analyse(options.request, file, target.path(), target.shownName(options), note);
-  require(file.flush(), target.shownName(options), "cannot write");
+  flushDraft(file, target.shownName(options));
   tellAdjustments(file, note);
   if (!options.report.empty()) {
     const std::string shown_name = options.out.empty() ? options.request.input : options.out;

@@ -148,7 +148,7 @@ class Batch {
     FileAccess file;
     analyse(request, file, draft.path(), target, [](const std::string&) {});
     readResults(file, outcome);
-    flushAndClose(file);
+    draft.write(file);
     draft.publish();
   }
 

@@ -105,8 +105,7 @@ void copyAll(const FileAccess& source, const Options& options) {
   FileAccess copy;
   require(copy.open(draft.path(), lib::CREATE), options.destination, "cannot create");
   require(source.copyTo(copy, 0xFFFFFFFFu), options.destination, "cannot copy");
-  require(copy.flush(), options.destination, "cannot write");
-  require(copy.close(lib::NOFLUSH), options.destination, "cannot close");
+  draft.write(copy);
   draft.publish();
 }
 

@@ -23,8 +23,7 @@ int run(const Options& options, Console&) {
   DraftFile draft(options.file, options.force);
   FileAccess file;
   require(file.create(draft.path(), options.channels, options.detector == "nai"), options.file, "cannot create");
-  require(file.flush(), options.file, "cannot write");
-  require(file.close(com::norvale::orb::NOFLUSH), options.file, "cannot close");
+  draft.write(file);
   draft.publish();
   return kDone;
 }

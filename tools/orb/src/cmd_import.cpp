@@ -22,8 +22,7 @@ int run(const Options& options, Console& console) {
   const Note note = [&](const std::string& text) { console.note(options.request.spectrum + ": " + text); };
   FileAccess file;
   importSpectrum(options.request, file, draft.path(), options.file, note);
-  require(file.flush(), options.file, "cannot write");
-  require(file.close(com::norvale::orb::NOFLUSH), options.file, "cannot close");
+  draft.write(file);
   draft.publish();
   return kDone;
 }

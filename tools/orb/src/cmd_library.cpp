@@ -71,7 +71,7 @@ int run(const Options& options, Console& console) {
   if (const std::uint32_t status = file.open(draft.path(), com::norvale::orb::CREATE))
     throw Failure(options.file, "cannot create", status);
   fill(file, lines, options);
-  flushAndClose(file);
+  draft.write(file);
   draft.publish();
   console.note(options.file + ": " + std::to_string(lines.size()) + " lines");
   return kDone;

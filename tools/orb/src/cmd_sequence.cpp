@@ -37,7 +37,7 @@ int makeNew(const Options& options, Console&) {
   if (!options.title.empty()) putValue(file, kSequenceTitle, Variant(options.title));
   putValue(file, kIdentificationLibrary, Variant(options.library));
   putValue(file, kLimitLibrary, Variant(options.library));
-  flushAndClose(file);
+  draft.write(file);
   draft.publish();
   return kDone;
 }

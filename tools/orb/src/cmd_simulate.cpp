@@ -151,7 +151,7 @@ void writeSpectrum(const Options& options, const sim::Detector& detector, const 
           "cannot create");
   fill(file, options, detector, spectrum);
   calibrateEfficiency(file, detector);
-  flushAndClose(file);
+  draft.write(file);
   draft.publish();
 }
 
