@@ -1,18 +1,13 @@
 // The engine "detection limits", loaded from its library, on a data file whose every number can be worked by hand.
-#include <gmock/gmock.h>
-
 #include <cmath>
-#include <filesystem>
 #include <functional>
 
-#include "FileAccess.h"
 #include "ResultCode.h"
 #include "anastatus.h"
-#include "comdefs.h"
+#include "engine_file.h"
 #include "engstatus.h"
 
-using com::norvale::datatypes::Variant;
-using com::norvale::orb::FileAccess;
+using namespace orbtest;
 using testing::ElementsAre;
 
 namespace {
@@ -42,122 +37,17 @@ constexpr double kThreshold = 20.0443;
 constexpr double kLimit = 2 * kThreshold + 2.70554;
 constexpr double kCountsPerBq = kInside * 0.01 * 0.5 * 1000;  // efficiency, probability, live time
 
-struct Line {
-  const char* nuclide;
-  double energy, probability;
-  bool is_key;
-  double half_life_s = 0, probability_u = 0;
-  const char* kind = "gamma";
-};
-
-class DetectionLimits : public testing::Test {
+class DetectionLimits : public EngineFileTest {
  protected:
   void SetUp() override {
-    ::unsetenv("ORBDB");
-    std::string pattern = (std::filesystem::temp_directory_path() / "orb_XXXXXX").string();
-    folder_ = ::mkdtemp(pattern.data());
-    ::setenv("ORB_DATA_DIR", folder_.c_str(), 1);
-    ASSERT_EQ(file_.create((folder_ / "spectrum.dat").string(), 1000, false), 0u);
-    for (const auto& [code, value] : std::initializer_list<std::pair<std::uint32_t, double>>{{0x20000020, 0},
-                                                                                             {0x20000021, 1},
-                                                                                             {0x20000022, 0},
-                                                                                             {0x20000048, 0},
-                                                                                             {0x20000049, 0.2},
-                                                                                             {0x20000005, 1000},
-                                                                                             {0x20000006, 3600},
-                                                                                             {0x200300B3, 0}})
-      put(code, value);
+    EngineFileTest::SetUp();
+    put(0x200300B3, 0);
     ASSERT_EQ(file_.setParameter(0x20030085, Variant(2), 0, 0), 0u);  // ISO 11929
     setCounts(std::vector<unsigned>(1000, 9));
-    ASSERT_EQ(file_.createBlock(ORB_CLS_PEAKS << 16, 0, 1, 1), 0u);
-    setText(0x20020028, "INTERPOL");
-    for (const std::uint16_t record : {std::uint16_t{1}, std::uint16_t{2}}) {
-      put(0x20020020, record == 1 ? 50 : 900, record);
-      put(0x20020021, 0.01, record);
-      put(0x20020022, 0, record);
-    }
-    put(0x20020011, 0);  // uncertainty that all efficiencies share
-    setText(0x20100072, "limits.lib");
-  }
-  void TearDown() override {
-    file_.close(com::norvale::orb::NOFLUSH);
-    ::unsetenv("ORB_DATA_DIR");
-    std::filesystem::remove_all(folder_);
   }
 
-  void put(std::uint32_t code, double value, std::uint16_t record = 0) {
-    ASSERT_EQ(file_.setParameter(code, Variant(value), record, 0), 0u) << std::hex << code;
-  }
-  void setText(std::uint32_t code, const std::string& text, std::uint16_t record = 0) {
-    ASSERT_EQ(file_.setParameter(code, Variant(text), record, 0), 0u) << std::hex << code;
-  }
-  void setCounts(const std::vector<unsigned>& counts) { ASSERT_EQ(file_.setSpectrum(counts, 1, 1), 0u); }
-  void addPeak(double channel, double area, double area_u) {
-    std::uint16_t record = 0;
-    file_.countItems(0x2006000A, record, 0);
-    ++record;
-    put(0x2006000A, channel, record);
-    put(0x20060007, channel, record);
-    put(0x2006000C, area, record);
-    put(0x2006000D, area_u, record);
-    put(0x20060024, 0.2 * std::sqrt(channel), record);
-  }
-  void makeLibrary(const std::vector<Line>& lines) {
-    std::filesystem::remove(folder_ / "limits.lib");
-    FileAccess library;
-    ASSERT_EQ(library.create((folder_ / "limits.lib").string(), 16, false), 0u);
-    ASSERT_EQ(library.createBlock(0x20070000, 0, 1, 1), 0u);
-    std::uint16_t record = 0;
-    for (const Line& line : lines) {
-      ++record;
-      ASSERT_EQ(library.setParameter(0x20070001, Variant(std::string(line.nuclide)), record, 0), 0u);
-      library.setParameter(0x20070002, Variant(line.energy), record, 0);
-      library.setParameter(0x20070004, Variant(line.probability), record, 0);
-      library.setParameter(0x20070005, Variant(line.probability_u), record, 0);
-      library.setParameter(0x20070006, Variant(line.half_life_s), record, 0);
-      library.setParameter(0x20070009, Variant(line.is_key), record, 0);
-      library.setParameter(0x2007000A, Variant(std::string(line.kind)), record, 0);
-    }
-    ASSERT_EQ(library.close(com::norvale::orb::FLUSH), 0u);
-  }
-
-  void putTime(std::uint32_t code, std::int64_t seconds) {
-    com::norvale::datatypes::xtime_t time;
-    time.dateTime = seconds;
-    ASSERT_EQ(file_.setParameter(code, Variant(time), 0, 0), 0u) << std::hex << code;
-  }
-  std::int64_t seconds(std::uint32_t code) {
-    Variant value;
-    EXPECT_EQ(file_.getParameter(code, value, 0, 0), 0u) << std::hex << code;
-    return value.toXtime_t().dateTime;
-  }
-
-  std::uint32_t run() { return file_.execute("RunDetectionLimits", ENGINE, 1); }
-
-  double number(std::uint32_t code, std::uint16_t record = 1) {
-    Variant value;
-    EXPECT_EQ(file_.getParameter(code, value, record, 0), 0u) << std::hex << code;
-    return value.toDouble();
-  }
-  std::string text(std::uint32_t code, std::uint16_t record) {
-    Variant value;
-    file_.getParameter(code, value, record, 0);
-    return value.toString();
-  }
-  bool hasValue(std::uint32_t code, std::uint16_t record = 1) {
-    Variant value;
-    return file_.getParameter(code, value, record, 0) == 0 && value.hasValue();
-  }
-  std::vector<std::string> names() {
-    std::uint16_t n = 0;
-    file_.countItems(kName, n, 0);
-    std::vector<std::string> found;
-    for (std::uint16_t record = 1; record <= n; ++record) found.push_back(text(kName, record));
-    return found;
-  }
-
-  std::filesystem::path folder_;
-  FileAccess file_;
+  std::uint32_t run() { return runEngine("RunDetectionLimits", "libdetection_limits.so"); }
+  std::vector<std::string> names() { return texts(kName); }
 };
 
 TEST_F(DetectionLimits, AreThoseOfTheKeyLine) {
@@ -184,7 +74,7 @@ TEST_F(DetectionLimits, AreThoseOfTheKeyLine) {
   EXPECT_NEAR(number(0x20090042, 0), 95.45, 0.01);
   EXPECT_THAT(text(0x200900F3, 0), testing::HasSubstr("ORB_L_LIMITMETHOD=2"));
   EXPECT_EQ(text(0x200900F0, 0), "detection limits");
-  EXPECT_THAT(text(0x20090041, 0), testing::EndsWith("limits.lib"));
+  EXPECT_THAT(text(0x20090041, 0), testing::EndsWith("test.lib"));
   // A second run replaces the first.
   ASSERT_EQ(run(), 0u);
   EXPECT_THAT(names(), ElementsAre("Aa-100"));
@@ -301,9 +191,9 @@ TEST_F(DetectionLimits, FailuresHaveAStatusAndKeepTheFormerResults) {
       {"method", ENG_BADSETTING, [&] { put(0x20030085, 3); }, [&] { put(0x20030085, 2); }},
       {"error probability", ENG_BADSETTING, [&] { put(0x200300B1, 50); }, [&] { put(0x200300B1, 5); }},
       {"window", ENG_BADSETTING, [&] { put(0x20030033, -1); }, [&] { put(0x20030033, 2.5); }},
-      {"library", ENG_NOLIBRARY, [&] { setText(0x20100072, "none.lib"); }, [&] { setText(0x20100072, "limits.lib"); }},
+      {"library", ENG_NOLIBRARY, [&] { setText(0x20100072, "none.lib"); }, [&] { setText(0x20100072, "test.lib"); }},
       {"a library that is none", ENG_BADLIBRARY, [&] { setText(0x20100072, "spectrum.dat"); },
-       [&] { setText(0x20100072, "limits.lib"); }},
+       [&] { setText(0x20100072, "test.lib"); }},
       {"energy", ANA_NOENERGYCAL, [&] { put(0x20000021, 0); }, [&] { put(0x20000021, 1); }},
       {"width", ANA_NOFWHMCAL, [&] { put(0x20000049, 0); }, [&] { put(0x20000049, 0.2); }},
       {"peaks", ENG_NOPEAKS, [&] { file_.deleteBlock(ORB_CLS_PEAKS << 16); },
