@@ -5,7 +5,7 @@ JOBS ?= 2
 
 # --- the two commands to start with ---
 demo: build/test/build.ninja
-	cmake --build --preset test -j $(JOBS) --target orb nuclide_library power_cut
+	cmake --build --preset test -j $(JOBS) --target orb analysis power_cut
 	scripts/demo.sh build/test
 
 test: build/test/build.ninja

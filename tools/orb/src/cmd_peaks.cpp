@@ -4,6 +4,7 @@
 #include "anautils.h"
 #include "channel_range.h"
 #include "command.h"
+#include "engine.h"
 #include "failure.h"
 #include "peak_results.h"
 
@@ -26,7 +27,8 @@ constexpr std::uint32_t kFitLast = 0x20030047;
 constexpr std::uint32_t kOneRegion = 0x20030010;
 constexpr std::uint32_t kTableScope = 0x2006007A;
 
-/// Settings of an earlier search must not decide what this one covers.
+/// The settings of one search, which must not decide what the next one covers: neither those of an earlier one here, nor
+/// these in an analysis of the whole spectrum later.
 void setScope(FileAccess& file, const Options& options) {
   std::pair<int, int> channels{1, 65535};
   if (!options.range.empty()) channels = channelRange(file, options.range);
@@ -42,12 +44,14 @@ void setScope(FileAccess& file, const Options& options) {
 int run(const Options& options, Console& console) {
   FileAccess file;
   openForWriting(file, options.file);
+  const orbengine::BlockCopy settings(file.handle(), ORB_CLS_PROC);
   setScope(file, options);
   const auto done = [&](LONG status, const char* what) {
     require(static_cast<std::uint32_t>(status), options.file, what);
   };
   done(AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0), "cannot locate lines");
   done(lPANolin(file.handle(), 0, 0, 0), "cannot fit the lines");
+  settings.restore();
   file.setModified(true);
   const auto peaks = readPeaks(file);
   flushAndClose(file);
@@ -67,7 +71,7 @@ void addPeaks(CLI::App& app, Job& job) {
   command->add_option("FILE", options->file, "Data file; the table of lines is stored in it")->required();
   command->add_option("--range", options->range, "Part to search: channels A:B, or energies as in 600:700keV")
       ->type_name("A:B");
-  command->add_option("--threshold", options->threshold, "Significance from which a maximum is tried as a line")
+  command->add_option("--threshold", options->threshold, "Significance from which a maximum is tried as a line; the file's setting without it")
       ->check(CLI::Range(1.0, 1000.0))
       ->type_name("X");
   command->add_flag("--json", options->json, "Print JSON");
