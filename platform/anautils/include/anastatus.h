@@ -34,7 +34,8 @@
   X(ANA_NOTCONVERGED, 0x006200C2, "the fit did not come to an end")                                     \
   X(ANA_NOPEAKTABLE, 0x006200CA, "no peaks have been located")                                          \
   X(ANA_BADENERGY, 0x006200D2, "the energy is not a positive number")                                   \
-  X(ANA_BADSETTING, 0x006200DA, "a setting of the file has a value that is not possible")
+  X(ANA_BADSETTING, 0x006200DA, "a setting of the file has a value that is not possible")               \
+  X(ANA_NOPATTERN, 0x006200E2, "the lines of the source are not there, or no energy scale fits them")
 
 /* The statuses as constants: ANA_OK, ANA_BADARG, ... */
 enum AnaStatus {

@@ -155,11 +155,12 @@ typedef struct AnaMatchedLine_S {
 /** Finds the lines of a known source in the spectrum by their pattern, for a calibration. The file's energy equation,
  * if it has one, is a hint and no more; widths come from the counts. Nothing is written.
  *  @param energies, intensities  [n_known], [keV] and any unit, both positive
+ *  @param groups     [n_known], equal for the lines of one nuclide, whose areas go together; null: all are of one
  *  @param matched    out: [n_known], in order of energy
  *  @param n_matched  out
- *  @return ANA_OK; ANA_NOPEAK (nothing found that fits); ANA_NOSPECTRUM, ANA_BADCOUNTS, ANA_BADENERGY, ANA_BADARG */
-ANAUTILS_EXPORT LONG lFindSource(void* handle, const DOUBLE* energies, const DOUBLE* intensities, int n_known,
-                                 AnaMatchedLine_T* matched, int* n_matched);
+ *  @return ANA_OK; ANA_NOPATTERN; ANA_NOPEAK (nothing stands out); ANA_NOSPECTRUM, ANA_BADCOUNTS, ANA_BADENERGY, ANA_BADARG */
+ANAUTILS_EXPORT LONG lFindSource(void* handle, const DOUBLE* energies, const DOUBLE* intensities, const int* groups,
+                                 int n_known, AnaMatchedLine_T* matched, int* n_matched);
 
 #ifdef __cplusplus
 }

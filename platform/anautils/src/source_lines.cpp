@@ -14,7 +14,7 @@ namespace anautils {
 namespace {
 
 constexpr double kSearchThreshold = 4.5;
-constexpr double kLeastSignificance = 6;
+constexpr double kLeastSignificance = 4.5;
 constexpr std::size_t kMostPeaks = 80;
 
 std::vector<FoundPeak> strongPeaks(const std::vector<double>& counts, const std::vector<double>& widths) {
@@ -27,7 +27,24 @@ std::vector<FoundPeak> strongPeaks(const std::vector<double>& counts, const std:
   return peaks;
 }
 
-/// Fits all peaks with a width of their region's own.
+/// Narrow lines get regions wide enough for a width that is free: the continuum must be known without it. The lines of
+/// a scintillator would make one region of the whole spectrum; they are fitted close by, and their width keeps near to
+/// the estimated one.
+std::pair<RegionRule, FitSettings> fitRules(const std::vector<double>& widths) {
+  constexpr double kBroad = 0.02;  // of the position, in the middle of the spectrum
+  const std::size_t middle = widths.size() / 2;
+  const bool is_broad = widths[middle] > kBroad * static_cast<double>(middle);
+  RegionRule rule;
+  FitSettings settings;
+  settings.continuum = Continuum::Step;
+  settings.width = is_broad ? WidthMode::Derived : WidthMode::Free;
+  settings.width_scatter = is_broad ? 0.2 : settings.width_scatter;
+  rule.left = rule.right = is_broad ? 1.5 : 3.5;
+  rule.together = is_broad ? 2 : 4;
+  return {rule, settings};
+}
+
+/// Fits all peaks, a width to each region.
 std::vector<FittedLine> fittedPeaks(const std::vector<double>& counts, const std::vector<double>& widths) {
   std::vector<LineStart> starts;
   std::vector<LineExtent> extents;
@@ -39,19 +56,13 @@ std::vector<FittedLine> fittedPeaks(const std::vector<double>& counts, const std
     starts.push_back(start);
     extents.push_back({start.position, fwhm, 0});
   }
-  FitSettings settings;
-  settings.continuum = Continuum::Step;
-  settings.width = WidthMode::Free;
+  const auto [rule, settings] = fitRules(widths);
   std::vector<FittedLine> lines;
-  // Wide enough for a width that is free: the continuum must be known without it.
-  RegionRule rule;
-  rule.left = rule.right = 3.5;
-  rule.together = 4;
   for (const RegionPlan& plan : planRegions(extents, rule, {1, static_cast<int>(counts.size())})) {
     std::vector<LineStart> here;
     for (const int i : plan.lines) here.push_back(starts[static_cast<std::size_t>(i)]);
     const RegionFit fit = fitChannels(counts, plan.channels, here, settings);
-    if (fit.status != FitStatus::Ok) continue;
+    if (fit.status != FitStatus::Ok && fit.status != FitStatus::NotConverged) continue;
     for (const FittedLine& line : fit.lines)
       if (line.significance > kLeastSignificance && line.area > 0 && line.flags == 0) lines.push_back(line);
   }
@@ -90,7 +101,7 @@ std::vector<AnaMatchedLine_T> findSource(void* handle, const std::vector<KnownLi
 
 using namespace anautils;
 
-LONG lFindSource(void* handle, const DOUBLE* energies, const DOUBLE* intensities, int n_known,
+LONG lFindSource(void* handle, const DOUBLE* energies, const DOUBLE* intensities, const int* groups, int n_known,
                  AnaMatchedLine_T* matched, int* n_matched) {
   return guarded([&] {
     require(energies != nullptr && intensities != nullptr && matched != nullptr && n_matched != nullptr && n_known > 0,
@@ -99,10 +110,10 @@ LONG lFindSource(void* handle, const DOUBLE* energies, const DOUBLE* intensities
     for (int i = 0; i < n_known; ++i) {
       require(std::isfinite(energies[i]) && energies[i] > 0, ANA_BADENERGY);
       require(std::isfinite(intensities[i]) && intensities[i] > 0, ANA_BADARG);
-      known.push_back({energies[i], intensities[i]});
+      known.push_back({energies[i], intensities[i], groups != nullptr ? groups[i] : 0});
     }
     const auto found = findSource(handle, known);
-    require(!found.empty(), ANA_NOPEAK);
+    require(!found.empty(), ANA_NOPATTERN);
     std::copy(found.begin(), found.end(), matched);
     *n_matched = static_cast<int>(found.size());
   });

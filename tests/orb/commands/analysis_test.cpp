@@ -140,6 +140,7 @@ INSTANTIATE_TEST_SUITE_P(
         Source{"hpge_8k_co60.csv", "Co-60", {1173.228, 1332.492}},
         Source{"hpge_8k_i131.csv", "I-131", {284.305, 364.489, 636.989}},
         Source{"hpge_8k_cs137.csv", "Cs-137", {661.657}},
+        Source{"hpge_8k_cs137.csv", "Cs-137,Bi-207", {569.698, 661.657, 1063.656}},
         Source{"hpge_8k_ra226.csv", "Ra-226,Pb-214,Bi-214", {186.211, 295.224, 351.932, 609.321, 1120.294}}),
     [](const auto& c) {
       std::string name = c.param.nuclides;
@@ -147,6 +148,35 @@ INSTANTIATE_TEST_SUITE_P(
           name.begin(), name.end(), [](char x) { return !std::isalnum(static_cast<unsigned char>(x)); }, '_');
       return name;
     });
+
+TEST_F(AnalysisCommandTest, ScintillatorsAreCalibratedByTheirSourcesOrRefused) {
+  if (measured("csi_4k_ba133_cs137_uncal.spe").empty()) GTEST_SKIP() << "no measured spectra (ORB_TEST_DATA)";
+  const struct {
+    const char *file, *nuclides;
+    double energy, channel, within;  ///< [keV], [channel] where the line was seen by eye; 0: to be refused
+  } cases[] = {{"csi_4k_ba133_cs137_uncal.spe", "Ba-133,Cs-137", 661.66, 1093, 10},
+               {"nai_1001ch_background_uncal.spe", "K-40,Tl-208,Bi-214", 1460.8, 722, 20},
+               {"nai_1k_field_kut_calibration.spe", "K-40,Tl-208,Bi-214", 1460.8, 477.5, 20},
+               {"hpge_8k_i131.csv", "Cs-137,Co-60", 0, 0, 0},
+               {"hpge_8k_eu152.Spe", "Co-60", 0, 0, 0}};
+  for (const auto& c : cases) {
+    ASSERT_EQ(orb({"import", measured(c.file), "a.dat", "--force"}).status, 0) << c.file;
+    const auto done = orb({"calibrate", "a.dat", "--auto", c.nuclides, "--json"});
+    EXPECT_EQ(done.status, c.energy > 0 ? 0 : 1) << c.file << done.err;
+    if (c.energy == 0) continue;
+    const auto energy = orb({"eval", "a.dat", "energy", std::to_string(c.channel)});
+    EXPECT_NEAR(std::stod(energy.out), c.energy, c.within) << c.file << energy.err;
+  }
+}
+
+TEST_F(AnalysisCommandTest, TheRangeOfOneSearchIsThatOfNoOther) {
+  ASSERT_EQ(orb({"simulate", "a.dat", "--nuclides", "Cs-137:500,Co-60:500", "--seed", "3"}).status, 0);
+  const auto all = json({"peaks", "a.dat"})["peaks"].size();
+  const std::string first = orb({"get", "a.dat", "ORB_L_LOCFIRST"}).out;
+  EXPECT_LT(json({"peaks", "a.dat", "--range", "600:700keV", "--threshold", "8"})["peaks"].size(), all);
+  EXPECT_EQ(orb({"get", "a.dat", "ORB_L_LOCFIRST"}).out, first);
+  EXPECT_EQ(json({"analyze", "a.dat"})["peaks"].size(), all);
+}
 
 }  // namespace
 }  // namespace orbtest

@@ -19,6 +19,7 @@ struct CalibrationTable {
   std::vector<GivenPoint> fwhm;        ///< keV, keV
   std::vector<GivenPoint> tail;        ///< keV, keV
   std::vector<GivenPoint> efficiency;  ///< keV, 1
+  int most_terms = 3;                  ///< of the energy equation, when nobody asks for a number
   bool empty() const { return energy.empty() && fwhm.empty() && tail.empty() && efficiency.empty(); }
 };
 

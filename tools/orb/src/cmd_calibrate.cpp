@@ -6,6 +6,7 @@
 #include "calibration_text.h"
 #include "codes.h"
 #include "command.h"
+#include "engine.h"
 #include "failure.h"
 #include "json_output.h"
 #include "source_calibration.h"
@@ -49,9 +50,10 @@ lib::CalibrationPoints asPoints(const std::vector<GivenPoint>& given) {
 }
 
 /// As many terms as the points determine well: a parabola from four on.
-int termsFor(const Options& options, std::size_t n_points) {
+int termsFor(const Options& options, const CalibrationTable& table) {
   if (options.terms > 0) return options.terms;
-  return n_points >= 4 ? 3 : n_points >= 2 ? 2 : 1;
+  const std::size_t n_points = table.energy.size();
+  return n_points >= 4 ? table.most_terms : n_points >= 2 ? 2 : 1;
 }
 
 /// The file object tells a failure by its line in the log alone.
@@ -63,6 +65,22 @@ lib::ParameterMap fitEquations(FileAccess& file, const CalibrationTable& table, 
   vyx::routeLog(former);
   if (failure != 0) throw Failure(file.name(), "cannot fit the equations", failure);
   return results;
+}
+
+/// As fitEquations. Widths that were found, not given, do not stand in the way of the energies.
+lib::ParameterMap fitBest(FileAccess& file, CalibrationTable& table, int terms, bool is_found, const Note& note) {
+  std::vector<orbengine::BlockCopy> former;
+  for (const auto cls : {ORB_CLS_ACQUISITION, ORB_CLS_CALRESULTS, ORB_CLS_SHAPECALRES})
+    former.emplace_back(file.handle(), static_cast<USHORT>(cls));
+  try {
+    return fitEquations(file, table, terms);
+  } catch (const Failure&) {
+    if (!is_found || table.fwhm.empty() || table.energy.empty()) throw;
+    for (const auto& block : former) block.restore();
+    table.fwhm.clear();
+    note("the widths of the lines make no FWHM curve; the file keeps its own");
+    return fitEquations(file, table, terms);
+  }
 }
 
 Json equationJson(const lib::ParameterMap& results, std::initializer_list<std::uint32_t> codes, std::uint32_t chi2) {
@@ -127,11 +145,12 @@ int run(const Options& options, Console& console) {
   CalibrationTable table = givenPoints(options);
   FileAccess file;
   openForWriting(file, options.file);
-  if (!options.source.empty()) addSourceLines(file, options.source, options.library, table);
+  const Note note = [&](const std::string& text) { console.note(options.file + ": " + text); };
+  if (!options.source.empty()) addSourceLines(file, options.source, options.library, table, note);
   if (table.empty()) throw UsageError("calibrate: give points, a table of points, or a source (--auto)");
   lib::ParameterMap results;
   if (!table.energy.empty() || !table.fwhm.empty() || !table.tail.empty())
-    results = fitEquations(file, table, termsFor(options, table.energy.size()));
+    results = fitBest(file, table, termsFor(options, table), !options.source.empty(), note);
   if (!table.efficiency.empty()) fitEfficiency(file, table.efficiency);
   putSources(file, options, table);
   flushAndClose(file);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <sstream>
 
 #include "anautils.h"
@@ -30,17 +31,29 @@ std::vector<LibraryLine> linesOf(const std::string& nuclides, const std::string&
 std::vector<AnaMatchedLine_T> matchesOf(const FileAccess& file, const std::vector<LibraryLine>& lines) {
   std::vector<double> energies;
   std::vector<double> intensities;
+  std::vector<int> groups;
   for (const LibraryLine& line : lines) {
+    const bool is_new = groups.empty() || line.nuclide != lines[groups.size() - 1].nuclide;
+    groups.push_back(groups.empty() ? 0 : groups.back() + (is_new ? 1 : 0));
     energies.push_back(line.energy_keV);
     intensities.push_back(line.probability);
   }
   std::vector<AnaMatchedLine_T> matched(lines.size());
   int n = 0;
-  const LONG status = lFindSource(file.handle(), energies.data(), intensities.data(), static_cast<int>(lines.size()),
-                                  matched.data(), &n);
+  const LONG status = lFindSource(file.handle(), energies.data(), intensities.data(), groups.data(),
+                                  static_cast<int>(lines.size()), matched.data(), &n);
   require(static_cast<std::uint32_t>(status), file.name(), "cannot find the source's lines");
   matched.resize(static_cast<std::size_t>(n));
   return matched;
+}
+
+/// Nuclides that take no part because none of their lines was found.
+void tellMissing(const std::vector<LibraryLine>& lines, const std::vector<AnaMatchedLine_T>& matched,
+                 const Note& note) {
+  std::set<std::string> missing;
+  for (const LibraryLine& line : lines) missing.insert(line.nuclide);
+  for (const AnaMatchedLine_T& match : matched) missing.erase(lines[static_cast<std::size_t>(match.iKnown)].nuclide);
+  for (const std::string& nuclide : missing) note("no line of " + nuclide + " was found");
 }
 
 /// keV per channel between the neighbours of a match.
@@ -55,9 +68,10 @@ double slopeAt(const std::vector<AnaMatchedLine_T>& matched, const std::vector<L
 }  // namespace
 
 void addSourceLines(const FileAccess& file, const std::string& nuclides, const std::string& library,
-                    CalibrationTable& table) {
+                    CalibrationTable& table, const Note& note) {
   const auto lines = linesOf(nuclides, library);
   const auto matched = matchesOf(file, lines);
+  tellMissing(lines, matched, note);
   for (std::size_t i = 0; i < matched.size(); ++i) {
     const AnaMatchedLine_T& match = matched[i];
     const LibraryLine& line = lines[static_cast<std::size_t>(match.iKnown)];
@@ -69,7 +83,13 @@ void addSourceLines(const FileAccess& file, const std::string& nuclides, const s
     const double fwhm = slope * match.dFwhm;
     table.fwhm.push_back({line.energy_keV, fwhm, std::hypot(slope * match.dFwhmUnc, kLeastFwhmUnc * fwhm), ""});
   }
+  if (matched.size() == 1) note("one line was found: it fixes the gain, and the offset is taken to be 0");
   if (table.fwhm.size() < 2) table.fwhm.clear();  // one width is no curve
+  // Few lines of a scintillator do not tell a bend from their overlaps.
+  constexpr double kBroad = 0.03;
+  constexpr std::size_t kFew = 8;
+  const bool is_broad = !table.fwhm.empty() && table.fwhm.back().value > kBroad * table.fwhm.back().x;
+  if (is_broad && table.energy.size() < kFew) table.most_terms = 2;
 }
 
 }  // namespace orb::tool

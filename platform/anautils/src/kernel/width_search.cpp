@@ -118,10 +118,18 @@ std::vector<double> estimatedWidths(const std::vector<double>& counts) {
       const double difference = strongest[j].fwhm * strongest[j].fwhm - strongest[i].fwhm * strongest[i].fwhm;
       if (distance != 0) slopes.push_back(difference / distance);
     }
-  const double slope = strongest.size() < 4 ? 0 : std::max(0.0, medianOf(slopes));
+  double slope = strongest.size() < 4 ? 0 : std::max(0.0, medianOf(slopes));
   std::vector<double> rest;
-  for (const Blob& blob : strongest) rest.push_back(blob.fwhm * blob.fwhm - slope * blob.at);
-  const double offset = medianOf(rest);
+  std::vector<double> ratios;
+  for (const Blob& blob : strongest) {
+    rest.push_back(blob.fwhm * blob.fwhm - slope * blob.at);
+    ratios.push_back(blob.fwhm * blob.fwhm / std::max(1, blob.at));
+  }
+  double offset = medianOf(rest);
+  if (offset < 0) {  // no line has a square below 0: through the origin
+    offset = 0;
+    slope = medianOf(ratios);
+  }
   std::vector<double> widths(counts.size());
   for (std::size_t i = 0; i < widths.size(); ++i)
     widths[i] = std::sqrt(std::max(kNarrowest * kNarrowest, offset + slope * static_cast<double>(i)));
