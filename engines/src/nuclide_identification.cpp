@@ -85,8 +85,7 @@ class Identification {
         CandidateLine seen;
         seen.energy = line.energy;
         seen.sensitivity = line.probability * efficiencyAt(line.energy);
-        seen.limit = view_.detectionLimit(line.energy);
-        seen.is_hidden = isHidden(line.energy);
+        seen.limit = std::max(view_.detectionLimit(line.energy), hiddenCounts(line.energy));
         seen.tolerance = toleranceAt(line.energy);
         seen.identifies = !line.is_annihilation;
         candidate.lines.push_back(seen);
@@ -111,12 +110,14 @@ class Identification {
     return efficiency ? efficiency->value : 0;
   }
 
-  /// Whether a line could lie unresolved in the flank of a fitted one; then it cannot be missed.
-  bool isHidden(double energy) const {
+  /// Counts of a line that could lie unresolved in the flanks of fitted ones.
+  double hiddenCounts(double energy) const {
     constexpr double kReach_fwhm = 1.25;
-    return std::any_of(peaks_.begin(), peaks_.end(), [&](const FittedPeak& peak) {
-      return std::abs(peak.energy - energy) < kReach_fwhm * scale_.fwhm(energy);
-    });
+    constexpr double kShare = 0.5;
+    double counts = 0;
+    for (const FittedPeak& peak : peaks_)
+      if (std::abs(peak.energy - energy) < kReach_fwhm * scale_.fwhm(energy)) counts += kShare * peak.area;
+    return counts;
   }
 
   /// No narrower than what a spectrum of coarse channels can tell.

@@ -11,6 +11,7 @@ namespace {
 constexpr double kPeakWorth = 16;       // a peak explained or not counts no more than a deviation of 4 sigma
 constexpr double kLeastGain = 4;        // of a nuclide: two sigma
 constexpr double kExpectedAbove = 1.5;  // a line ought to be seen from this many detection limits on
+constexpr double kChanceWeight = 0.4;   // most candidates have lines that rule them out at once
 constexpr int kSweeps = 3;
 
 double squared(double x) {
@@ -90,7 +91,7 @@ class Explanation {
     }
     const auto& lines = candidates_[static_cast<std::size_t>(h.candidate)].lines;
     for (std::size_t i = 0; i < lines.size(); ++i) {
-      if (h.lines[i].peak < 0 && lines[i].identifies && !lines[i].is_hidden)
+      if (h.lines[i].peak < 0 && lines[i].identifies)
         gain -= settings_.miss_penalty * missing(strength * lines[i].sensitivity, lines[i].limit);
     }
     return gain;
@@ -153,8 +154,7 @@ double foundShare(Hypothesis& h, const Candidate& candidate) {
   for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
     const CandidateLine& line = candidate.lines[i];
     const bool is_found = h.lines[i].peak >= 0;
-    h.lines[i].is_expected =
-        is_found || (!line.is_hidden && h.strength * line.sensitivity > kExpectedAbove * line.limit);
+    h.lines[i].is_expected = is_found || h.strength * line.sensitivity > kExpectedAbove * line.limit;
     if (!line.identifies) continue;
     if (h.lines[i].is_expected) expected += line.sensitivity;
     if (is_found) found += line.sensitivity;
@@ -187,12 +187,44 @@ double closeness(const Hypothesis& h) {
   return weights > 0 ? sum / weights : 0;
 }
 
+/// How probable it is that a peak lies as near to a line by chance, for all lines of a nuclide together: from the
+/// density of the peaks that are clearer. The clearest one of its surroundings is not there by chance.
+class Coincidence {
+ public:
+  explicit Coincidence(const std::vector<SpectrumPeak>& peaks) : peaks_(peaks) {}
+
+  double probability(const Hypothesis& h, const Candidate& candidate) const {
+    double all = 1;
+    for (std::size_t i = 0; i < candidate.lines.size(); ++i)
+      if (h.lines[i].peak >= 0 && candidate.lines[i].identifies) all *= ofLine(h.lines[i], candidate.lines[i]);
+    return all;
+  }
+
+ private:
+  static double clearness(const SpectrumPeak& peak) { return peak.area_u > 0 ? peak.area / peak.area_u : 0; }
+
+  double ofLine(const MatchedLine& match, const CandidateLine& line) const {
+    constexpr double kLeastReach_keV = 50;
+    constexpr double kReach = 0.15;   // of the energy, to both sides
+    constexpr double kNearest = 0.1;  // of the tolerance: nearer than this says no more
+    const double own = clearness(peaks_[static_cast<std::size_t>(match.peak)]);
+    const double reach = std::max(kLeastReach_keV, kReach * line.energy);
+    const auto clearer = std::count_if(peaks_.begin(), peaks_.end(), [&](const SpectrumPeak& peak) {
+      return std::abs(peak.energy - line.energy) < reach && clearness(peak) > own;
+    });
+    const double distance = std::max(std::abs(match.delta_e), kNearest * line.tolerance);
+    return std::min(1.0, static_cast<double>(clearer) * distance / reach);
+  }
+
+  const std::vector<SpectrumPeak>& peaks_;
+};
+
 /// The selection: hypotheses that are in, and what they explain.
 class Selection {
  public:
   Selection(const std::vector<SpectrumPeak>& peaks, const std::vector<Candidate>& candidates,
             const IdentificationSettings& settings)
-      : candidates_(candidates), settings_(settings), explanation_(peaks, candidates, settings) {
+      : candidates_(candidates), settings_(settings), explanation_(peaks, candidates, settings), coincidence_(peaks) {
     for (std::size_t i = 0; i < candidates.size(); ++i) {
       Hypothesis h = matched(peaks, candidates[i], static_cast<int>(i));
       if (!h.shares.empty()) waiting_.push_back(std::move(h));
@@ -273,7 +305,10 @@ class Selection {
     // A line that is too weak to be missed still would have made the nuclide surer.
     const double completeness =
         (1 - settings_.miss_penalty * (1 - nuclide.share)) * (1 + emissionShare(h, candidateOf(h))) / 2;
-    nuclide.confidence = std::clamp(closeness(h) * completeness * agreement * evidence, 0.0, 1.0);
+    // Of all nuclides that were tried, so many would be expected to fit as well by chance.
+    const double by_chance = static_cast<double>(candidates_.size()) * coincidence_.probability(h, candidateOf(h));
+    const double trust = 1 / (1 + kChanceWeight * by_chance);
+    nuclide.confidence = std::clamp(closeness(h) * completeness * agreement * evidence * trust, 0.0, 1.0);
     nuclide.lines = h.lines;
     return nuclide;
   }
@@ -283,6 +318,7 @@ class Selection {
   const std::vector<Candidate>& candidates_;
   const IdentificationSettings& settings_;
   Explanation explanation_;
+  Coincidence coincidence_;
   std::vector<Hypothesis> waiting_;
   std::vector<Hypothesis> taken_;
 };

@@ -20,9 +20,10 @@ struct SpectrumPeak {
 struct CandidateLine {
   double energy = 0;       ///< [keV]
   double sensitivity = 0;  ///< counts for a strength of 1
-  double limit = 0;        ///< detection limit of its area [counts]; infinite: it cannot be seen there
+  /// Detection limit of its area [counts], more beside a peak in whose flank it may lie unresolved. Infinite: it cannot
+  /// be seen there.
+  double limit = 0;
   double tolerance = 0;    ///< greatest distance of a peak [keV]
-  bool is_hidden = false;  ///< it may lie unresolved in the flank of a peak, so that it cannot be missed
   bool identifies = true;  ///< false: it says nothing, found or not (annihilation)
 };
 

@@ -139,6 +139,12 @@ class Scale {
   double widthAtReference(const Line& line) const {
     return fwhm_keV(line) * std::sqrt(kReference_keV / energy(line.channel));
   }
+  DetectorGuess guess(bool is_NaI, const char* what, const Line& clearest, const Line& narrowest) const {
+    DetectorGuess guess{is_NaI, what + words(clearest), 0, 0};
+    if (is_calibrated_) guess.energy_keV = energy(narrowest.channel);
+    if (is_calibrated_) guess.fwhm_keV = fwhm_keV(narrowest);
+    return guess;
+  }
   std::string words(const Line& line) const {
     if (is_calibrated_) {
       return "about " + roundedText(fwhm_keV(line), 2) + " keV wide at " + roundedText(energy(line.channel), 4) +
@@ -153,6 +159,13 @@ class Scale {
   bool is_calibrated_;
 };
 
+/// For its energy: humps are broader than lines.
+Line narrowestOf(const std::vector<Line>& lines, const Scale& scale) {
+  return *std::min_element(lines.begin(), lines.end(), [&](const Line& a, const Line& b) {
+    return scale.widthAtReference(a) < scale.widthAtReference(b);
+  });
+}
+
 bool contains(const std::string& text, std::initializer_list<const char*> words) {
   const std::string lower = toLower(text);
   return std::any_of(words.begin(), words.end(),
@@ -160,10 +173,11 @@ bool contains(const std::string& text, std::initializer_list<const char*> words)
 }
 
 DetectorGuess guessWithoutLines(std::size_t n_channels, const std::string& named) {
-  if (contains(named, {"hpge", "germanium", "ge(li)"})) return {false, "the file names its detector so"};
-  if (contains(named, {"nai", "csi", "labr", "cebr", "scintill"})) return {true, "the file names its detector so"};
+  if (contains(named, {"hpge", "germanium", "ge(li)"})) return {false, "the file names its detector so", 0, 0};
+  if (contains(named, {"nai", "csi", "labr", "cebr", "scintill"}))
+    return {true, "the file names its detector so", 0, 0};
   return {n_channels < kChannelsOfGermanium,
-          "no line stands out; guessed from the number of channels, " + std::to_string(n_channels)};
+          "no line stands out; guessed from the number of channels, " + std::to_string(n_channels), 0, 0};
 }
 
 }  // namespace
@@ -180,8 +194,8 @@ DetectorGuess guessDetector(std::span<const double> counts, std::span<const doub
   // Both lists are sorted. A continuum has broad humps with germanium too; narrow lines exist with germanium only.
   const bool narrow_rules = !narrow.empty() && (broad.empty() || narrow.size() >= kEnoughNarrow ||
                                                 narrow[0].significance > broad[0].significance / 3);
-  if (narrow_rules) return {false, "a line is " + scale.words(narrow[0])};
-  if (!broad.empty()) return {true, "the clearest line is " + scale.words(broad[0])};
+  if (narrow_rules) return scale.guess(false, "a line is ", narrow[0], narrow[0]);
+  if (!broad.empty()) return scale.guess(true, "the clearest line is ", broad[0], narrowestOf(broad, scale));
   return guessWithoutLines(counts.size(), named);
 }
 

@@ -7,7 +7,9 @@ namespace orb::tool {
 
 struct DetectorGuess {
   bool is_NaI = false;
-  std::string reason;  ///< "lines as narrow as 2.1 keV at 1460 keV"
+  std::string reason;     ///< "lines as narrow as 2.1 keV at 1460 keV"
+  double energy_keV = 0;  ///< of the line that is narrowest for its energy; 0: none, or no calibration
+  double fwhm_keV = 0;    ///< of that line, roughly
 };
 
 /// @param counts        element i is the count of channel i + 1

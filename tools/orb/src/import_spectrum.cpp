@@ -1,8 +1,12 @@
 #include "import_spectrum.h"
 
+#include "blocks.h"
+#include "calibration_text.h"
+#include "codes.h"
 #include "detector_guess.h"
 #include "failure.h"
 #include "spectrum_file.h"
+#include "value_text.h"
 
 namespace orb::tool {
 
@@ -21,13 +25,26 @@ const formats::SpectrumData& choose(const SpectrumFile& source, std::size_t numb
   return source.spectra[number == 0 ? 0 : number - 1];
 }
 
-bool isScintillator(const ImportRequest& request, const formats::SpectrumData& spectrum, const Note& note) {
-  if (!request.detector.empty()) return request.detector == "nai";
+DetectorGuess detectorOf(const ImportRequest& request, const formats::SpectrumData& spectrum, const Note& note) {
+  if (!request.detector.empty()) return {request.detector == "nai", "", 0, 0};
   const auto energy = energyFromOne(spectrum, [](const std::string&) {});
   const std::string named = spectrum.detector + " " + spectrum.instrument;
   const DetectorGuess guess = guessDetector(countsFromChannelZero(spectrum), energy, named);
   note(std::string("taken for ") + (guess.is_NaI ? "a scintillator (nai)" : "germanium (hpge)") + ": " + guess.reason);
-  return guess.is_NaI;
+  return guess;
+}
+
+/// Scintillators differ much. Where the typical widths are far below those of all lines that stand out, they would
+/// make several lines of one; they are scaled to the narrowest, and still count as not measured.
+void scaleTypicalWidths(FileAccess& file, const DetectorGuess& guess, const Note& note) {
+  constexpr double kFarBelow = 1.3;
+  const auto typical = readFwhmCalibration(file);
+  if (!guess.is_NaI || guess.energy_keV <= 0 || !typical || typical->source != kTypicalWidths) return;
+  const double ratio = guess.fwhm_keV / typical->fwhm_keV(guess.energy_keV);
+  if (!(ratio > kFarBelow && ratio < 10)) return;
+  putValue(file, kFwhmOffset, Variant(typical->offset * ratio));
+  putValue(file, kFwhmSlope, Variant(typical->slope * ratio));
+  note("the typical widths were scaled by " + roundedText(ratio, 2) + " to those in the spectrum");
 }
 
 }  // namespace
@@ -39,10 +56,11 @@ void importSpectrum(const ImportRequest& request, FileAccess& file, const std::s
   for (const std::string& warning : spectrum.warnings) note(warning);
 
   const auto n_channels = static_cast<std::uint32_t>(countsFromChannelZero(spectrum).size());
-  const bool is_NaI = isScintillator(request, spectrum, note);
-  const std::string type = request.detector.empty() ? "" : is_NaI ? "NAI" : "HPGE";
-  require(file.create(target, n_channels, is_NaI), shown_name, "cannot create");
+  const DetectorGuess detector = detectorOf(request, spectrum, note);
+  const std::string type = request.detector.empty() ? "" : detector.is_NaI ? "NAI" : "HPGE";
+  require(file.create(target, n_channels, detector.is_NaI), shown_name, "cannot create");
   fillFile(file, spectrum, {request.spectrum, formatWords(source.format), type}, note);
+  scaleTypicalWidths(file, detector, note);
 }
 
 }  // namespace orb::tool
