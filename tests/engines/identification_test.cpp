@@ -84,6 +84,23 @@ TEST(IdentificationTest, ConfidenceFallsWithDistanceAndMissingLines) {
   EXPECT_LT(confidence({peak(1173.2, 900), peak(1332.5, 800)}, with_weak), whole - 0.1);
 }
 
+TEST(IdentificationTest, ANearPeakAmongManyClearerOnesMayBeChance) {
+  std::vector<Candidate> library(60, Candidate{{line(3000, 1)}});
+  library[0] = kOneLine;
+  const auto confidence = [&](const std::vector<SpectrumPeak>& peaks) {
+    const auto found = identify(peaks, library, {0.3, 0.1, 0.0, 1});
+    return found.empty() ? 0 : found.front().confidence;
+  };
+  std::vector<SpectrumPeak> peaks = {peak(661.9, 150)};
+  const double alone = confidence(peaks);
+  EXPECT_GT(alone, 0.8);
+  for (int i = -10; i <= 10; ++i)
+    if (i != 0) peaks.push_back(peak(661.7 + 9 * i, 4000));
+  EXPECT_LT(confidence(peaks), alone - 0.2);
+  peaks[0] = peak(661.9, 40000);  // the clearest of all
+  EXPECT_GE(confidence(peaks), alone);
+}
+
 TEST(IdentificationTest, StrengthIsThatOfTheUndisturbedLines) {
   const auto found =
       identify({peak(295.2, 5000), peak(351.9, 9000), peak(609.3, 30000), peak(1120.3, 2000)}, {kChain}, {});

@@ -117,6 +117,8 @@ double energyAt(const Detector& detector, double channel) {
   return detector.offset_keV + channel * (detector.gain_keV + channel * detector.quadratic_keV);
 }
 
+constexpr double kMostCounts = 2e9;  // of a channel; counts have 32 bits in a data file
+
 double channelAt(const Detector& detector, double energy) {
   const double q = detector.quadratic_keV;
   const double c = energy - detector.offset_keV;
@@ -174,6 +176,9 @@ Spectrum simulate(const Detector& detector, const std::vector<Line>& lines, doub
     spectrum.lines.push_back({line.nuclide, line.energy_keV, channel, fwhmAt(detector, line.energy_keV), area});
   }
   addBackground(detector, background_cps * live_s, spectrum.expected);
+  const auto fullest = std::max_element(spectrum.expected.begin(), spectrum.expected.end());
+  if (fullest != spectrum.expected.end() && !(*fullest < kMostCounts))
+    throw std::range_error("a channel would hold more than 2 000 000 000 counts; ask for less activity or time");
   std::sort(spectrum.lines.begin(), spectrum.lines.end(),
             [](const TrueLine& a, const TrueLine& b) { return a.energy_keV < b.energy_keV; });
   spectrum.counts = drawCounts(spectrum.expected, seed);

@@ -69,6 +69,7 @@ class Target {
     requireNoOtherFile(named_);
     draft_ = std::make_unique<DraftFile>(named_, in_place || options.force);
     path_ = draft_->path();
+    if (in_place) openForWriting(original_, named_);  // nobody writes to what is about to be replaced
   }
 
   const std::string& path() const { return path_; }
@@ -76,11 +77,13 @@ class Target {
   void publish() {
     if (draft_) draft_->publish();
     if (draft_) path_ = named_;
+    if (original_.isOpen()) original_.close(com::norvale::orb::NOFLUSH);
   }
 
  private:
   std::unique_ptr<TemporaryFile> temporary_;
   std::unique_ptr<DraftFile> draft_;
+  FileAccess original_;
   std::string named_;
   std::string path_;
 };

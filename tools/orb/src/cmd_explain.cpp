@@ -18,15 +18,17 @@ struct Options {
   bool json = false;
 };
 
-/// Hexadecimal or decimal; a negative number is the same 32 bits with a sign.
+/// A name, or hexadecimal or decimal; a negative number is the same 32 bits with a sign.
 std::uint32_t parseCode(const std::string& text) {
+  if (const auto named = codeOfName(text)) return *named;
   const bool is_hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
   const char* const end = text.data() + text.size();
   std::int64_t number = 0;
   const auto read = std::from_chars(text.data() + (is_hex ? 2 : 0), end, number, is_hex ? 16 : 10);
   const bool fits = number >= INT32_MIN && number <= UINT32_MAX && !(is_hex && number < 0);
   if (read.ec != std::errc() || read.ptr != end || !fits) {
-    throw UsageError("explain: '" + escapeLine(text) + "' is no code; a code is a number such as 0xE0610032");
+    throw UsageError("explain: '" + escapeLine(text) +
+                     "' is no code; a code is a number such as 0xE0610032 or a name such as AIO_NOFILE");
   }
   return static_cast<std::uint32_t>(number);
 }
@@ -66,7 +68,8 @@ int run(const Options& options, Console& console) {
 void addExplain(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand("explain", "Put a result code or a status into words");
-  command->add_option("CODE", options->code, "Result code or status, in hexadecimal (0x...) or decimal")->required();
+  command->add_option("CODE", options->code, "Result code or status: hexadecimal (0x...), decimal, or its name")
+      ->required();
   command->add_flag("--json", options->json, "Print JSON");
   command->footer("Exit status 1 for a code that the library does not have.\n\nExample:\n  orb explain 0xE0610032");
   command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });

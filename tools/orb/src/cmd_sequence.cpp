@@ -5,6 +5,7 @@
 #include "atomic_file.h"
 #include "comdefs.h"
 #include "command.h"
+#include "engine_set.h"
 #include "failure.h"
 #include "json_output.h"
 #include "sequence_file.h"
@@ -71,7 +72,19 @@ int show(const Options& options, Console& console) {
   return kDone;
 }
 
-int add(const Options& options, Console&) {
+/// A sequence may be made for another set of engines, so this is no failure.
+void tellUnknownEngine(const std::string& name, Console& console) {
+  try {
+    const auto engines = parseAEF(findEngines({}).catalogue);
+    const auto is_it = [&](const auto& engine) { return engine.Name == name; };
+    if (std::none_of(engines.begin(), engines.end(), is_it))
+      console.note("no engine of the catalogue is called '" + escapeLine(name) + "'; 'orb engines' lists them");
+  } catch (const Failure&) {  // no catalogue at all: nothing to compare with
+  }
+}
+
+int add(const Options& options, Console& console) {
+  tellUnknownEngine(options.step.engine, console);
   FileAccess file;
   openForWriting(file, options.file);
   const std::size_t end = std::numeric_limits<std::size_t>::max();
@@ -128,7 +141,10 @@ void addSequence(CLI::App& app, Job& job) {
   insert->add_option("--description", options->step.description, "What the step is for")->type_name("TEXT");
 
   CLI::App* const take = addAction(*sequence, "remove", "Remove a step", options, job, removeOne);
-  take->add_option("N", options->number, "Number of the step, from 1")->required()->type_name("");
+  take->add_option("N", options->number, "Number of the step, from 1")
+      ->required()
+      ->check(CLI::Range(1, 65535))
+      ->type_name("");
 
   sequence->footer(
       "A sequence keeps no processing settings of its own, so the analysed file's hold; a file that has them may carry "

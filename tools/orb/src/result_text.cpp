@@ -57,6 +57,14 @@ constexpr Status kStatuses[] = {
 
 }  // namespace
 
+std::optional<std::uint32_t> codeOfName(const std::string& name) {
+  for (const Status& status : kStatuses)
+    if (name == status.name) return status.status;
+  for (const OwnCode& own : kOwnCodes)
+    if (name == own.name) return own.code;
+  return std::nullopt;
+}
+
 ResultText explainCode(std::uint32_t code) {
   ResultText result;
   result.result_code = code;

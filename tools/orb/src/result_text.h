@@ -1,6 +1,7 @@
 /// Result codes and statuses in words. Failure messages and `orb explain` both take them from here.
 #pragma once
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace orb::tool {
@@ -19,6 +20,9 @@ struct ResultText {
 /// Looks a code up: a result code of the file object, or a status of the service, the routines or the engines, as it is
 /// or as the file object hands it on.
 ResultText explainCode(std::uint32_t code);
+
+/// The code that a name such as AIO_NOFILE stands for; nothing when none is called so.
+std::optional<std::uint32_t> codeOfName(const std::string& name);
 
 /// "the file does not exist (0xE0610032)"
 std::string codeInWords(std::uint32_t code);
