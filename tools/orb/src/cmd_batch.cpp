@@ -206,6 +206,7 @@ int run(Options options, Console& console) {
     requireFreeTable(options.csv, inputs);
     table = std::make_unique<DraftFile>(options.csv, true);
   }
+  const auto loaded = keepLoaded(options.request.engines);
   const std::vector<Outcome> outcomes = Batch(options, inputs).run();
   print(outcomes, console);
   if (table) table->write(csvOf(outcomes));

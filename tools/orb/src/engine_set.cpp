@@ -55,6 +55,15 @@ EngineSet findEngines(const EngineOptions& options) {
   return engines;
 }
 
+std::vector<std::unique_ptr<com::norvale::datatypes::Library>> keepLoaded(const EngineSet& engines) {
+  std::vector<std::unique_ptr<com::norvale::datatypes::Library>> loaded;
+  for (const auto& engine : parseAEF(engines.catalogue)) {
+    auto library = std::make_unique<com::norvale::datatypes::Library>();
+    if (library->open(engines.folder + engine.Resource) == 0) loaded.push_back(std::move(library));
+  }
+  return loaded;
+}
+
 std::string findSequence(const std::string& name) {
   const std::string wanted = name.empty() ? kStandardSequence : name;
   if (const auto path = findDataFile(wanted)) return *path;

@@ -1,8 +1,11 @@
 /// Where the engines are: their catalogue and the folder of their libraries.
 #pragma once
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "FileAccess.h"
+#include "Library.h"
 #include "command.h"
 
 namespace orb::tool {
@@ -24,6 +27,10 @@ void addSequenceOption(CLI::App& command, std::string& sequence);
 /// the environment variable ORB_ENGINES names, that of an installed orb, or that of the build tree.
 /// @throws Failure when the catalogue cannot be read or holds no engine
 EngineSet findEngines(const EngineOptions& options);
+
+/// The engines' libraries, loaded for as long as the objects live. A step then loads its engine at next to no cost, and
+/// threads do not wait for each other's loading. One that does not load is left to its step.
+std::vector<std::unique_ptr<com::norvale::datatypes::Library>> keepLoaded(const EngineSet& engines);
 
 /// Path of the sequence: the file of that name, or of that name in a data folder (data_folders.h). An empty name
 /// means the standard sequence.

@@ -1,4 +1,6 @@
 // orb: every command runs here, and every failure ends here.
+#include <sqlite3.h>
+
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -29,6 +31,8 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A reader that goes away ends the command by an error of write, so that drafts are removed on the way out.
   std::signal(SIGPIPE, SIG_IGN);
+  // SQLite counts its memory under one lock of the whole process, for which the threads of a batch would wait.
+  sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
   try {
     return run(argc, argv);
   } catch (const OutputClosed&) {
