@@ -32,6 +32,7 @@ LineStart calibratedStart(const LineCalibration& calibration, double position, T
 
 FitSettings settingsForRegion(const LineFitSettings& settings, std::size_t n_lines, double fwhm) {
   FitSettings fit = settings.fit;
+  fit.find_tail = settings.tail == TailMode::Auto;
   fit.curvature = n_lines > 1 ? settings.curvature_multiplet : settings.curvature_single;
   const double channels = settings.free_fwhm > 0 ? settings.free_fwhm * fwhm : settings.free_channels;
   fit.free_left = fit.free_right = static_cast<int>(std::min(channels + 0.5, 1e6));

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <deque>
 #include <limits>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -15,7 +16,9 @@ constexpr double kScoreMargin = 0.8;   // FWHM, from the ends of the region: the
 constexpr double kScoreReach = 3.0;    // FWHM
 constexpr double kSplit = 0.35;        // FWHM, to both sides
 constexpr double kBeside = 2.5;        // FWHM, within which the shape of a strong line decides about a weak one
-constexpr double kWidthPull = 3;       // standard deviations of the calibrated width that ask for a second line
+constexpr double kTailStarts[] = {0.55, 0.75, 1.0};  // FWHM from the centroid to the tail's junction
+constexpr double kLineCosts = 6;                     // of the merit
+constexpr double kWidthPull = 3;  // standard deviations of the calibrated width that ask for a second line
 
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
@@ -195,6 +198,39 @@ bool addLineAt(LineFit& fit, double position) {
   return found;
 }
 
+/// The lines with the tail that explains most, when that is worth as much as an added line has to be. One tail is
+/// common to the region; the scatter draws each start only so far, so several are tried.
+std::optional<LineFit> fitWithTail(const LineFit& fit) {
+  const FitSettings& settings = *fit.problem.settings;
+  std::vector<TrackedLine> lines = fittedStarts(fit);
+  const bool has_tail = std::any_of(lines.begin(), lines.end(), [](const auto& line) { return line.start.tail > 0; });
+  if (!settings.find_tail || has_tail) return std::nullopt;
+  std::optional<LineFit> best;
+  for (const double junction : kTailStarts) {
+    for (TrackedLine& line : lines) line.start.tail = junction * line.start.width;
+    LineFit trial = refit(fit, lines);
+    const bool is_free = !trial.problem.held[at(trial.problem.layout.tail())];
+    const bool is_on_bound = trial.scoring.on_bound[at(trial.problem.layout.tail())];
+    const bool pays = fit.merit() - trial.merit() > square(settings.add_significance);
+    if (!trial.scoring.converged || !is_free || is_on_bound || !pays) continue;
+    if (!best || trial.merit() < best->merit()) best = std::move(trial);
+  }
+  return best;
+}
+
+/// What a fit without a tail takes for a weak line at the foot of a strong one. A line has two parameters more.
+bool takeLineOrTail(LineFit& fit, double position) {
+  LineFit with_line = fit;
+  const bool line_found = addLineAt(with_line, position);
+  std::optional<LineFit> with_tail = fitWithTail(fit);
+  if (with_tail && (!line_found || with_tail->merit() < with_line.merit() + kLineCosts)) {
+    fit = std::move(*with_tail);
+    return true;
+  }
+  if (line_found) fit = std::move(with_line);
+  return line_found;
+}
+
 /// Strongest line of common width: the one to split if the width asks for it.
 double strongestPosition(const LineFit& fit) {
   int strongest = 0;
@@ -274,7 +310,7 @@ void addLines(LineFit& fit) {
   for (int added = 0; added < settings.max_added && fit.count() < kMaxLines; ++added) {
     const LineScore score = greatestScore(fit);
     const bool residual_asks = score.score > settings.residual_threshold;
-    if (residual_asks && addLineAt(fit, score.position)) continue;
+    if (residual_asks && takeLineOrTail(fit, score.position)) continue;
     if (!widthAsksForLine(fit) || !addLineAt(fit, strongestPosition(fit))) return;
   }
 }

@@ -51,6 +51,7 @@ struct FitSettings {
   double width_scatter = 0.02;     ///< relative standard deviation of the calibrated FWHM
   double tail_scatter = 0.2;       ///< the same of the calibrated junction distance
   double tail_free_counts = 2000;  ///< the tail is fitted, drawn by its scatter, above so many counts in lines
+  bool find_tail = false;          ///< lines without one may get it where it explains residuals better than a line
   double step_min_counts = 2000;   ///< a step is fitted above so many counts in lines, ...
   double step_significance = 3;    ///< ... or where the two sides differ by so many standard deviations
   double curvature = 0;            ///< standard deviation of (middle - mean level) / mean level; 0 is a straight line
