@@ -235,6 +235,7 @@ double foundShare(double separation, double ratio, double total, int replicas, u
   std::mt19937_64 random(seed);
   FitSettings settings = settingsOf(WidthMode::Derived);
   settings.max_added = 2;
+  settings.find_tail = true;
   int found = 0;
   for (int i = 0; i < replicas; ++i) {
     const RegionFit result = fit(drawnCounts(expected, random), {startAt(18)}, settings);
@@ -271,6 +272,7 @@ Measure wrongShape() {
         FitSettings settings = settingsOf(WidthMode::Derived);
         settings.continuum = Continuum::Step;
         settings.max_added = 2;
+        settings.find_tail = true;
         std::mt19937_64 random(99);
         const auto expected = expectedCounts(region);
         Sample areas;

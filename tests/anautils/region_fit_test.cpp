@@ -28,6 +28,7 @@ FitSettings settingsOf(WidthMode width, Continuum continuum = Continuum::Linear,
   settings.width = width;
   settings.continuum = continuum;
   settings.max_added = max_added;
+  settings.find_tail = max_added > 0;
   if (width == WidthMode::Fixed) settings.width_scatter = 0;
   return settings;
 }
@@ -374,13 +375,31 @@ TEST(RegionFit, OvercomesAWrongShapeCalibrationOfStrongLines) {
     }
 }
 
+TEST(RegionFit, FindsTheTailThatALineWithoutOneShows) {
+  std::mt19937_64 random(59);
+  const std::vector<double> expected = expectedCounts({50, {{27.2, 6, 1e5, 3.6}}, 60, 50, 0.003});
+  double area = 0, tail = 0, n = 0;
+  for (int replica = 0; replica < 60; ++replica) {
+    const RegionFit result =
+        fit(drawnCounts(expected, random), {{27, 6}}, settingsOf(WidthMode::Derived, Continuum::Step, 4));
+    if (result.lines.size() != 1) continue;
+    ++n;
+    area += result.lines[0].area;
+    tail += result.lines[0].tail;
+  }
+  EXPECT_GE(n, 50);  // noise may look more like a line
+  EXPECT_NEAR(area / n, 1e5, 200);
+  EXPECT_NEAR(tail / n, 3.6, 0.2);
+}
+
 TEST(RegionFit, AddsNothingWhereThereIsNothing) {
   std::mt19937_64 random(53);
   int added = 0;
   for (const double area : {60., 3e3, 1e5})
     for (int replica = 0; replica < 500; ++replica) {
       const std::vector<double> counts = drawnCounts(expectedCounts(singlet(area, 3, 0.003)), random);
-      added += fit(counts, {{15, 5}}, settingsOf(WidthMode::Derived, Continuum::Step, 4)).lines.size() > 1 ? 1 : 0;
+      const RegionFit result = fit(counts, {{15, 5}}, settingsOf(WidthMode::Derived, Continuum::Step, 4));
+      added += result.lines.size() > 1 || result.lines[0].tail > 0 ? 1 : 0;
     }
   EXPECT_LE(added, 3);
 }
