@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "kernel/median.h"
+
 namespace anautils {
 
 namespace {
@@ -57,8 +59,8 @@ class Matcher {
     for (const MatchPeak& peak : peaks) greatest_area_ = std::max(greatest_area_, peak.area);
     std::vector<double> widths;
     for (const MatchPeak& peak : peaks) widths.push_back(peak.fwhm);
-    std::nth_element(widths.begin(), widths.begin() + static_cast<std::ptrdiff_t>(widths.size() / 2), widths.end());
-    median_fwhm_ = widths[widths.size() / 2];
+    median_fwhm_ = medianOf(widths);
+    for (std::size_t k = 0; k < known.size(); ++k) is_hidden_.push_back(isHiddenByNature(k));
     strong_peaks_ = strongest(peaks, kStrongPeaks, [](const MatchPeak& p) { return p.area; });
   }
 
@@ -78,7 +80,7 @@ class Matcher {
   std::vector<LineMatch> matches(const Scale& scale, double widths, double share) const {
     std::vector<LineMatch> found;
     for (std::size_t k = 0; k < known_.size(); ++k) {
-      if (isHiddenByNature(k)) continue;
+      if (is_hidden_[k]) continue;
       int best = -1;
       double least = 0;
       for (std::size_t p = 0; p < peaks_.size(); ++p) {
@@ -113,7 +115,7 @@ class Matcher {
     }
     const double last = scale.energy(channels_);
     for (std::size_t k = 0; k < known_.size(); ++k)
-      if (!isHiddenByNature(k) && isMissed(k, found, scale)) sum -= kMissingWeight * weightOf(known_[k]);
+      if (!is_hidden_[k] && isMissed(k, found, scale)) sum -= kMissingWeight * weightOf(known_[k]);
     for (const int p : strong_peaks_)
       if (!has_line[static_cast<std::size_t>(p)])
         sum -= kUnexplainedWeight * std::sqrt(peaks_[static_cast<std::size_t>(p)].area / greatest_area_);
@@ -254,9 +256,8 @@ class Matcher {
     for (const LineMatch& other : found)
       if (known_[static_cast<std::size_t>(other.known)].group == known_[static_cast<std::size_t>(match.known)].group)
         ratios.push_back(areaRatio(other));
-    std::nth_element(ratios.begin(), ratios.begin() + static_cast<std::ptrdiff_t>(ratios.size() / 2), ratios.end());
     const double factor = isNarrow() ? kAreaFactor : kBroadAreaFactor;
-    const double distance = (areaRatio(match) - ratios[ratios.size() / 2]) / std::log(factor);
+    const double distance = (areaRatio(match) - medianOf(std::move(ratios))) / std::log(factor);
     return 1 / (1 + distance * distance);
   }
 
@@ -299,7 +300,8 @@ class Matcher {
   int channels_;
   double greatest_intensity_ = 0;
   double greatest_area_ = 0;
-  double median_fwhm_ = 0;  // [channels]
+  double median_fwhm_ = 0;       // [channels]
+  std::vector<bool> is_hidden_;  // known lines that a scintillator does not show
   std::vector<int> strong_peaks_;
 };
 

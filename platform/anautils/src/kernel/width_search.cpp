@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "kernel/median.h"
 #include "kernel/peak_search.h"
 #include "kernel/peak_shape.h"
 #include "kernel/second_difference.h"
@@ -89,11 +90,6 @@ std::vector<Blob> blobs(const std::vector<double>& counts) {
   std::stable_sort(kept.begin(), kept.end(),
                    [](const Blob& a, const Blob& b) { return a.significance > b.significance; });
   return kept;
-}
-
-double medianOf(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
 }
 
 }  // namespace
