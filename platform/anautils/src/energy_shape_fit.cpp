@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "anautils.h"
-#include "calibration_codes.h"
 #include "file_values.h"
 #include "guard.h"
 #include "kernel/calibration_fit.h"
@@ -31,10 +30,9 @@ Settings readSettings(void* handle) {
     std::transform(type.begin(), type.end(), type.begin(), [](unsigned char c) { return std::toupper(c); });
     return type == word;
   };
-  Settings settings{readInt(handle, code::kCalibrationFlags, 0), readInt(handle, code::kEnergyTerms, 2)};
+  Settings settings{readInt(handle, ORB_L_CALFLAGS, 0), readInt(handle, ORB_L_ECALTERMS, 2)};
   require(settings.flags >= 0 && settings.flags <= (kFitEnergy | kFitFwhm | kFitTail), ANA_BADSETTING);
-  require(settings.terms <= 4 && is_type(code::kEnergyType, "POLY") && is_type(code::kFwhmType, "SQRT"),
-          ANA_BADSETTING);
+  require(settings.terms <= 4 && is_type(ORB_T_ECALTYPE, "POLY") && is_type(ORB_T_FWHMTYPE, "SQRT"), ANA_BADSETTING);
   return settings;
 }
 
@@ -65,11 +63,11 @@ PointTable readEnergyPoints(void* handle) {
   PointTable table;
   const USHORT n = countRecords(handle, ORB_CLS_CALRESULTS);
   for (USHORT record = 1; record != 0 && record <= n; ++record) {
-    const double channel = readDouble(handle, code::kPointChannel, 0.0, record);
-    const double energy = readDouble(handle, code::kPointEnergy, 0.0, record);
+    const double channel = readDouble(handle, ORB_D_CRCHANNEL, 0.0, record);
+    const double energy = readDouble(handle, ORB_D_CRENERGY, 0.0, record);
     if (channel == 0 && energy == 0) continue;
-    const bool takes_part = readInt(handle, code::kPointExcluded, 0, record) == 0;
-    table.add(record, channel, energy, readDouble(handle, code::kPointEnergyUnc, 0.0, record), takes_part);
+    const bool takes_part = readInt(handle, ORB_L_CREXCLUDED, 0, record) == 0;
+    table.add(record, channel, energy, readDouble(handle, ORB_D_CRENERGYUNC, 0.0, record), takes_part);
   }
   return table;
 }
@@ -79,10 +77,10 @@ PointTable readShapePoints(void* handle, ULONG value_code) {
   PointTable table;
   const USHORT n = countRecords(handle, ORB_CLS_SHAPECALRES);
   for (USHORT record = 1; record != 0 && record <= n; ++record) {
-    const double energy = readDouble(handle, code::kShapeEnergy, 0.0, record);
+    const double energy = readDouble(handle, ORB_D_SRENERGY, 0.0, record);
     const double value = readDouble(handle, value_code, 0.0, record);
     if (energy == 0 || value == 0) continue;
-    const bool takes_part = readInt(handle, code::kShapeStatus, 0, record) == 0;
+    const bool takes_part = readInt(handle, ORB_L_SRSTATUS, 0, record) == 0;
     table.add(record, energy, value, readDouble(handle, value_code + 1, 0.0, record), takes_part);
   }
   return table;
@@ -90,7 +88,7 @@ PointTable readShapePoints(void* handle, ULONG value_code) {
 
 double channelsOf(void* handle) {
   const ULONG channels = countChannels(handle);
-  return channels > 0 ? channels : readDouble(handle, code::kChannels, 0.0);
+  return channels > 0 ? channels : readDouble(handle, ORB_L_CHANNELS, 0.0);
 }
 
 void setProvenance(PendingWrites& results, ULONG first_code, double now, const Settings& settings) {
@@ -103,28 +101,28 @@ void setProvenance(PendingWrites& results, ULONG first_code, double now, const S
 
 void addEnergyFit(void* handle, const Settings& settings, PendingWrites& results) {
   const PointTable table = readEnergyPoints(handle);
-  const double kept_offset = readDouble(handle, code::kEnergyCoefficients, 0.0);
+  const double kept_offset = readDouble(handle, ORB_D_ECALOFFSET, 0.0);
   require(settings.terms > 1 || std::isfinite(kept_offset), ANA_BADCAL);
   const EnergyFit fit = fitEnergy(table.used, settings.terms, kept_offset, channelsOf(handle));
-  results.setArray(code::kEnergyCoefficients, fit.coefficients);
-  ULONG covariance_code = code::kEnergyCovariance;
+  results.setArray(ORB_D_ECALOFFSET, fit.coefficients);
+  ULONG covariance_code = ORB_D_ECALCOV00;
   for (int i = 0; i < 4; ++i)
     for (int j = i; j < 4; ++j) results.set(covariance_code++, fit.covariance(i, j));
-  results.set(code::kEnergyChi2, fit.reduced_chi2);
-  results.set(code::kEnergyDof, fit.dof);
-  results.set(code::kEnergyFirst, fit.first);
-  results.set(code::kEnergyLast, fit.last);
-  table.setResiduals(results, code::kPointResidual, [&](double x) { return polynomialAt(fit.coefficients, x); });
+  results.set(ORB_D_ECALCHISQ, fit.reduced_chi2);
+  results.set(ORB_L_ECALDOF, fit.dof);
+  results.set(ORB_D_ECALFIRST, fit.first);
+  results.set(ORB_D_ECALLAST, fit.last);
+  table.setResiduals(results, ORB_D_CRRESID, [&](double x) { return polynomialAt(fit.coefficients, x); });
 }
 
 /// Where a curve of the shape goes.
 struct CurveCodes {
   ULONG offset, slope, covariance, chi2, dof, range, points;
 };
-constexpr CurveCodes kFwhmCodes = {code::kFwhmOffset, code::kFwhmSlope, code::kFwhmCovariance, code::kFwhmChi2,
-                                   code::kFwhmDof,    code::kFwhmRange, code::kFwhmPoints};
-constexpr CurveCodes kTailCodes = {code::kTailOffset, code::kTailSlope, code::kTailCovariance, code::kTailChi2,
-                                   code::kTailDof,    code::kTailRange, code::kTailPoints};
+constexpr CurveCodes kFwhmCodes = {ORB_D_FWHMOFF, ORB_D_FWHMSLOPE, ORB_D_FWHMCOV00, ORB_D_FWHMCHISQ,
+                                   ORB_L_FWHMDOF, ORB_D_FWHMELOW,  ORB_L_FWHMPOINTS};
+constexpr CurveCodes kTailCodes = {ORB_D_TAILOFF, ORB_D_TAILSLOPE, ORB_D_TAILCOV00, ORB_D_TAILCHISQ,
+                                   ORB_L_TAILDOF, ORB_D_TAILELOW,  ORB_L_TAILPOINTS};
 
 void addCurve(PendingWrites& results, const CurveCodes& codes, const CurveFit& fit) {
   results.set(codes.offset, fit.offset);
@@ -137,19 +135,19 @@ void addCurve(PendingWrites& results, const CurveCodes& codes, const CurveFit& f
 }
 
 void addFwhmFit(void* handle, PendingWrites& results) {
-  const PointTable table = readShapePoints(handle, code::kShapeFwhm);
+  const PointTable table = readShapePoints(handle, ORB_D_SRFWHM);
   const CurveFit fit = fitFwhm(table.used);
   addCurve(results, kFwhmCodes, fit);
-  results.set(code::kFwhmScatter, 100.0 * fwhmScatter(table.used, fit));
-  table.setResiduals(results, code::kShapeFwhmResidual,
+  results.set(ORB_D_FWHMSCATTER, 100.0 * fwhmScatter(table.used, fit));
+  table.setResiduals(results, ORB_D_SRFWHMRESID,
                      [&](double energy) { return fit.offset + fit.slope * std::sqrt(energy); });
 }
 
 void addTailFit(void* handle, PendingWrites& results) {
-  const PointTable table = readShapePoints(handle, code::kShapeTail);
+  const PointTable table = readShapePoints(handle, ORB_D_SRTAIL);
   const CurveFit fit = fitTail(table.used);
   addCurve(results, kTailCodes, fit);
-  table.setResiduals(results, code::kShapeTailResidual, [&](double energy) { return fit.offset + fit.slope * energy; });
+  table.setResiduals(results, ORB_D_SRTAILRESID, [&](double energy) { return fit.offset + fit.slope * energy; });
 }
 
 /// All fits first, then all writes: a fit that fails leaves the file as it was.
@@ -159,14 +157,14 @@ void fitCalibrations(void* handle) {
   PendingWrites results;
   if (settings.fitsEnergy()) {
     addEnergyFit(handle, settings, results);
-    results.set(code::kEnergyTime, now);
-    setProvenance(results, code::kEnergyProvenance, now, settings);
+    results.set(ORB_X_ECALTIME, now);
+    setProvenance(results, ORB_T_ECENGINE, now, settings);
   }
   if ((settings.flags & kFitFwhm) != 0) addFwhmFit(handle, results);
   if ((settings.flags & kFitTail) != 0) addTailFit(handle, results);
   if ((settings.flags & (kFitFwhm | kFitTail)) != 0) {
-    results.set(code::kShapeTime, now);
-    setProvenance(results, code::kShapeProvenance, now, settings);
+    results.set(ORB_X_SCALTIME, now);
+    setProvenance(results, ORB_T_SCENGINE, now, settings);
   }
   results.commit(handle);
 }

@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "anautils.h"
-#include "calibration_codes.h"
 #include "file_values.h"
 #include "guard.h"
 #include "kernel/polynomial.h"
@@ -51,7 +50,7 @@ void setLowBound(stAEncalEq_T& equation, double bound) {
 /// beyond both ends of the spectrum.
 stAEncalEq_T energyEquation(void* handle) {
   std::array<double, ANA_MAX_COEFFICIENTS> coefficients;
-  readArray(handle, code::kEnergyCoefficients, coefficients);
+  readArray(handle, ORB_D_ECALOFFSET, coefficients);
   require(coefficients[1] != 0, ANA_NOENERGYCAL);
   std::size_t n = coefficients.size();
   while (coefficients[n - 1] == 0) --n;  // ends at the gain
@@ -60,8 +59,8 @@ stAEncalEq_T energyEquation(void* handle) {
 
 /// The bound keeps the width positive: with a negative offset a (scintillators) it lies where the curve is |a|/10.
 stAEncalEq_T fwhmEquation(void* handle) {
-  const double a = readDouble(handle, code::kFwhmOffset, 0.0);
-  const double b = readDouble(handle, code::kFwhmSlope, 0.0);
+  const double a = readDouble(handle, ORB_D_FWHMOFF, 0.0);
+  const double b = readDouble(handle, ORB_D_FWHMSLOPE, 0.0);
   require(a != 0 || b != 0, ANA_NOFWHMCAL);
   require(b > 0, ANA_BADCAL);
   stAEncalEq_T equation = equationOf(ANA_EQ_SQRT, std::array{a, b});
@@ -71,8 +70,8 @@ stAEncalEq_T fwhmEquation(void* handle) {
 
 /// A rising equation is not followed to where it becomes negative. A falling one is: 0 or less means no tail.
 stAEncalEq_T tailEquation(void* handle) {
-  const double a = readDouble(handle, code::kTailOffset, 0.0);
-  const double b = readDouble(handle, code::kTailSlope, 0.0);
+  const double a = readDouble(handle, ORB_D_TAILOFF, 0.0);
+  const double b = readDouble(handle, ORB_D_TAILSLOPE, 0.0);
   require(a != 0 || b != 0, ANA_NOTAILCAL);
   stAEncalEq_T equation = equationOf(ANA_EQ_POLYNOMIAL, std::array{a, b});
   setLowBound(equation, a < 0 && b > 0 ? -a / b : 0.0);

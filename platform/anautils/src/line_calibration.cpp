@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "anautils.h"
-#include "calibration_codes.h"
 #include "failure.h"
 #include "file_values.h"
 #include "kernel/polynomial.h"
@@ -28,8 +27,8 @@ LineCalibration LineCalibration::ofFile(void* handle) {
   LineCalibration calibration;
   calibration.has_energy_ = findEquation(handle, ANA_ENERGY, ANA_NOENERGYCAL).has_value();
   if (!calibration.has_energy_) return calibration;
-  readArray(handle, code::kEnergyCoefficients, calibration.coefficients_);
-  readArray(handle, code::kEnergyCovariance, calibration.covariance_);
+  readArray(handle, ORB_D_ECALOFFSET, calibration.coefficients_);
+  readArray(handle, ORB_D_ECALCOV00, calibration.covariance_);
   calibration.fwhm_ = findEquation(handle, ANA_FWHM, ANA_NOFWHMCAL);
   calibration.tail_ = findEquation(handle, ANA_LOWTAIL, ANA_NOTAILCAL);
   return calibration;
