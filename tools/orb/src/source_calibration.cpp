@@ -6,8 +6,10 @@
 #include <sstream>
 
 #include "anautils.h"
+#include "codes.h"
 #include "failure.h"
 #include "nuclide_library.h"
+#include "open_file.h"
 
 namespace orb::tool {
 
@@ -65,6 +67,14 @@ double slopeAt(const std::vector<AnaMatchedLine_T>& matched, const std::vector<L
   return (energy(b) - energy(a)) / (matched[b].dPosition - matched[a].dPosition);
 }
 
+/// What a gain alone leaves of the energy equation in the file.
+std::string whatStays(const FileAccess& file) {
+  std::ostringstream text;
+  text << "the offset stays at " << findNumber(file, kEnergyCoefficient0).value_or(0) << " keV";
+  if (findNumber(file, kEnergyCoefficient0 + 2).value_or(0) != 0) text << ", and the equation is straight from now on";
+  return text.str();
+}
+
 }  // namespace
 
 void addSourceLines(const FileAccess& file, const std::string& nuclides, const std::string& library,
@@ -83,7 +93,7 @@ void addSourceLines(const FileAccess& file, const std::string& nuclides, const s
     const double fwhm = slope * match.dFwhm;
     table.fwhm.push_back({line.energy_keV, fwhm, std::hypot(slope * match.dFwhmUnc, kLeastFwhmUnc * fwhm), ""});
   }
-  if (matched.size() == 1) note("one line was found: it fixes the gain, and the offset is taken to be 0");
+  if (matched.size() == 1) note("one line was found: it fixes the gain; " + whatStays(file));
   if (table.fwhm.size() < 2) table.fwhm.clear();  // one width is no curve
   // Few lines of a scintillator do not tell a bend from their overlaps.
   constexpr double kBroad = 0.03;

@@ -19,6 +19,7 @@ constexpr double kUnexplainedWeight = 0.35;
 constexpr double kAreaFactor = 3;                // between areas of a group that go together
 constexpr double kGreatestDrift = 0.4;           // of the gain, from that of a scale to begin with
 constexpr double kNarrowLine = 0.02;             // FWHM over position in the middle: a semiconductor stays far below
+constexpr double kNarrowLine_keV = 6;            // the same where there is a scale to begin with
 constexpr double kGreatestResidual_fwhm = 0.25;  // root mean square, of narrow lines
 constexpr double kUsualEnd_keV = 2500;  // of a spectrum, without a scale to begin with; a factor of e costs this:
 constexpr double kUnusualEnd = 0.5;
@@ -91,7 +92,7 @@ class Matcher {
         best = static_cast<int>(p);
         least = distance;
       }
-      if (best >= 0) addUnique(found, {static_cast<int>(k), best});
+      if (best >= 0) addUnique(found, {static_cast<int>(k), best}, scale);
     }
     return found;
   }
@@ -124,7 +125,7 @@ class Matcher {
     return sum - 0.2 * shift * shift - kUnusualEnd * end * end;
   }
 
-  /// Whether the strongest of the lines that the spectrum should show is among the matches.
+  /// Whether the strongest of the lines that the spectrum should show is among the matches, or hides in one.
   bool hasStrongest(const std::vector<LineMatch>& found, const Scale& scale) const {
     int strongest_line = -1;
     for (std::size_t k = 0; k < known_.size(); ++k) {
@@ -132,8 +133,7 @@ class Matcher {
           strongest_line < 0 || known_[k].intensity > known_[static_cast<std::size_t>(strongest_line)].intensity;
       if (canBeSeen(k, scale) && is_stronger) strongest_line = static_cast<int>(k);
     }
-    const auto is_it = [&](const LineMatch& match) { return match.known == strongest_line; };
-    return strongest_line < 0 || std::any_of(found.begin(), found.end(), is_it);
+    return strongest_line < 0 || !isMissed(static_cast<std::size_t>(strongest_line), found, scale);
   }
 
   /// Where more speaks against a pattern than for it, no calibration is better than one that looks like one.
@@ -232,7 +232,9 @@ class Matcher {
            peak.fwhm * std::abs(scale.slope(peak.position)) > kWorstResolution * line.energy;
   }
 
-  bool isNarrow() const { return median_fwhm_ < kNarrowLine * channels_ / 2; }
+  bool isNarrow() const {
+    return start_.gain > 0 ? median_fwhm_ * start_.gain < kNarrowLine_keV : median_fwhm_ < kNarrowLine * channels_ / 2;
+  }
 
   /// Counts of a line in a usual detector, in any unit.
   static double brightness(const KnownLine& line) { return line.intensity / (1 + line.energy / 150); }
@@ -267,13 +269,18 @@ class Matcher {
     return scale.gain > 0 && last > 100 && last < 20000 && std::abs(scale.offset) < 0.03 * last + 20 && is_near_start;
   }
 
-  /// The nearer of two lines keeps the peak.
-  void addUnique(std::vector<LineMatch>& found, LineMatch match) const {
+  /// Of two lines at a peak the stronger keeps it, or the nearer when they are of two groups: their intensities cannot
+  /// be compared.
+  void addUnique(std::vector<LineMatch>& found, LineMatch match, const Scale& scale) const {
+    const KnownLine& line = known_[static_cast<std::size_t>(match.known)];
+    const double energy = scale.energy(peaks_[static_cast<std::size_t>(match.peak)].position);
     for (LineMatch& other : found) {
       if (other.peak != match.peak) continue;
-      const bool is_stronger = known_[static_cast<std::size_t>(match.known)].intensity >
-                               known_[static_cast<std::size_t>(other.known)].intensity;
-      if (is_stronger) other = match;
+      const KnownLine& before = known_[static_cast<std::size_t>(other.known)];
+      const bool keeps_it = line.group == before.group
+                                ? line.intensity > before.intensity
+                                : std::abs(line.energy - energy) < std::abs(before.energy - energy);
+      if (keeps_it) other = match;
       return;
     }
     found.push_back(match);
