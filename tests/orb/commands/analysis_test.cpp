@@ -158,6 +158,7 @@ TEST_F(AnalysisCommandTest, ScintillatorsAreCalibratedByTheirSourcesOrRefused) {
                {"nai_1001ch_background_uncal.spe", "K-40,Tl-208,Bi-214", 1460.8, 722, 20},
                {"nai_1001ch_background_uncal.spe", "K-40,Tl-208,Bi-214", 609.3, 317.5, 20},
                {"nai_1k_field_kut_calibration.spe", "K-40,Tl-208,Bi-214", 1460.8, 477.5, 20},
+               {"nai_1k_loess_profile_1.spe", "K-40,Tl-208,Bi-214", 2614.5, 799.6, 20},
                {"csi_1k_am241.n42", "Am-241", 59.54, 28.6, 2},
                {"hpge_8k_i131.csv", "Cs-137,Co-60", 0, 0, 0},
                {"hpge_8k_eu152.Spe", "Co-60", 0, 0, 0}};

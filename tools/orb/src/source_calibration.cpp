@@ -95,11 +95,13 @@ void addSourceLines(const FileAccess& file, const std::string& nuclides, const s
   }
   if (matched.size() == 1) note("one line was found: it fixes the gain; " + whatStays(file));
   if (table.fwhm.size() < 2) table.fwhm.clear();  // one width is no curve
-  // Few lines of a scintillator do not tell a bend from their overlaps.
+  // Few lines of a scintillator, or lines close together, do not tell a bend from their overlaps.
   constexpr double kBroad = 0.03;
-  constexpr std::size_t kFew = 8;
+  constexpr std::size_t kFew = 5;
+  constexpr double kSpan = 4;
   const bool is_broad = !table.fwhm.empty() && table.fwhm.back().value > kBroad * table.fwhm.back().x;
-  if (is_broad && table.energy.size() < kFew) table.most_terms = 2;
+  const bool tell_bend = table.energy.size() >= kFew && table.energy.back().value > kSpan * table.energy.front().value;
+  if (is_broad && !tell_bend) table.most_terms = 2;
 }
 
 }  // namespace orb::tool

@@ -30,6 +30,7 @@ constexpr double kResolutionHolds_keV = 150;
 constexpr double kLeastAgreement = 0.2;
 constexpr double kGoodStart = 0.6;      // share of the lines that a starting scale has to explain
 constexpr double kUnresolved_fwhm = 1;  // a line so near to a found one is not missed
+constexpr double kBroadSpan = 4;        // between the energies of broad lines that tell a bend
 constexpr double kStraight_fwhm = 6;    // between a parabola and its chord, in the middle
 
 /// Energy of a position: a parabola, or a straight line.
@@ -184,8 +185,7 @@ class Matcher {
   /// bends more than detectors do.
   Scale through(const std::vector<LineMatch>& found, const Scale& before) const {
     if (found.size() < 2) return before;
-    const std::size_t least_for_bend = isNarrow() ? 4 : 8;  // broad lines overlap and are not where they seem
-    Scale scale = fitted(found, found.size() >= least_for_bend ? 3 : 2);
+    Scale scale = fitted(found, tellBend(found) ? 3 : 2);
     if (!isStraight(scale)) scale = fitted(found, 2);
     return scale.slope(1) > 0 && scale.slope(channels_) > 0 ? scale : before;
   }
@@ -204,6 +204,16 @@ class Matcher {
     const Eigen::VectorXd c = a.colPivHouseholderQr().solve(y);
     return {c(0), c(1) / channels_, terms > 2 ? c(2) / channels_ / channels_ : 0};
   }
+
+  /// Broad lines overlap and are not where they seem: more of them, and far apart, are needed.
+  bool tellBend(const std::vector<LineMatch>& found) const {
+    if (isNarrow()) return found.size() >= 4;
+    const auto byEnergy = [&](const LineMatch& a, const LineMatch& b) { return energyOf(a) < energyOf(b); };
+    const auto [lowest, highest] = std::minmax_element(found.begin(), found.end(), byEnergy);
+    return found.size() >= 5 && energyOf(*highest) > kBroadSpan * energyOf(*lowest);
+  }
+
+  double energyOf(const LineMatch& match) const { return known_[static_cast<std::size_t>(match.known)].energy; }
 
   bool isStraight(const Scale& scale) const {
     const double from_chord = std::abs(scale.bend) * channels_ * channels_ / 4;  // [keV] in the middle
