@@ -56,7 +56,8 @@ double LineCalibration::energyUnc(double position) const {
 }
 
 double LineCalibration::fwhm(double position) const {
-  return static_cast<double>(rEval(static_cast<REAL>(energy(position)), &*fwhm_)) / slope(position);
+  const double root = std::sqrt(std::max<double>(energy(position), fwhm_->rLowBound));
+  return (fwhm_->rCoeff[0] + fwhm_->rCoeff[1] * root) / slope(position);
 }
 
 double LineCalibration::tail(double position) const {

@@ -12,6 +12,7 @@ namespace anautils {
 namespace {
 
 constexpr double kLadderStep = 1.12;
+constexpr int kMixed = 256;  // elements whose filters are mixed at a time
 
 /// Significance and second difference along the spectrum for a filter whose width follows the lines.
 struct Trace {
@@ -27,31 +28,44 @@ int smoothingBox(double fwhm, int longest) {
   return std::max(1, std::min(longest, static_cast<int>(fwhm))) | 1;
 }
 
+/// The counts smoothed over boxes of the lengths that were asked for.
+class SmoothedSpectrum {
+ public:
+  explicit SmoothedSpectrum(const std::vector<double>& counts) : counts_(counts) {}
+  const std::vector<double>& counts() const { return counts_; }
+  const std::vector<double>& over(int box) {
+    const auto known = smooth_.find(box);
+    return known != smooth_.end() ? known->second : smooth_.emplace(box, smoothedCounts(counts_, box)).first->second;
+  }
+
+ private:
+  const std::vector<double>& counts_;
+  std::map<int, std::vector<double>> smooth_;  // by the length of the box
+};
+
 /// The filters of the widths that occur, in steps of 12 %; every element mixes the two between which its width lies.
 class Ladder {
  public:
-  Ladder(const std::vector<double>& counts, double least_sigma, double greatest_sigma, double scale,
+  Ladder(SmoothedSpectrum& spectrum, double least_sigma, double greatest_sigma, double scale,
          const SearchSettings& settings)
-      : counts_(counts) {
+      : counts_(spectrum.counts()) {
     const int rungs = static_cast<int>(std::ceil(std::log(greatest_sigma / least_sigma) / std::log(kLadderStep))) + 2;
     for (int k = 0; k < rungs; ++k) {
       const double sigma = least_sigma * std::pow(kLadderStep, k);
       const int box = smoothingBox(sigma / scale * kFwhmPerSigma, settings.longest_smoothing);
-      if (!smooth_.contains(box)) smooth_.emplace(box, smoothedCounts(counts, box));
-      rungs_.push_back({sigma, secondDifferenceFilter(sigma, settings.cut), &smooth_.at(box)});
+      rungs_.push_back({sigma, secondDifferenceFilter(sigma, settings.cut), &spectrum.over(box)});
     }
   }
 
   /// The responses of the elements from first to last, both included; sigmaOf(i) is the width of the filter at i.
   template <typename SigmaOf>
   std::vector<Response> respondAll(int first, int last, const SigmaOf& sigmaOf) const {
-    std::vector<Response> responses;
-    responses.reserve(static_cast<std::size_t>(last - first + 1));
+    std::vector<Response> responses(static_cast<std::size_t>(last - first + 1));
     for (int from = first; from <= last;) {
       const std::size_t rung = rungBelow(sigmaOf(from));
       int to = from + 1;
-      while (to <= last && rungBelow(sigmaOf(to), rung) == rung) ++to;
-      appendMixed(rung, from, to, sigmaOf, responses);
+      while (to <= last && to - from < kMixed && rungBelow(sigmaOf(to), rung) == rung) ++to;
+      mix(rung, from, to, sigmaOf, &responses[static_cast<std::size_t>(from - first)]);
       from = to;
     }
     return responses;
@@ -72,22 +86,23 @@ class Ladder {
     return rung;
   }
 
+  /// The responses of the elements from `from` up to but not including `to`, kMixed at most.
   template <typename SigmaOf>
-  void appendMixed(std::size_t rung, int from, int to, const SigmaOf& sigmaOf, std::vector<Response>& responses) const {
+  void mix(std::size_t rung, int from, int to, const SigmaOf& sigmaOf, Response* low) const {
+    Response high[kMixed];
     const Rung& below = rungs_[rung];
     const Rung& above = rungs_[rung + 1];
-    const auto low = respondBetween(counts_, *below.smooth, below.filter, from, to);
-    const auto high = respondBetween(counts_, *above.smooth, above.filter, from, to);
-    for (std::size_t i = 0; i < low.size(); ++i) {
-      const double sigma = sigmaOf(from + static_cast<int>(i));
-      const double share = std::clamp((sigma - below.sigma) / (above.sigma - below.sigma), 0.0, 1.0);
-      responses.push_back({low[i].difference + share * (high[i].difference - low[i].difference),
-                           low[i].significance + share * (high[i].significance - low[i].significance)});
+    respondBetween(counts_, *below.smooth, below.filter, from, to, low);
+    respondBetween(counts_, *above.smooth, above.filter, from, to, high);
+    const double part = 1 / (above.sigma - below.sigma);
+    for (int i = 0; i < to - from; ++i) {
+      const double share = std::clamp((sigmaOf(from + i) - below.sigma) * part, 0.0, 1.0);
+      low[i].difference += share * (high[i].difference - low[i].difference);
+      low[i].significance += share * (high[i].significance - low[i].significance);
     }
   }
 
   const std::vector<double>& counts_;
-  std::map<int, std::vector<double>> smooth_;  // by the length of the box
   std::vector<Rung> rungs_;
 };
 
@@ -100,14 +115,14 @@ double responseSigma(const std::vector<double>& widths, int i, double scale) {
   return sigmaAt(widths, i) * std::sqrt(1 + scale * scale);
 }
 
-Trace traceOf(const std::vector<double>& counts, const std::vector<double>& widths, int first, int last, double scale,
+Trace traceOf(SmoothedSpectrum& spectrum, const std::vector<double>& widths, int first, int last, double scale,
               const SearchSettings& settings) {
   const int margin = static_cast<int>(4 * *std::max_element(widths.begin(), widths.end()));
   Trace trace;
   trace.first = std::max(0, first - margin);
-  const int end = std::min(static_cast<int>(counts.size()) - 1, last + margin);
+  const int end = std::min(static_cast<int>(widths.size()) - 1, last + margin);
   const auto [least, greatest] = std::minmax_element(widths.begin() + trace.first, widths.begin() + end + 1);
-  const Ladder ladder(counts, scale * *least / kFwhmPerSigma, scale * *greatest / kFwhmPerSigma, scale, settings);
+  const Ladder ladder(spectrum, scale * *least / kFwhmPerSigma, scale * *greatest / kFwhmPerSigma, scale, settings);
   trace.responses = ladder.respondAll(trace.first, end, [&](int i) { return scale * sigmaAt(widths, i); });
   return trace;
 }
@@ -230,10 +245,11 @@ void dropSuspects(std::vector<FoundPeak>& peaks, const Trace& trace, const std::
 std::vector<FoundPeak> findPeaks(const std::vector<double>& counts, const std::vector<double>& widths, int first,
                                  int last, const SearchSettings& settings) {
   if (counts.empty() || first > last) return {};
-  const Trace narrow = traceOf(counts, widths, first, last, settings.narrow, settings);
+  SmoothedSpectrum spectrum(counts);
+  const Trace narrow = traceOf(spectrum, widths, first, last, settings.narrow, settings);
   std::vector<FoundPeak> peaks = maxima(narrow, widths, first, last, settings.narrow, settings);
   if (settings.two_filters) {
-    const Trace wide = traceOf(counts, widths, first, last, settings.wide, settings);
+    const Trace wide = traceOf(spectrum, widths, first, last, settings.wide, settings);
     addMissed(peaks, maxima(wide, widths, first, last, settings.wide, settings), widths);
   }
   dropSuspects(peaks, narrow, widths, settings.suspect_distance);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace anautils {
 
@@ -85,17 +86,20 @@ std::vector<double> secondDifferenceFilter(double sigma, double cut) {
 }
 
 std::vector<double> smoothedCounts(const std::vector<double>& counts, int box) {
-  const int n = static_cast<int>(counts.size());
-  const int half = std::max(box, 1) / 2;
-  std::vector<double> smooth(counts.size());
-  double sum = 0;
-  for (int i = 0; i < std::min(half, n); ++i) sum += counts[static_cast<std::size_t>(i)];
-  for (int i = 0; i < n; ++i) {
-    if (i + half < n) sum += counts[static_cast<std::size_t>(i + half)];
-    if (i - half - 1 >= 0) sum -= counts[static_cast<std::size_t>(i - half - 1)];
-    const int width = std::min(i + half, n - 1) - std::max(i - half, 0) + 1;
-    smooth[static_cast<std::size_t>(i)] = std::max(sum / width, kLeastVariance);
-  }
+  const std::size_t n = counts.size();
+  const std::size_t half = static_cast<std::size_t>(std::max(box, 1)) / 2;
+  std::vector<double> below(n + 1);  // the sum of all counts below an element
+  std::partial_sum(counts.begin(), counts.end(), below.begin() + 1);
+  std::vector<double> smooth(n);
+  const auto average = [&](std::size_t from, std::size_t to) {
+    return std::max((below[to] - below[from]) / static_cast<double>(to - from), kLeastVariance);
+  };
+  const std::size_t inner_to = n > half ? n - half : 0;
+  for (std::size_t i = 0; i < std::min(half, n); ++i) smooth[i] = average(0, std::min(i + half + 1, n));
+  const double part = 1 / static_cast<double>(2 * half + 1);
+  for (std::size_t i = half; i < inner_to; ++i)
+    smooth[i] = std::max((below[i + half + 1] - below[i - half]) * part, kLeastVariance);
+  for (std::size_t i = std::max(half, inner_to); i < n; ++i) smooth[i] = average(i - half, n);
   return smooth;
 }
 
@@ -108,18 +112,15 @@ Response respond(const std::vector<double>& counts, const std::vector<double>& s
   return sums(Extended(counts, length), Extended(smooth, length), filter, at);
 }
 
-std::vector<Response> respondBetween(const std::vector<double>& counts, const std::vector<double>& smooth,
-                                     const std::vector<double>& filter, int from, int to) {
-  std::vector<Response> responses(static_cast<std::size_t>(std::max(0, to - from)));
+void respondBetween(const std::vector<double>& counts, const std::vector<double>& smooth,
+                    const std::vector<double>& filter, int from, int to, Response* responses) {
   const int reach = static_cast<int>(filter.size()) - 1;
   const int inner_from = std::clamp(reach, from, std::max(from, to));
   const int inner_to = std::clamp(static_cast<int>(counts.size()) - reach, inner_from, std::max(inner_from, to));
-  const auto place = [&](int i) { return static_cast<std::size_t>(i - from); };
-  for (int i = from; i < inner_from; ++i) responses[place(i)] = respond(counts, smooth, filter, i);
+  for (int i = from; i < inner_from; ++i) responses[i - from] = respond(counts, smooth, filter, i);
   for (int i = inner_from; i < inner_to; i += kBlock)
-    sumsAlong(counts.data() + i, smooth.data() + i, filter, std::min(kBlock, inner_to - i), &responses[place(i)]);
-  for (int i = inner_to; i < to; ++i) responses[place(i)] = respond(counts, smooth, filter, i);
-  return responses;
+    sumsAlong(counts.data() + i, smooth.data() + i, filter, std::min(kBlock, inner_to - i), responses + (i - from));
+  for (int i = inner_to; i < to; ++i) responses[i - from] = respond(counts, smooth, filter, i);
 }
 
 }  // namespace anautils

@@ -24,7 +24,8 @@ Response respond(const std::vector<double>& counts, const std::vector<double>& s
                  const std::vector<double>& filter, int at);
 
 /// The same of every element from `from` up to but not including `to`, at a fraction of the cost each.
-std::vector<Response> respondBetween(const std::vector<double>& counts, const std::vector<double>& smooth,
-                                     const std::vector<double>& filter, int from, int to);
+/// @param responses  room for to - from
+void respondBetween(const std::vector<double>& counts, const std::vector<double>& smooth,
+                    const std::vector<double>& filter, int from, int to, Response* responses);
 
 }  // namespace anautils
