@@ -87,7 +87,7 @@ class Identification {
         seen.sensitivity = line.probability * efficiencyAt(line.energy);
         seen.limit = std::max(view_.detectionLimit(line.energy), hiddenCounts(line.energy));
         seen.tolerance = toleranceAt(line.energy);
-        seen.identifies = !line.is_annihilation;
+        seen.identifies = !isAtAnnihilation(line);
         candidate.lines.push_back(seen);
       }
       candidates.push_back(std::move(candidate));
@@ -139,7 +139,7 @@ class Identification {
       const LibraryNuclide& nuclide = nuclideOf(found_[i]);
       for (std::size_t k = 0; k < nuclide.lines.size(); ++k) {
         const LibraryLine& line = nuclide.lines[k];
-        const bool takes_part = !line.no_activity && !line.is_annihilation && (!key_only || line.is_key);
+        const bool takes_part = !line.no_activity && !isAtAnnihilation(line) && (!key_only || line.is_key);
         const int peak = found_[i].lines[k].peak;
         if (peak < 0 || !takes_part) continue;
         const auto efficiency = curve_->at(line.energy);
@@ -289,7 +289,8 @@ class Identification {
           energy = line.energy;
         }
       }
-      if (name.empty() && isAnnihilation(peaks_[p].energy)) {
+      const bool is_explained = !name.empty() && most > 0.5 * peaks_[p].area;
+      if (!is_explained && isAnnihilation(peaks_[p].energy)) {
         name = "annihilation";
         energy = kAnnihilation_keV;
       }
@@ -304,6 +305,13 @@ class Identification {
   }
 
   static constexpr double kAnnihilation_keV = 510.999;
+
+  /// A gamma line that nobody can tell from annihilation says no more than that.
+  static bool isAtAnnihilation(const LibraryLine& line) {
+    constexpr double kUnresolved_keV = 1.5;
+    return line.is_annihilation || std::abs(line.energy - kAnnihilation_keV) < kUnresolved_keV;
+  }
+
   bool isAnnihilation(double energy) const {
     return std::abs(energy - kAnnihilation_keV) <= toleranceAt(kAnnihilation_keV);
   }

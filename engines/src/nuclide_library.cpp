@@ -69,7 +69,10 @@ std::vector<LibraryNuclide> fluorescenceLines() {
     return x_rays;
   };
   return {element("Pb X-ray", {{74.970, 1.0}, {72.805, 0.594}, {84.953, 0.341}, {87.576, 0.103}}),
-          element("Bi X-ray", {{77.109, 1.0}, {74.816, 0.598}, {87.347, 0.343}, {90.076, 0.105}})};
+          element("Bi X-ray", {{77.109, 1.0}, {74.816, 0.598}, {87.347, 0.343}, {90.076, 0.105}}),
+          element("Po X-ray", {{79.293, 1.0}, {76.864, 0.6}, {89.809, 0.344}, {92.621, 0.107}}),
+          element("Rn X-ray", {{83.78, 1.0}, {81.07, 0.606}, {94.855, 0.346}}),
+          element("Th X-ray", {{93.351, 1.0}, {89.954, 0.61}, {105.554, 0.366}, {108.969, 0.12}})};
 }
 
 std::string findLibrary(const std::string& name, void* handle) {

@@ -11,11 +11,21 @@ namespace {
 
 constexpr std::size_t kMostPeaks = 30;
 constexpr std::size_t kLeastMatches = 7;
+constexpr std::size_t kLeastOfBroad = 5;  // matches in the spectrum of a scintillator, which has few lines
+constexpr double kShareOfBroad = 0.8;     // of its peaks that must match
+constexpr double kBroad = 0.03;           // FWHM over energy, of the middle one: a semiconductor stays below
 constexpr double kWithin_fwhm = 0.5;
 constexpr double kLeastRatio = 1.25;  // of two energies that fix a shift
 
-double greatestShift(double energy) {
-  return 15 + 0.008 * energy;
+/// Whether the lines are those of a scintillator.
+bool areBroad(const std::vector<ShiftPeak>& peaks, const std::vector<std::size_t>& order) {
+  std::vector<double> widths;
+  for (const std::size_t p : order)
+    if (peaks[p].energy > 0) widths.push_back(peaks[p].fwhm / peaks[p].energy);
+  if (widths.empty()) return false;
+  const auto middle = widths.begin() + static_cast<std::ptrdiff_t>(widths.size() / 2);
+  std::nth_element(widths.begin(), middle, widths.end());
+  return *middle > kBroad;
 }
 
 /// Newton's form of the parabola through three points of (energy, shift).
@@ -42,6 +52,7 @@ class ShiftSearch {
     std::stable_sort(order_.begin(), order_.end(),
                      [&](auto a, auto b) { return peaks[a].significance > peaks[b].significance; });
     order_.resize(std::min(order_.size(), kMostPeaks));
+    are_broad_ = areBroad(peaks, order_);
     for (const double energy : pattern) near_.push_back(peaksNear(energy));
   }
 
@@ -54,7 +65,7 @@ class ShiftSearch {
         for (std::size_t k = j + 1; k < pattern_.size(); ++k) tryTriple({i, j, k});
     EnergyShift shift;
     shift.matches_before = unshifted.size();
-    if (best_.size() < kLeastMatches) return shift;
+    if (!isPattern(best_.size())) return shift;
     shift.matches = best_;
     for (const ShiftMatch& match : best_)
       shift.mean_fwhm += std::abs(peaks_[match.peak].energy - match.energy) / peaks_[match.peak].fwhm;
@@ -63,6 +74,16 @@ class ShiftSearch {
   }
 
  private:
+  /// The light of a scintillator is not in proportion to high energies.
+  double greatestShift(double energy) const { return 15 + (are_broad_ ? 0.04 : 0.008) * energy; }
+
+  bool isPattern(std::size_t matches) const {
+    const auto n_peaks = static_cast<double>(
+        std::count_if(order_.begin(), order_.end(), [&](std::size_t p) { return peaks_[p].significance > 0; }));
+    const bool explains_spectrum = static_cast<double>(matches) >= kShareOfBroad * n_peaks;
+    return matches >= kLeastMatches || (are_broad_ && matches >= kLeastOfBroad && explains_spectrum);
+  }
+
   std::vector<std::size_t> peaksNear(double energy) const {
     std::vector<std::size_t> near;
     for (const std::size_t p : order_)
@@ -130,6 +151,7 @@ class ShiftSearch {
   const std::vector<double>& pattern_;
   std::vector<std::size_t> order_;              // the strongest peaks
   std::vector<std::vector<std::size_t>> near_;  // for each line of the pattern
+  bool are_broad_ = false;
   std::vector<ShiftMatch> best_;
   double best_score_ = 0;
 };

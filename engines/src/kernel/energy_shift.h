@@ -24,8 +24,9 @@ struct EnergyShift {
 };
 
 /// Looks for the quadratic shift (E + a + b E + c E^2) under which most lines of the pattern have a peak within half a
-/// FWHM, among the shifts that three of them fix and that stay below 15 keV + 0.8 % of the energy. Seven matches are
-/// demanded, because five come about by chance in a spectrum of many peaks.
+/// FWHM, among the shifts that three of them fix and that stay below 15 keV + 0.8 % of the energy, 4 % for a
+/// scintillator. Seven matches are demanded, because five come about by chance in a spectrum of many peaks; a
+/// scintillator's few peaks must nearly all match, five at least.
 /// @param pattern  energies in ascending order [keV]
 /// @cost  triples of the pattern times the few peaks near each line
 EnergyShift findEnergyShift(std::vector<ShiftPeak> peaks, const std::vector<double>& pattern);

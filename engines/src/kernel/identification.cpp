@@ -113,6 +113,13 @@ class Explanation {
     return best;
   }
 
+  /// Whether what was added explains the greater part of a line's peak.
+  bool explainMostOf(const MatchedLine& line) const {
+    if (line.peak < 0) return false;
+    const auto peak = static_cast<std::size_t>(line.peak);
+    return explained_[peak] > 0.5 * peaks_[peak].area;
+  }
+
   /// Mean squared deviation of the nuclide's peaks from what explains them.
   double meanDeviation(const Hypothesis& h) const {
     double sum = 0;
@@ -147,15 +154,16 @@ class Explanation {
   std::vector<double> explained_;
 };
 
-/// Found part of the emission that ought to be seen at the nuclide's strength; marks the lines that ought to.
-double foundShare(Hypothesis& h, const Candidate& candidate) {
+/// Found part of the emission that ought to be seen at the nuclide's strength; marks the lines that ought to. Lines at
+/// peaks that others explain say nothing for the nuclide and nothing against it.
+double foundShare(Hypothesis& h, const Candidate& candidate, const Explanation& others) {
   double found = 0;
   double expected = 0;
   for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
     const CandidateLine& line = candidate.lines[i];
     const bool is_found = h.lines[i].peak >= 0;
     h.lines[i].is_expected = is_found || h.strength * line.sensitivity > kExpectedAbove * line.limit;
-    if (!line.identifies) continue;
+    if (!line.identifies || others.explainMostOf(h.lines[i])) continue;
     if (h.lines[i].is_expected) expected += line.sensitivity;
     if (is_found) found += line.sensitivity;
   }
@@ -163,13 +171,13 @@ double foundShare(Hypothesis& h, const Candidate& candidate) {
 }
 
 /// Found part of all that the nuclide emits where lines can be seen, whether or not it ought to be seen.
-double emissionShare(const Hypothesis& h, const Candidate& candidate) {
+double emissionShare(const Hypothesis& h, const Candidate& candidate, const Explanation& others) {
   double found = 0;
   double all = 0;
   for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
     const CandidateLine& line = candidate.lines[i];
     const bool is_found = h.lines[i].peak >= 0;
-    if (!line.identifies || !(is_found || std::isfinite(line.limit))) continue;
+    if (!line.identifies || !(is_found || std::isfinite(line.limit)) || others.explainMostOf(h.lines[i])) continue;
     all += line.sensitivity;
     if (is_found) found += line.sensitivity;
   }
@@ -250,7 +258,7 @@ class Selection {
     auto chosen = waiting_.end();
     for (auto h = waiting_.begin(); h != waiting_.end(); ++h) {
       const double gain = explanation_.fitStrength(*h);
-      if (gain <= best || foundShare(*h, candidateOf(*h)) < settings_.least_share) continue;
+      if (gain <= best || foundShare(*h, candidateOf(*h), explanation_) < settings_.least_share) continue;
       best = gain;
       chosen = h;
     }
@@ -297,14 +305,14 @@ class Selection {
     IdentifiedNuclide nuclide;
     nuclide.candidate = h.candidate;
     nuclide.strength = h.strength;
-    nuclide.share = foundShare(h, candidateOf(h));
     explanation_.add(h, -1);
+    nuclide.share = foundShare(h, candidateOf(h), explanation_);
+    const double emission = emissionShare(h, candidateOf(h), explanation_);
     const double evidence = 1 - std::exp(-explanation_.gain(h, h.strength) / 5);
     explanation_.add(h);
     const double agreement = 1 / (1 + std::max(0.0, explanation_.meanDeviation(h) - 1) / kPeakWorth);
     // A line that is too weak to be missed still would have made the nuclide surer.
-    const double completeness =
-        (1 - settings_.miss_penalty * (1 - nuclide.share)) * (1 + emissionShare(h, candidateOf(h))) / 2;
+    const double completeness = (1 - settings_.miss_penalty * (1 - nuclide.share)) * (1 + emission) / 2;
     // Of all nuclides that were tried, so many would be expected to fit as well by chance.
     const double by_chance = static_cast<double>(candidates_.size()) * coincidence_.probability(h, candidateOf(h));
     const double trust = 1 / (1 + kChanceWeight * by_chance);

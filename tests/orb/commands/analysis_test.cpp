@@ -27,6 +27,16 @@ const nlohmann::json* nearestPeak(const nlohmann::json& peaks, double energy) {
   return nearest;
 }
 
+/// True area of a line with those that no detector tells from it.
+double areaAt(const nlohmann::json& truth, const nlohmann::json& line) {
+  double area = 0;
+  for (const auto& other : truth)
+    if (std::abs(other["energy_keV"].get<double>() - line["energy_keV"].get<double>()) <
+        0.5 * line["fwhm_keV"].get<double>())
+      area += other["expected_area"].get<double>();
+  return area;
+}
+
 TEST_F(AnalysisCommandTest, LinesOfASimulatedSpectrumAreFoundWithTheirTrueAreas) {
   simulate();
   const auto truth = nlohmann::json::parse(readFile("s.dat.json"))["lines"];
@@ -38,8 +48,7 @@ TEST_F(AnalysisCommandTest, LinesOfASimulatedSpectrumAreFoundWithTheirTrueAreas)
     const auto* const peak = nearestPeak(peaks, line["energy_keV"]);
     ASSERT_NE(peak, nullptr);
     EXPECT_NEAR((*peak)["energy_keV"], line["energy_keV"], 0.3 * line["fwhm_keV"].get<double>());
-    const double pull =
-        ((*peak)["area"].get<double>() - line["expected_area"].get<double>()) / (*peak)["area_unc"].get<double>();
+    const double pull = ((*peak)["area"].get<double>() - areaAt(truth, line)) / (*peak)["area_unc"].get<double>();
     EXPECT_LT(std::abs(pull), 5) << line;  // tails and steps of the simulation are not those of the fit
     squares += pull * pull;
     ++n;

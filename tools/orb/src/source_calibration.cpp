@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <set>
 #include <sstream>
 
@@ -15,6 +16,7 @@ namespace orb::tool {
 
 namespace {
 
+constexpr double kLeastProbability = 0.5;  // per cent: weaker lines lie in the flanks of others and make no calibration
 constexpr double kAnnihilation_keV = 511;
 constexpr double kLeastFwhmUnc = 0.005;  // relative: or the strongest line dictates the curve
 
@@ -25,7 +27,10 @@ std::vector<LibraryLine> linesOf(const std::string& nuclides, const std::string&
   std::istringstream in(nuclides);
   for (std::string nuclide; std::getline(in, nuclide, ',');) {
     const auto found = linesOfNuclide(library, nuclide, path);
-    lines.insert(lines.end(), found.begin(), found.end());
+    // By falling probability. A nuclide that has weak lines alone keeps the strongest.
+    const double least = std::min(kLeastProbability, found.front().probability);
+    std::copy_if(found.begin(), found.end(), std::back_inserter(lines),
+                 [&](const LibraryLine& line) { return line.probability >= least; });
   }
   return lines;
 }
