@@ -76,6 +76,14 @@ void correct(File& file, const EfficiencyCurve& curve) {
   }
 }
 
+/// What a former run with other settings left would be taken for the results of this one.
+void clearFormer(File& file) {
+  for (const USHORT record : file.eachRecord(ORB_CLS_PEAKS))
+    for (const ULONG code :
+         {ORB_D_PKEFF, ORB_D_PKEFFUNC, ORB_D_PKEMISSION, ORB_D_PKEMISSIONUNC, ORB_D_PKBKGAREA, ORB_D_PKBKGAREAUNC})
+      if (file.find(code, record)) file.set(code, 0, record);
+}
+
 }  // namespace
 
 }  // namespace orbengine
@@ -85,7 +93,10 @@ using namespace orbengine;
 ORB_ENGINE RunEfficiencyCorrection(void* handle, USHORT step, void*, void*) {
   return run(handle, step, {ORB_CLS_PEAKS}, [](File& file) {
     readFittedPeaks(file);  // refuses a file without peak results
+    clearFormer(file);
     if (const auto background = readBackground(file)) subtractBackground(file, *background);
     if (const auto curve = EfficiencyCurve::ofFile(file.handle())) correct(file, *curve);
+    file.stampAt(ORB_T_PKEFFENGINE, "efficiency correction", ENGINE_VERSION,
+                 {ORB_T_EFFMODEL, ORB_T_BKGFILE, ORB_T_AREAKIND, ORB_L_TOLMODE, ORB_D_BKGTOLKEV, ORB_D_BKGTOLFWHM});
   });
 }

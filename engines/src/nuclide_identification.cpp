@@ -23,7 +23,6 @@ enum NuclideMark {
   kMarkInconsistent = 1,
   kMarkAllInterfered = 2,
   kMarkExtrapolated = 4,
-  kMarkTooOld = 8,
   kMarkNoReference = 16,
   kMarkBelowThreshold = 32
 };

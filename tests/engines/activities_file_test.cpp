@@ -74,6 +74,12 @@ TEST_F(ActivitiesFileTest, BackgroundLinesAreTakenOffTheNearestPeakScaledToTheLi
   EXPECT_EQ(number(kBackgroundArea, 1), 0);
   EXPECT_NEAR(number(kBackgroundArea, 2), 100, 1e-9);
   EXPECT_EQ(number(kBackgroundArea, 3), 0) << "2.8 keV away, 2.65 allowed";
+
+  setText(0x20030027, "Gross");  // nothing of the former run is left
+  ASSERT_EQ(correct(), 0u);
+  EXPECT_EQ(number(kBackgroundArea, 2), 0);
+  EXPECT_EQ(text(0x200600F4, 0), "efficiency correction");
+  EXPECT_THAT(text(0x200600F7, 0), testing::HasSubstr("ORB_T_AREAKIND=Gross"));
 }
 
 TEST_F(ActivitiesFileTest, ABackgroundThatCannotBeReadRefusesAndChangesNothing) {

@@ -177,11 +177,16 @@ class File {
   /// Leaves word of what produced a block of results: engine, version, time and the settings that mattered. For the
   /// result classes, which keep them in the header parameters 0xF0 to 0xF3.
   void stamp(USHORT cls, const std::string& engine, const std::string& version, std::initializer_list<ULONG> settings) {
-    const ULONG base = (static_cast<ULONG>(cls) << 16) | 0xF0u;
-    setText(base, engine);
-    setText(base + 1, version);
-    set(base + 2, presentTime());
-    setText(base + 3, inWords(settings));
+    stampAt((static_cast<ULONG>(cls) << 16) | 0xF0u, engine, version, settings);
+  }
+
+  /// The same in the four header parameters from a code on, for an engine that adds to the results of another.
+  void stampAt(ULONG first_code, const std::string& engine, const std::string& version,
+               std::initializer_list<ULONG> settings) {
+    setText(first_code, engine);
+    setText(first_code + 1, version);
+    set(first_code + 2, presentTime());
+    setText(first_code + 3, inWords(settings));
   }
 
   /// The file's blocks.

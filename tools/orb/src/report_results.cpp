@@ -26,9 +26,11 @@ struct Word {
   int mark;
   const char* word;
 };
-constexpr Word kNuclideMarks[] = {{1, "lines inconsistent"},      {2, "every line interfered"},
-                                  {4, "efficiency extrapolated"}, {8, "too many half-lives"},
-                                  {16, "no reference date"},      {32, "below the decision threshold"}};
+constexpr Word kNuclideMarks[] = {{1, "lines inconsistent"},
+                                  {2, "every line interfered"},
+                                  {4, "efficiency extrapolated"},
+                                  {16, "no reference date"},
+                                  {32, "below the decision threshold"}};
 constexpr Word kLimitMarks[] = {{1, "no detection limit exists"},
                                 {2, "efficiency extrapolated"},
                                 {4, "key line interfered"},
