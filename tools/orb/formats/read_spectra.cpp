@@ -18,6 +18,14 @@ bool isWideXml(std::string_view bytes) {
          bytes.starts_with("\0<"sv);
 }
 
+/// Text in UTF-16 that is no XML: the parser of XML alone reads such.
+void refuseWideText(std::string_view bytes, std::string_view name) {
+  using namespace std::string_view_literals;
+  const bool has_mark = bytes.starts_with("\xFF\xFE"sv) || bytes.starts_with("\xFE\xFF"sv);
+  if (has_mark && bytes.substr(2, 2).find('<') == std::string_view::npos)
+    throw FormatError(std::string(name) + ": the text is in UTF-16; save it as UTF-8", 1);
+}
+
 }  // namespace
 
 Format detectFormat(std::string_view bytes) {
@@ -31,6 +39,7 @@ Format detectFormat(std::string_view bytes) {
 }
 
 std::vector<SpectrumData> readSpectra(std::string_view bytes, std::string_view name) {
+  refuseWideText(bytes, name);
   switch (detectFormat(bytes)) {
     case Format::kSpe:
       return readSpe(bytes, name);

@@ -42,6 +42,16 @@ std::optional<GivenPoint> pointOf(const std::vector<std::string>& words, std::si
   return GivenPoint{*x, *value, *uncertainty, ""};
 }
 
+/// What no point of its kind can be; nothing when all is well.
+const char* objection(const GivenPoint& point, const std::string& kind) {
+  if (kind == "energy")
+    return point.x > 0 && point.value >= 0 ? nullptr : "channels count from 1, energies are not negative";
+  if (!(point.x > 0)) return "an energy is above 0";
+  if (kind == "efficiency" && !(point.value > 0 && point.value <= 1)) return "an efficiency is above 0 and at most 1";
+  if (kind != "efficiency" && !(point.value > 0)) return "a width is above 0";
+  return nullptr;
+}
+
 std::vector<GivenPoint>* listOf(CalibrationTable& table, const std::string& kind) {
   return kind == "energy"       ? &table.energy
          : kind == "fwhm"       ? &table.fwhm
@@ -56,6 +66,8 @@ GivenPoint parsePoint(const std::string& text, const std::string& option) {
   const auto point = pointOf(split(text, ':'), 0);
   if (!point)
     throw UsageError("calibrate: " + option + " '" + escapeLine(text) + "' is not X:VALUE or X:VALUE:UNCERTAINTY");
+  if (const char* const why = objection(*point, option.substr(2)))
+    throw UsageError("calibrate: " + option + " '" + escapeLine(text) + "': " + why);
   return *point;
 }
 
@@ -72,6 +84,8 @@ CalibrationTable readCalibrationTable(const std::string& path) {
     const auto point = pointOf(words, 1);
     if (list == nullptr || !point)
       throw Failure(path + ": line " + std::to_string(number), "not KIND,X,VALUE,UNCERTAINTY with a known kind");
+    if (const char* const why = objection(*point, words[0]))
+      throw Failure(path + ": line " + std::to_string(number), why);
     list->push_back(*point);
   }
   if (table.empty()) throw Failure(path, "no points");

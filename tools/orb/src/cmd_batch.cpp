@@ -35,14 +35,15 @@ struct Options {
 /// What became of one spectrum.
 struct Outcome {
   std::string input;
-  std::string state;  ///< done, kept (from an earlier run) or failed
-  std::string message;
+  std::string state;    ///< done, kept (from an earlier run) or failed
+  std::string message;  ///< why it failed, or what there is to note about it
   std::size_t peaks = 0;
   NuclideResults nuclides;
 };
 
-/// The files that are named, those of folders in the order of their names. Hidden files are passed over.
-std::vector<std::string> listInputs(const std::vector<std::string>& named) {
+/// The files that are named, those of folders in the order of their names. Hidden files and folders are passed over,
+/// what is neither file nor folder with a note.
+std::vector<std::string> listInputs(const std::vector<std::string>& named, const Note& note) {
   std::vector<std::string> inputs;
   for (const std::string& name : named) {
     std::error_code error;
@@ -53,9 +54,14 @@ std::vector<std::string> listInputs(const std::vector<std::string>& named) {
     std::vector<std::string> inside;
     for (const auto& entry : fs::directory_iterator(name, error)) {
       const bool is_hidden = entry.path().filename().string().front() == '.';
-      if (!is_hidden && entry.is_regular_file(error)) inside.push_back(entry.path().string());
+      if (is_hidden || entry.is_directory(error)) continue;
+      if (entry.is_regular_file(error))
+        inside.push_back(entry.path().string());
+      else
+        note(entry.path().string() + ": passed over, it is no regular file");
     }
     if (error) throw Failure(name, "cannot read the folder: " + error.message());
+    if (inside.empty()) throw Failure(name, "there is no spectrum in the folder");
     std::sort(inside.begin(), inside.end());
     inputs.insert(inputs.end(), inside.begin(), inside.end());
   }
@@ -146,7 +152,8 @@ class Batch {
     request.input = input;
     DraftFile draft(target, options_.force);
     FileAccess file;
-    analyse(request, file, draft.path(), target, [](const std::string&) {});
+    analyse(request, file, draft.path(), target,
+            [&](const std::string& note) { outcome.message += (outcome.message.empty() ? "" : "; ") + note; });
     readResults(file, outcome);
     draft.write(file);
     draft.publish();
@@ -196,7 +203,8 @@ void print(const std::vector<Outcome>& outcomes, Console& console) {
 
 int run(Options options, Console& console) {
   options.request.engines = findEngines(options.engines);
-  const std::vector<std::string> inputs = listInputs(options.inputs);
+  const std::vector<std::string> inputs =
+      listInputs(options.inputs, [&](const std::string& text) { console.note(escapeLine(text)); });
   requireDistinctOutputs(inputs, options.out);
   std::error_code error;
   fs::create_directories(options.out, error);

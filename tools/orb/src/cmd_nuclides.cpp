@@ -32,7 +32,10 @@ int showResults(const Options& options, Console& console) {
     appendNuclides(json, results);
     printJson(json, console);
   } else {
-    printNuclides(results, options.limits, console);
+    if (results.is_analysed)
+      printNuclides(results, options.limits, console);
+    else
+      console.note(options.file + ": not analysed for nuclides yet; orb analyze does it");
   }
   return kDone;
 }

@@ -27,8 +27,8 @@ constexpr std::uint32_t kFitLast = 0x20030047;
 constexpr std::uint32_t kOneRegion = 0x20030010;
 constexpr std::uint32_t kTableScope = 0x2006007A;
 
-/// The settings of one search, which must not decide what the next one covers: neither those of an earlier one here, nor
-/// these in an analysis of the whole spectrum later.
+/// The settings of one search, which must not decide what the next one covers: neither those of an earlier one here,
+/// nor these in an analysis of the whole spectrum later.
 void setScope(FileAccess& file, const Options& options) {
   std::pair<int, int> channels{1, 65535};
   if (!options.range.empty()) channels = channelRange(file, options.range);
@@ -71,7 +71,9 @@ void addPeaks(CLI::App& app, Job& job) {
   command->add_option("FILE", options->file, "Data file; the table of lines is stored in it")->required();
   command->add_option("--range", options->range, "Part to search: channels A:B, or energies as in 600:700keV")
       ->type_name("A:B");
-  command->add_option("--threshold", options->threshold, "Significance from which a maximum is tried as a line; the file's setting without it")
+  command
+      ->add_option("--threshold", options->threshold,
+                   "Significance from which a maximum is tried as a line; the file's setting without it")
       ->check(CLI::Range(1.0, 1000.0))
       ->type_name("X");
   command->add_flag("--json", options->json, "Print JSON");

@@ -11,12 +11,19 @@ std::string compose(const std::string& subject, const std::string& what) {
   return subject.empty() ? escapeLine(what) : escapeLine(subject) + ": " + escapeLine(what);
 }
 
+/// The command that mends what a code complains of.
+const char* hintOf(std::uint32_t code) {
+  const std::string name = explainCode(code).name;
+  if (name == "ANA_NOENERGYCAL" || name == "ANA_NOFWHMCAL") return "; orb calibrate makes one";
+  return "";
+}
+
 }  // namespace
 
 Failure::Failure(const std::string& subject, const std::string& what) : std::runtime_error(compose(subject, what)) {}
 
 Failure::Failure(const std::string& subject, const std::string& what, std::uint32_t code)
-    : std::runtime_error(compose(subject, what) + ": " + codeInWords(code)) {}
+    : std::runtime_error(compose(subject, what) + ": " + codeInWords(code) + hintOf(code)) {}
 
 void require(std::uint32_t code, const std::string& file, const std::string& what) {
   if (code != 0) throw Failure(file, what, code);

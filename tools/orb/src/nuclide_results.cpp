@@ -98,6 +98,7 @@ void printLimits(const std::vector<LimitRow>& limits, Console& console) {
 NuclideResults readNuclides(const FileAccess& file) {
   NuclideResults results;
   for (const AioBlockInfo_T& block : listBlocks(file)) {
+    results.is_analysed |= block.usClass == ORB_CLS_NUCRESULTS;
     for (std::uint32_t i = 1; i <= block.usRecords; ++i) {
       const auto record = static_cast<std::uint16_t>(i);
       if (block.usClass == ORB_CLS_NUCRESULTS) results.nuclides.push_back(readNuclide(file, record));

@@ -33,6 +33,7 @@ struct NuclideResults {
   std::vector<NuclideRow> nuclides;  ///< judged present, by falling confidence
   std::vector<LimitRow> not_found;
   std::vector<double> unidentified;  ///< energies of the peaks that nothing explains [keV]
+  bool is_analysed = false;          ///< nuclides were looked for
 };
 
 /// @throws Failure
