@@ -14,8 +14,7 @@ std::string compose(const std::string& subject, const std::string& what) {
 /// The command that mends what a code complains of.
 const char* hintOf(std::uint32_t code) {
   const std::string name = explainCode(code).name;
-  if (name == "ANA_NOENERGYCAL" || name == "ANA_NOFWHMCAL") return "; orb calibrate makes one";
-  return "";
+  return name.ends_with("_NOENERGYCAL") || name.ends_with("_NOFWHMCAL") ? "; orb calibrate makes one" : "";
 }
 
 }  // namespace
