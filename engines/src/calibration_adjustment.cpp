@@ -142,6 +142,8 @@ bool adjustWidths(File& file, std::vector<FreeLine> lines) {
     if (std::abs(deviation.mean) < kPoorWidth || !is_plausible) return false;
     for (const ULONG code : {ORB_D_FWHMOFF, ORB_D_FWHMSLOPE})
       file.set(code, file.number(code, 0) * (1 + deviation.mean));
+    const double scatter = std::sqrt(std::max(0.0, deviation.rms * deviation.rms - deviation.mean * deviation.mean));
+    file.set(ORB_D_FWHMSCATTER, 100 * std::max(kWidthFloor, scatter));
   }
   file.setText(ORB_T_SCALSOURCE, "adjusted to " + std::to_string(lines.size()) + " lines of the spectrum");
   return true;

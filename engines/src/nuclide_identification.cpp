@@ -306,9 +306,9 @@ class Identification {
   static constexpr double kAnnihilation_keV = 510.999;
 
   /// A gamma line that nobody can tell from annihilation says no more than that.
-  static bool isAtAnnihilation(const LibraryLine& line) {
-    constexpr double kUnresolved_keV = 1.5;
-    return line.is_annihilation || std::abs(line.energy - kAnnihilation_keV) < kUnresolved_keV;
+  bool isAtAnnihilation(const LibraryLine& line) const {
+    const double unresolved_keV = std::max(1.5, 0.3 * scale_.fwhm(kAnnihilation_keV));
+    return line.is_annihilation || std::abs(line.energy - kAnnihilation_keV) < unresolved_keV;
   }
 
   bool isAnnihilation(double energy) const {

@@ -181,6 +181,17 @@ TEST_F(AnalysisCommandTest, ScintillatorsAreCalibratedByTheirSourcesOrRefused) {
   }
 }
 
+TEST_F(AnalysisCommandTest, TheWidthOfOneLineScalesTheWidthsOfTheFile) {
+  const std::string spectrum = measured("csi_1k_am241.n42");
+  if (spectrum.empty()) GTEST_SKIP() << "no measured spectra (ORB_TEST_DATA)";
+  ASSERT_EQ(orb({"import", spectrum, "a.dat"}).status, 0);
+  EXPECT_THAT(orb({"calibrate", "a.dat", "--auto", "Am-241"}).err, HasSubstr("the widths were scaled"));
+  const auto peaks = json({"peaks", "a.dat"})["peaks"];
+  ASSERT_EQ(peaks.size(), 1u) << "widths that are too small make two lines of one";
+  EXPECT_NEAR(peaks[0]["energy_keV"], 59.54, 0.5);
+  EXPECT_NEAR(peaks[0]["fwhm_keV"], 16.5, 1);
+}
+
 TEST_F(AnalysisCommandTest, TheRangeOfOneSearchIsThatOfNoOther) {
   ASSERT_EQ(orb({"simulate", "a.dat", "--nuclides", "Cs-137:500,Co-60:500", "--seed", "3"}).status, 0);
   const auto all = json({"peaks", "a.dat"})["peaks"].size();

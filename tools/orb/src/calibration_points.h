@@ -1,5 +1,6 @@
 /// Calibration points as people give them.
 #pragma once
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,11 +16,12 @@ struct GivenPoint {
 };
 
 struct CalibrationTable {
-  std::vector<GivenPoint> energy;      ///< channel, keV
-  std::vector<GivenPoint> fwhm;        ///< keV, keV
-  std::vector<GivenPoint> tail;        ///< keV, keV
-  std::vector<GivenPoint> efficiency;  ///< keV, 1
-  int most_terms = 3;                  ///< of the energy equation, when nobody asks for a number
+  std::vector<GivenPoint> energy;       ///< channel, keV
+  std::vector<GivenPoint> fwhm;         ///< keV, keV
+  std::vector<GivenPoint> tail;         ///< keV, keV
+  std::optional<GivenPoint> one_width;  ///< keV, keV; no curve, but one that the file has is put to it
+  std::vector<GivenPoint> efficiency;   ///< keV, 1
+  int most_terms = 3;                   ///< of the energy equation, when nobody asks for a number
   bool empty() const { return energy.empty() && fwhm.empty() && tail.empty() && efficiency.empty(); }
 };
 

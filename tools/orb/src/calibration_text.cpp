@@ -86,6 +86,11 @@ std::optional<FwhmCalibration> readFwhmCalibration(const FileAccess& file) {
   return calibration;
 }
 
+void scaleFwhmCalibration(FileAccess& file, const FwhmCalibration& calibration, double ratio) {
+  putValue(file, kFwhmOffset, Variant(calibration.offset * ratio));
+  putValue(file, kFwhmSlope, Variant(calibration.slope * ratio));
+}
+
 std::string energyWords(const EnergyCalibration& calibration, std::size_t first, std::size_t last) {
   std::string text;
   for (std::size_t i = 0; i < calibration.coefficients.size(); ++i) {

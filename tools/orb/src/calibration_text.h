@@ -36,6 +36,9 @@ std::optional<EnergyCalibration> readEnergyCalibration(const FileAccess& file);
 /// Nothing when the file has no usable FWHM equation.
 std::optional<FwhmCalibration> readFwhmCalibration(const FileAccess& file);
 
+/// Makes all widths of the file so many times as large.
+void scaleFwhmCalibration(FileAccess& file, const FwhmCalibration& calibration, double ratio);
+
 /// "0.20389 + 0.37444 x + 2.9859e-07 x^2 keV (x: channel, from 1); 0.58 keV in channel 1, 3087.56 keV in channel 8192"
 std::string energyWords(const EnergyCalibration& calibration, std::size_t first, std::size_t last);
 /// "1 + 0.03 sqrt(E) keV; 1.77 keV at 661.7 keV"

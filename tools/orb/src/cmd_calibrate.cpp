@@ -134,6 +134,19 @@ void printResult(const FileAccess& file, const lib::ParameterMap& results, const
   if (!table.efficiency.empty()) console.line("Efficiency  " + count(table.efficiency));
 }
 
+/// One width is no curve, but tells how far all widths are off that the file has.
+void putToOneWidth(FileAccess& file, const GivenPoint& width, const Note& note) {
+  constexpr double kBorne = 0.02;
+  constexpr double kScatter = 5;  // %, of widths elsewhere about the scaled ones
+  const auto calibration = readFwhmCalibration(file);
+  const double ratio = calibration ? width.value / calibration->fwhm_keV(width.x) : 0;
+  if (!(ratio > 0) || std::abs(ratio - 1) < kBorne) return;
+  scaleFwhmCalibration(file, *calibration, ratio);
+  putValue(file, kFwhmScatter, Variant(kScatter));
+  putValue(file, kShapeSource, Variant("scaled to the width of one line"));
+  note("the widths were scaled by " + roundedText(ratio, 3) + " to that of the line");
+}
+
 /// What the calibrations come from, in the place of what the file said of the former ones.
 void putSources(FileAccess& file, const Options& options, const CalibrationTable& table) {
   const std::string source = options.source.empty() ? "points given to orb calibrate" : "lines of " + options.source;
@@ -152,6 +165,7 @@ int run(const Options& options, Console& console) {
   if (!table.energy.empty() || !table.fwhm.empty() || !table.tail.empty())
     results = fitBest(file, table, termsFor(options, table), !options.source.empty(), note);
   if (!table.efficiency.empty()) fitEfficiency(file, table.efficiency);
+  if (table.one_width) putToOneWidth(file, *table.one_width, note);
   putSources(file, options, table);
   flushAndClose(file);
   openForReading(file, options.file);

@@ -28,6 +28,7 @@ constexpr std::uint32_t kFwhmOffset = 0x20000048;
 constexpr std::uint32_t kFwhmSlope = 0x20000049;
 constexpr std::uint32_t kEnergyType = 0x20000061;
 constexpr std::uint32_t kShapeTime = 0x20000064;
+constexpr std::uint32_t kFwhmScatter = 0x20000076;  ///< [%]
 constexpr std::uint32_t kPeakEnergy = 0x20060007;
 constexpr std::uint32_t kPeakCentroid = 0x2006000A;
 constexpr std::uint32_t kPeakNuclide = 0x20060057;

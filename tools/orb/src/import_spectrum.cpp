@@ -42,8 +42,7 @@ void scaleTypicalWidths(FileAccess& file, const DetectorGuess& guess, const Note
   if (!guess.is_NaI || guess.energy_keV <= 0 || !typical || typical->source != kTypicalWidths) return;
   const double ratio = guess.fwhm_keV / typical->fwhm_keV(guess.energy_keV);
   if (!(ratio > kFarBelow && ratio < 10)) return;
-  putValue(file, kFwhmOffset, Variant(typical->offset * ratio));
-  putValue(file, kFwhmSlope, Variant(typical->slope * ratio));
+  scaleFwhmCalibration(file, *typical, ratio);
   note("the typical widths were scaled by " + roundedText(ratio, 2) + " to those in the spectrum");
 }
 

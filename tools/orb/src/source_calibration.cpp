@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -18,6 +19,8 @@ namespace {
 
 constexpr double kLeastProbability = 0.5;  // per cent: weaker lines lie in the flanks of others and make no calibration
 constexpr double kAnnihilation_keV = 511;
+constexpr double kMainShare = 0.3;       // of the strongest line of a nuclide
+constexpr double kBroad = 0.03;          // FWHM over energy: a scintillator
 constexpr double kLeastFwhmUnc = 0.005;  // relative: or the strongest line dictates the curve
 
 std::vector<LibraryLine> linesOf(const std::string& nuclides, const std::string& library_name) {
@@ -33,6 +36,13 @@ std::vector<LibraryLine> linesOf(const std::string& nuclides, const std::string&
                  [&](const LibraryLine& line) { return line.probability >= least; });
   }
   return lines;
+}
+
+double greatestOf(const std::vector<LibraryLine>& lines, const std::string& nuclide) {
+  double greatest = 0;
+  for (const LibraryLine& line : lines)
+    if (line.nuclide == nuclide) greatest = std::max(greatest, line.probability);
+  return greatest;
 }
 
 std::vector<AnaMatchedLine_T> matchesOf(const FileAccess& file, const std::vector<LibraryLine>& lines) {
@@ -63,12 +73,43 @@ void tellMissing(const std::vector<LibraryLine>& lines, const std::vector<AnaMat
   for (const std::string& nuclide : missing) note("no line of " + nuclide + " was found");
 }
 
-/// keV per channel between the neighbours of a match.
-double slopeAt(const std::vector<AnaMatchedLine_T>& matched, const std::vector<LibraryLine>& lines, std::size_t i) {
+/// The energy of a broad peak that holds lines of several nuclides, whose shares nobody knows: the middle between the
+/// strongest of each, and half the distance between the outermost for its uncertainty.
+struct Blend {
+  double energy_keV, spread_keV;
+  std::string nuclides;
+};
+
+Blend blendAt(const std::vector<LibraryLine>& lines, const LibraryLine& line, double fwhm_keV) {
+  constexpr double kReach_fwhm = 0.6;
+  std::map<std::string, const LibraryLine*> strongest;
+  for (const LibraryLine& other : lines) {
+    if (std::abs(other.energy_keV - line.energy_keV) > kReach_fwhm * fwhm_keV) continue;
+    const LibraryLine*& known = strongest[other.nuclide];
+    if (known == nullptr || other.probability > known->probability) known = &other;
+  }
+  const auto is_main = [&](const LibraryLine& one) {
+    return one.probability > kMainShare * greatestOf(lines, one.nuclide);
+  };
+  double low = line.energy_keV;
+  double high = line.energy_keV;
+  std::string nuclides = line.nuclide;
+  for (const auto& [nuclide, other] : strongest) {
+    if (nuclide == line.nuclide || !is_main(*other)) continue;
+    low = std::min(low, other->energy_keV);
+    high = std::max(high, other->energy_keV);
+    nuclides += "+" + nuclide;
+  }
+  return {(low + high) / 2, (high - low) / 2, nuclides};
+}
+
+/// keV per channel between the neighbours of a match; of one alone, by the offset of the file.
+double slopeAt(const std::vector<AnaMatchedLine_T>& matched, const std::vector<LibraryLine>& lines, std::size_t i,
+               double offset_keV) {
   const std::size_t a = i == 0 ? 0 : i - 1;
   const std::size_t b = std::min(i + 1, matched.size() - 1);
   const auto energy = [&](std::size_t k) { return lines[static_cast<std::size_t>(matched[k].iKnown)].energy_keV; };
-  if (a == b) return energy(a) / matched[a].dPosition;
+  if (a == b) return (energy(a) - offset_keV) / matched[a].dPosition;
   return (energy(b) - energy(a)) / (matched[b].dPosition - matched[a].dPosition);
 }
 
@@ -87,21 +128,25 @@ void addSourceLines(const FileAccess& file, const std::string& nuclides, const s
   const auto lines = linesOf(nuclides, library);
   const auto matched = matchesOf(file, lines);
   tellMissing(lines, matched, note);
+  const double offset_keV = findNumber(file, kEnergyCoefficient0).value_or(0);
   for (std::size_t i = 0; i < matched.size(); ++i) {
     const AnaMatchedLine_T& match = matched[i];
     const LibraryLine& line = lines[static_cast<std::size_t>(match.iKnown)];
-    const double slope = slopeAt(matched, lines, i);
-    const double uncertainty = std::hypot(slope * match.dPositionUnc, line.energy_unc_keV);
-    table.energy.push_back({match.dPosition, line.energy_keV, uncertainty, line.nuclide});
-    // Annihilation is broader than the curve.
-    if (std::abs(line.energy_keV - kAnnihilation_keV) < 1) continue;
+    const double slope = slopeAt(matched, lines, i, offset_keV);
     const double fwhm = slope * match.dFwhm;
+    const Blend blend = blendAt(lines, line, fwhm > kBroad * line.energy_keV ? fwhm : 0);
+    const double uncertainty = std::hypot(slope * match.dPositionUnc, line.energy_unc_keV, blend.spread_keV);
+    table.energy.push_back({match.dPosition, blend.energy_keV, uncertainty, blend.nuclides});
+    // Annihilation and what several lines make together are broader than the curve.
+    if (std::abs(line.energy_keV - kAnnihilation_keV) < 1 || blend.spread_keV > 0) continue;
     table.fwhm.push_back({line.energy_keV, fwhm, std::hypot(slope * match.dFwhmUnc, kLeastFwhmUnc * fwhm), ""});
   }
   if (matched.size() == 1) note("one line was found: it fixes the gain; " + whatStays(file));
-  if (table.fwhm.size() < 2) table.fwhm.clear();  // one width is no curve
+  if (table.fwhm.size() == 1) {
+    table.one_width = table.fwhm.front();
+    table.fwhm.clear();
+  }
   // Few lines of a scintillator, or lines close together, do not tell a bend from their overlaps.
-  constexpr double kBroad = 0.03;
   constexpr std::size_t kFew = 5;
   constexpr double kSpan = 4;
   const bool is_broad = !table.fwhm.empty() && table.fwhm.back().value > kBroad * table.fwhm.back().x;

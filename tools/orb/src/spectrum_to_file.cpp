@@ -123,6 +123,8 @@ void putOriginalWidth(FileAccess& file, const formats::FwhmCalibration& original
   putValue(file, kShapeSettings, Variant(record));
 }
 
+constexpr double kScatterOfTypical = 5;  // %: so far detectors of a kind are apart
+
 void putWidth(FileAccess& file, const SpectrumData& spectrum, const ImportContext& context, const Note& note) {
   const auto energy = energyFromOne(spectrum, [](const std::string&) {});
   const auto from_zero = energy.empty() ? std::vector<double>() : formats::toChannelsFromZero(energy);
@@ -131,6 +133,7 @@ void putWidth(FileAccess& file, const SpectrumData& spectrum, const ImportContex
   if (!fit) {
     if (!spectrum.fwhm.empty()) note("the FWHM calibration cannot be used: no widths that grow with the energy");
     note("no FWHM calibration; widths typical of the kind of detector stay in the file, marked as not measured");
+    putValue(file, kFwhmScatter, Variant(kScatterOfTypical));
     return putValue(file, kShapeSource, Variant(kTypicalWidths));
   }
   putValue(file, kFwhmOffset, Variant(fit->offset));
