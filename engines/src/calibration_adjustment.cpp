@@ -71,6 +71,7 @@ std::vector<FreeLine> fitFreely(File& file) {
   const BlockCopy settings(file.handle(), ORB_CLS_PROC);
   file.setText(ORB_T_WIDTHMODE, "Free");
   file.set(ORB_F_LOCTHRESH, std::max(kStrongLocation, file.number(ORB_F_LOCTHRESH, 0)));
+  file.set(ORB_L_LOCTWOFILTERS, 0);  // the other filter is for weak lines
   LONG status = AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0);
   if (status == ANA_OK) status = lPANolin(file.handle(), 0, 0, 0);
   settings.restore();

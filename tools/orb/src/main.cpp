@@ -1,4 +1,5 @@
 // orb: every command runs here, and every failure ends here.
+#include <malloc.h>
 #include <sqlite3.h>
 
 #include <csignal>
@@ -11,6 +12,16 @@
 namespace {
 
 using namespace orb::tool;
+
+/// Spectra are asked for and freed again all the time; giving their pages back to the system each time costs a tenth of
+/// an analysis.
+void keepFreedMemory() {
+#ifdef __GLIBC__
+  constexpr int kKept = 64 << 20;
+  mallopt(M_MMAP_THRESHOLD, kKept / 2);
+  mallopt(M_TRIM_THRESHOLD, kKept);
+#endif
+}
 
 int run(int argc, char** argv) {
   Console console;
@@ -33,6 +44,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   // SQLite counts its memory under one lock of the whole process, for which the threads of a batch would wait.
   sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  keepFreedMemory();
   try {
     return run(argc, argv);
   } catch (const OutputClosed&) {
