@@ -113,6 +113,12 @@ TEST_F(AnalysisCommandTest, WhatCannotBeAnalysedIsTold) {
   EXPECT_THAT(orb({"calibrate", "a.dat", "--energy", "5:10", "--energy", "5:20"}).err,
               HasSubstr("different positions"));
   EXPECT_THAT(orb({"region", "a.dat", "--channel", "2000"}).err, HasSubstr("no region"));
+  for (const std::vector<std::string>& refused : {std::vector<std::string>{"peaks", "a.dat", "--threshold", "nan"},
+                                                  {"fit", "a.dat", "--start", "1", "--end", "9", "--free-fwhm", "nan"},
+                                                  {"calibrate", "a.dat", "--efficiency", "100:-0.1"},
+                                                  {"calibrate", "a.dat", "--energy", "0:100"},
+                                                  {"calibrate", "a.dat", "--fwhm", "100:0"}})
+    EXPECT_EQ(orb(refused).status, 2) << refused.back();
 }
 
 struct Source {

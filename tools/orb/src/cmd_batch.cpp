@@ -90,6 +90,12 @@ void requireFreeTable(const std::string& table, const std::vector<std::string>& 
     if (isSameFile(table, input)) throw Failure(table, "is one of the spectra, and is not replaced by a table");
 }
 
+/// A failure names its file first; in a table of files that stands there already.
+std::string withoutSubject(const std::string& message, const std::string& input) {
+  const std::string subject = escapeLine(input) + ": ";
+  return message.rfind(subject, 0) == 0 ? message.substr(subject.size()) : message;
+}
+
 class Batch {
  public:
   Batch(const Options& options, std::vector<std::string> inputs)
@@ -133,7 +139,7 @@ class Batch {
       }
     } catch (const std::exception& error) {
       outcome.state = "failed";
-      outcome.message = error.what();
+      outcome.message = withoutSubject(error.what(), input);
     } catch (...) {
       outcome.state = "failed";
       outcome.message = "unknown failure";

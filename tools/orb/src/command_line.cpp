@@ -1,6 +1,8 @@
 #include "command_line.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <string_view>
 #include <vector>
 
@@ -72,6 +74,23 @@ std::string nameOf(const CLI::App& chosen) {
   throw UsageError(prefix + escapeLine(what) + "; see '" + nameOf(chosen) + " --help'");
 }
 
+/// The ranges of the parser let a NaN through, because it is neither below nor above anything.
+void refuseNotANumber(CLI::App& command) {
+  for (CLI::Option* const option : command.get_options()) {
+    const std::string type = option->get_type_name();
+    const bool is_checked_number = type.find("FLOAT in") != std::string::npos || type == "POSITIVE" ||
+                                   type.find(":POSITIVE") != std::string::npos ||
+                                   type.find("NONNEGATIVE") != std::string::npos;
+    if (!is_checked_number) continue;
+    option->check([](const std::string& text) {
+      char* end = nullptr;
+      const double value = std::strtod(text.c_str(), &end);
+      return *end == '\0' && std::isnan(value) ? "'" + text + "' is not a number" : std::string();
+    });
+  }
+  for (CLI::App* const inner : command.get_subcommands({})) refuseNotANumber(*inner);
+}
+
 /// Describing every command costs more than running a short one, so a command that is named comes alone.
 void addCommands(CLI::App& app, Job& job, const std::vector<std::string>& arguments) {
   const auto named = [&](const Entry& entry) { return !arguments.empty() && toLower(entry.name) == arguments.front(); };
@@ -80,6 +99,7 @@ void addCommands(CLI::App& app, Job& job, const std::vector<std::string>& argume
     if (!is_known || named(entry)) entry.add(app, job);
   }
   app.require_subcommand(1);
+  refuseNotANumber(app);
   for (CLI::App* const command : app.get_subcommands({})) {
     for (CLI::Option* const option : command->get_options()) {
       if (option->get_positional()) option->type_name("");

@@ -42,6 +42,7 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A reader that goes away ends the command by an error of write, so that drafts are removed on the way out.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);  // a file at its size limit ends it the same way
   // SQLite counts its memory under one lock of the whole process, for which the threads of a batch would wait.
   sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
   keepFreedMemory();
