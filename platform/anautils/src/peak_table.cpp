@@ -21,10 +21,13 @@ void clearTable(void* handle) {
   check(AioDeleteLevel(handle, AIO_LEVEL_NUCLIDES));
 }
 
-void setProvenance(PendingWrites& writes, const char* routine) {
+/// What engines said of a former table does not hold for this one.
+void setProvenance(PendingWrites& writes, void* handle, const char* routine) {
   writes.set(ORB_T_PKENGINE, std::string(routine));
   writes.set(ORB_T_PKVERSION, std::string(ANAUTILS_VERSION));
   writes.set(ORB_X_PKTIME, presentTime());
+  for (const ULONG text : {ORB_T_PKSETTINGS, ORB_T_PKEFFENGINE, ORB_T_PKEFFVERSION, ORB_T_PKEFFSETTINGS})
+    if (!readText(handle, text, "").empty()) writes.set(text, std::string());
 }
 
 /// One fitted line into one record.
@@ -185,7 +188,7 @@ void writeLocatedLines(void* handle, const std::vector<LocatedLine>& lines, cons
     if (calibration.hasEnergy()) writes.set(ORB_D_PKENERGY, calibration.energy(line.position), record);
   }
   writes.set(ORB_L_PKNLINES, static_cast<int>(lines.size()));
-  setProvenance(writes, "AA_2nd_Diff_Peak_Loc");
+  setProvenance(writes, handle, "AA_2nd_Diff_Peak_Loc");
   clearTable(handle);
   writes.commit(handle);
 }
@@ -211,7 +214,7 @@ void writeFittedLines(void* handle, const std::vector<TableRegion>& regions, con
   }
   writes.set(ORB_L_PKNLINES, static_cast<int>(n));
   writes.set(ORB_L_PKNREGIONS, number);
-  setProvenance(writes, "lPANolin");
+  setProvenance(writes, handle, "lPANolin");
   clearTable(handle);
   writes.commit(handle);
 }

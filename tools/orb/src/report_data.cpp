@@ -55,6 +55,7 @@ struct ResultBlock {
 constexpr ResultBlock kResultBlocks[] = {{"Energy calibration", 0x200D00F0},
                                          {"Shape calibration", 0x201300F0},
                                          {"Peaks", 0x200600F0},
+                                         {"Efficiencies of peaks", 0x200600F4},
                                          {"Nuclides", 0x200800F0},
                                          {"Detection limits", 0x200900F0}};
 
@@ -129,7 +130,7 @@ void readProvenance(const FileAccess& file, Report& report) {
   for (const auto& [name, routine] : kResultBlocks) {
     report::Provenance row{name, header.text(routine), header.text(routine + 1), header.time(routine + 2),
                            header.text(routine + 3)};
-    if (!row.routine.empty() || !row.version.empty() || !row.time.empty()) report.provenance.push_back(std::move(row));
+    if (!row.routine.empty() || !row.version.empty()) report.provenance.push_back(std::move(row));
   }
   if (const std::string time = header.time(0x20020002); !time.empty())
     report.provenance.push_back({"Efficiency calibration", "", "", time, header.text(0x20020004)});
