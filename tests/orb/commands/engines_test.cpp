@@ -154,6 +154,26 @@ TEST_F(EnginesCommandTest, BatchGoesOnAfterAFailureAndDoesNothingTwice) {
   EXPECT_EQ(orb({"batch", "a.dat", "-o", "."}).status, 1) << "an input would be its own result";
 }
 
+TEST_F(EnginesCommandTest, AStoppedBatchTellsWhatItDidAndGoesOnWhenStartedAgain) {
+  simulate("s.dat", "Cs-137:500", "1");
+  std::filesystem::create_directory("in");
+  constexpr int kMany = 40;
+  for (int i = 0; i < kMany; ++i) std::filesystem::copy_file("s.dat", "in/" + std::to_string(i) + ".dat");
+  // As a user at a terminal: Ctrl-C once the first results are there.
+  const std::string script = std::string("\"") + ORB_TOOL +
+                             "\" batch in -o out --csv r.csv >told 2>&1 & batch=$!\n"
+                             "until ls out/*.dat >/dev/null 2>&1 || ! kill -0 $batch; do sleep 0.01; done\n"
+                             "kill -INT $batch; wait $batch";
+  writeFile("stop.sh", script);
+  EXPECT_EQ(std::system("bash -m stop.sh") >> 8, 1) << readFile("told");
+  EXPECT_THAT(readFile("told"), HasSubstr("start it again"));
+  EXPECT_THAT(readFile("r.csv"), AllOf(HasSubstr(",done,"), HasSubstr(",stopped,")));
+  for (const auto& entry : std::filesystem::directory_iterator("out"))
+    EXPECT_EQ(orb({"check", entry.path().string()}).status, 0) << entry.path();
+  EXPECT_EQ(orb({"batch", "in", "-o", "out", "--csv", "r.csv"}).status, 0);
+  EXPECT_THAT(readFile("r.csv"), AllOf(HasSubstr(",kept,"), HasSubstr(",done,"), Not(HasSubstr(",stopped,"))));
+}
+
 // ---- Measured spectra ------------------------------------------------------------------------------------------
 
 struct MeasuredCase {

@@ -11,6 +11,7 @@
 #include "blocks.h"
 #include "command.h"
 #include "failure.h"
+#include "leftovers.h"
 #include "nuclide_results.h"
 #include "peak_results.h"
 #include "progress.h"
@@ -35,7 +36,7 @@ struct Options {
 /// What became of one spectrum.
 struct Outcome {
   std::string input;
-  std::string state;    ///< done, kept (from an earlier run) or failed
+  std::string state;    ///< done, kept (from an earlier run), failed or stopped (not begun)
   std::string message;  ///< why it failed, or what there is to note about it
   std::size_t peaks = 0;
   NuclideResults nuclides;
@@ -116,7 +117,7 @@ class Batch {
  private:
   void work() {
     for (std::size_t i = next_++; i < inputs_.size(); i = next_++) {
-      outcomes_[i] = analyseOne(inputs_[i]);
+      outcomes_[i] = stop_.isAsked() ? Outcome{inputs_[i], "stopped", "", 0, {}} : analyseOne(inputs_[i]);
       const std::lock_guard lock(mutex_);
       progress_.step();
     }
@@ -171,6 +172,7 @@ class Batch {
   std::atomic<std::size_t> next_{0};
   std::mutex mutex_;
   Progress progress_;
+  GentleStop stop_;
 };
 
 std::string namesOf(const NuclideResults& results, const char* separator) {
@@ -225,10 +227,14 @@ int run(Options options, Console& console) {
   print(outcomes, console);
   if (table) table->write(csvOf(outcomes));
   if (table) table->publish();
-  const auto n_failed =
-      std::count_if(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.state == "failed"; });
-  if (n_failed > 0) console.note(std::to_string(n_failed) + " of " + std::to_string(outcomes.size()) + " failed");
-  return n_failed > 0 ? kFailed : kDone;
+  const auto tell = [&](const char* state, const std::string& how) {
+    const auto n = std::count_if(outcomes.begin(), outcomes.end(), [&](const Outcome& o) { return o.state == state; });
+    if (n > 0) console.note(std::to_string(n) + " of " + std::to_string(outcomes.size()) + how);
+    return n > 0;
+  };
+  const bool any_failed = tell("failed", " failed");
+  const bool any_stopped = tell("stopped", " not begun, because the batch was stopped; start it again to go on");
+  return any_failed || any_stopped ? kFailed : kDone;
 }
 
 }  // namespace
@@ -247,7 +253,8 @@ void addBatch(CLI::App& app, Job& job) {
   command->footer(
       "The results of soil.spe go to OUTDIR/soil.spe.dat. A file that is there already is kept as it is, so a batch "
       "that\n"
-      "was stopped can be started again. One that fails does not stop the rest; exit status 1 tells of it.\n\n"
+      "was stopped (Ctrl-C, once) can be started again. One that fails does not stop the rest; exit status 1 tells of "
+      "it.\n\n"
       "Example:\n  orb batch spectra -o results --jobs 4 --csv results.csv");
   command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -22,6 +23,10 @@ constexpr std::size_t kPlaces = 128;
 std::array<Names, kPlaces> g_leftovers;
 std::mutex g_mutex;
 
+std::atomic<bool> g_is_gentle{false};
+std::atomic<bool> g_is_asked{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 void removeAll(const Names& names) {
@@ -30,6 +35,7 @@ void removeAll(const Names& names) {
 }
 
 extern "C" void onSignal(int number) {
+  if (g_is_gentle && !g_is_asked.exchange(true)) return;
   for (const Names& names : g_leftovers) removeAll(names);
   std::signal(number, SIG_DFL);
   std::raise(number);
@@ -37,6 +43,16 @@ extern "C" void onSignal(int number) {
 
 bool isFree(const Names& names) {
   return names[0][0] == '\0';
+}
+
+void catchSignals() {
+  for (const int number : kSignals) std::signal(number, onSignal);
+}
+
+/// Once there is nothing to do for a signal.
+void releaseSignals() {
+  if (g_is_gentle || !std::all_of(g_leftovers.begin(), g_leftovers.end(), isFree)) return;
+  for (const int number : kSignals) std::signal(number, SIG_DFL);
 }
 
 }  // namespace
@@ -47,15 +63,31 @@ Leftovers::Leftovers(const std::vector<std::string>& names) {
   if (free == g_leftovers.end()) throw Failure(names.front(), "too many files are being made at once");
   for (std::size_t i = 0; i < names.size() && i < free->size(); ++i)
     std::snprintf((*free)[i], PATH_MAX, "%s", names[i].c_str());
-  for (const int number : kSignals) std::signal(number, onSignal);
+  catchSignals();
   place_ = static_cast<std::size_t>(free - g_leftovers.begin());
 }
 
 Leftovers::~Leftovers() {
   const std::lock_guard lock(g_mutex);
   for (auto& name : g_leftovers[place_]) name[0] = '\0';
-  if (!std::all_of(g_leftovers.begin(), g_leftovers.end(), isFree)) return;
-  for (const int number : kSignals) std::signal(number, SIG_DFL);
+  releaseSignals();
+}
+
+GentleStop::GentleStop() {
+  const std::lock_guard lock(g_mutex);
+  g_is_asked = false;
+  g_is_gentle = true;
+  catchSignals();
+}
+
+GentleStop::~GentleStop() {
+  const std::lock_guard lock(g_mutex);
+  g_is_gentle = false;
+  releaseSignals();
+}
+
+bool GentleStop::isAsked() const {
+  return g_is_asked;
 }
 
 void Leftovers::remove() const {

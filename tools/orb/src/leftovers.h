@@ -23,6 +23,19 @@ class Leftovers {
   std::size_t place_;
 };
 
+/// As long as it lives, the first of these signals does not end the program but asks it to come to an end by itself;
+/// the second one ends it. One object at a time.
+class GentleStop {
+ public:
+  GentleStop();
+  ~GentleStop();
+  GentleStop(const GentleStop&) = delete;
+  GentleStop& operator=(const GentleStop&) = delete;
+
+  /// Whether a signal has come.
+  bool isAsked() const;
+};
+
 /// The names that a data file can have on disk while it is being written: its own and those of its companions.
 std::vector<std::string> namesOfDataFile(const std::string& path);
 
