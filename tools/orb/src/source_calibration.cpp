@@ -64,20 +64,11 @@ std::vector<AnaMatchedLine_T> matchesOf(const FileAccess& file, const std::vecto
   return matched;
 }
 
-/// Nuclides that take no part because none of their lines was found.
-void tellMissing(const std::vector<LibraryLine>& lines, const std::vector<AnaMatchedLine_T>& matched,
-                 const Note& note) {
-  std::set<std::string> missing;
-  for (const LibraryLine& line : lines) missing.insert(line.nuclide);
-  for (const AnaMatchedLine_T& match : matched) missing.erase(lines[static_cast<std::size_t>(match.iKnown)].nuclide);
-  for (const std::string& nuclide : missing) note("no line of " + nuclide + " was found");
-}
-
 /// The energy of a broad peak that holds lines of several nuclides, whose shares nobody knows: the middle between the
 /// strongest of each, and half the distance between the outermost for its uncertainty.
 struct Blend {
   double energy_keV, spread_keV;
-  std::string nuclides;
+  std::set<std::string> nuclides;
 };
 
 Blend blendAt(const std::vector<LibraryLine>& lines, const LibraryLine& line, double fwhm_keV) {
@@ -93,14 +84,21 @@ Blend blendAt(const std::vector<LibraryLine>& lines, const LibraryLine& line, do
   };
   double low = line.energy_keV;
   double high = line.energy_keV;
-  std::string nuclides = line.nuclide;
+  std::set<std::string> nuclides = {line.nuclide};
   for (const auto& [nuclide, other] : strongest) {
     if (nuclide == line.nuclide || !is_main(*other)) continue;
     low = std::min(low, other->energy_keV);
     high = std::max(high, other->energy_keV);
-    nuclides += "+" + nuclide;
+    nuclides.insert(nuclide);
   }
   return {(low + high) / 2, (high - low) / 2, nuclides};
+}
+
+/// "Bi-214+Tl-208"
+std::string joined(const std::set<std::string>& nuclides) {
+  std::string text;
+  for (const std::string& nuclide : nuclides) text += (text.empty() ? "" : "+") + nuclide;
+  return text;
 }
 
 /// keV per channel between the neighbours of a match; of one alone, by the offset of the file.
@@ -111,6 +109,15 @@ double slopeAt(const std::vector<AnaMatchedLine_T>& matched, const std::vector<L
   const auto energy = [&](std::size_t k) { return lines[static_cast<std::size_t>(matched[k].iKnown)].energy_keV; };
   if (a == b) return (energy(a) - offset_keV) / matched[a].dPosition;
   return (energy(b) - energy(a)) / (matched[b].dPosition - matched[a].dPosition);
+}
+
+/// Few lines of a scintillator, or lines close together, do not tell a bend from their overlaps.
+bool tellBend(const CalibrationTable& table) {
+  constexpr std::size_t kFew = 5;
+  constexpr double kSpan = 4;
+  const bool are_broad = !table.fwhm.empty() && table.fwhm.back().value > kBroad * table.fwhm.back().x;
+  const bool are_apart = table.energy.size() >= kFew && table.energy.back().value > kSpan * table.energy.front().value;
+  return !are_broad || are_apart;
 }
 
 /// What a gain alone leaves of the energy equation in the file.
@@ -127,7 +134,8 @@ void addSourceLines(const FileAccess& file, const std::string& nuclides, const s
                     CalibrationTable& table, const Note& note) {
   const auto lines = linesOf(nuclides, library);
   const auto matched = matchesOf(file, lines);
-  tellMissing(lines, matched, note);
+  std::set<std::string> missing;
+  for (const LibraryLine& line : lines) missing.insert(line.nuclide);
   const double offset_keV = findNumber(file, kEnergyCoefficient0).value_or(0);
   for (std::size_t i = 0; i < matched.size(); ++i) {
     const AnaMatchedLine_T& match = matched[i];
@@ -136,22 +144,19 @@ void addSourceLines(const FileAccess& file, const std::string& nuclides, const s
     const double fwhm = slope * match.dFwhm;
     const Blend blend = blendAt(lines, line, fwhm > kBroad * line.energy_keV ? fwhm : 0);
     const double uncertainty = std::hypot(slope * match.dPositionUnc, line.energy_unc_keV, blend.spread_keV);
-    table.energy.push_back({match.dPosition, blend.energy_keV, uncertainty, blend.nuclides});
+    table.energy.push_back({match.dPosition, blend.energy_keV, uncertainty, joined(blend.nuclides)});
+    for (const std::string& nuclide : blend.nuclides) missing.erase(nuclide);
     // Annihilation and what several lines make together are broader than the curve.
     if (std::abs(line.energy_keV - kAnnihilation_keV) < 1 || blend.spread_keV > 0) continue;
     table.fwhm.push_back({line.energy_keV, fwhm, std::hypot(slope * match.dFwhmUnc, kLeastFwhmUnc * fwhm), ""});
   }
+  for (const std::string& nuclide : missing) note("no line of " + nuclide + " was found");
   if (matched.size() == 1) note("one line was found: it fixes the gain; " + whatStays(file));
   if (table.fwhm.size() == 1) {
     table.one_width = table.fwhm.front();
     table.fwhm.clear();
   }
-  // Few lines of a scintillator, or lines close together, do not tell a bend from their overlaps.
-  constexpr std::size_t kFew = 5;
-  constexpr double kSpan = 4;
-  const bool is_broad = !table.fwhm.empty() && table.fwhm.back().value > kBroad * table.fwhm.back().x;
-  const bool tell_bend = table.energy.size() >= kFew && table.energy.back().value > kSpan * table.energy.front().value;
-  if (is_broad && !tell_bend) table.most_terms = 2;
+  if (!tellBend(table)) table.most_terms = 2;
 }
 
 }  // namespace orb::tool
