@@ -136,7 +136,7 @@ class Limits {
   std::optional<SeenLine> lineOf(const LibraryNuclide& nuclide) const {
     std::vector<LibraryLine> lines;
     for (const LibraryLine& line : nuclide.lines)
-      if (!line.is_annihilation && (line.is_key || !line.no_activity)) lines.push_back(line);
+      if (!line.is_annihilation && !line.is_x_ray && (line.is_key || !line.no_activity)) lines.push_back(line);
     std::stable_sort(lines.begin(), lines.end(), [](const LibraryLine& a, const LibraryLine& b) {
       return a.is_key != b.is_key ? a.is_key : a.probability > b.probability;
     });

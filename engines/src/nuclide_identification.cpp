@@ -6,6 +6,7 @@
 #include "calibrations.h"
 #include "kernel/activity.h"
 #include "kernel/identification.h"
+#include "kernel/peak_naming.h"
 #include "measurement.h"
 #include "nuclide_library.h"
 #include "peaks.h"
@@ -86,12 +87,17 @@ class Identification {
         seen.sensitivity = line.probability * efficiencyAt(line.energy);
         seen.limit = std::max(view_.detectionLimit(line.energy), hiddenCounts(line.energy));
         seen.tolerance = toleranceAt(line.energy);
-        seen.identifies = !isAtAnnihilation(line);
+        seen.role = roleOf(line);
         candidate.lines.push_back(seen);
       }
       candidates.push_back(std::move(candidate));
     }
     return candidates;
+  }
+
+  LineRole roleOf(const LibraryLine& line) const {
+    if (isAtAnnihilation(line)) return LineRole::kNothing;
+    return line.is_x_ray ? LineRole::kCompanion : LineRole::kEvidence;
   }
 
   IdentificationSettings settings() const {
@@ -138,7 +144,7 @@ class Identification {
       const LibraryNuclide& nuclide = nuclideOf(found_[i]);
       for (std::size_t k = 0; k < nuclide.lines.size(); ++k) {
         const LibraryLine& line = nuclide.lines[k];
-        const bool takes_part = !line.no_activity && !isAtAnnihilation(line) && (!key_only || line.is_key);
+        const bool takes_part = !line.no_activity && roleOf(line) == LineRole::kEvidence && (!key_only || line.is_key);
         const int peak = found_[i].lines[k].peak;
         if (peak < 0 || !takes_part) continue;
         const auto efficiency = curve_->at(line.energy);
@@ -270,61 +276,41 @@ class Identification {
                  ORB_L_DECAYCOUNTING, ORB_L_ACTMEAN, ORB_F_ERRORPROB, ORB_F_GEOMUNC, ORB_T_EFFMODEL, ORB_T_NIDLIBRARY});
   }
 
-  /// Leaves with every peak the nuclide that explains most of it.
+  /// Every line that was matched with a peak, nuclide by nuclide.
+  std::vector<ExplainingLine> explainingLines() const {
+    std::vector<ExplainingLine> lines;
+    for (const IdentifiedNuclide& found : explained_) {
+      const LibraryNuclide& nuclide = nuclideOf(found);
+      for (std::size_t k = 0; k < found.lines.size(); ++k) {
+        const LibraryLine& line = nuclide.lines[k];
+        const double counts = found.strength * line.probability * efficiencyAt(line.energy);
+        if (found.lines[k].peak >= 0) lines.push_back({nuclide.name, line.energy, counts, found.lines[k].peak});
+      }
+    }
+    return lines;
+  }
+
+  /// Leaves with every peak what it is.
   void markPeaks() {
+    std::vector<PeakToName> peaks;
+    for (const FittedPeak& peak : peaks_)
+      peaks.push_back({peak.energy, peak.area, scale_.fwhm(peak.energy), toleranceAt(peak.energy)});
+    const std::vector<PeakName> names = namePeaks(peaks, explainingLines());
     int n_unidentified = 0;
     for (std::size_t p = 0; p < peaks_.size(); ++p) {
-      double most = 0;
-      std::string name;
-      double energy = 0;
-      for (const IdentifiedNuclide& found : explained_) {
-        for (std::size_t k = 0; k < found.lines.size(); ++k) {
-          if (found.lines[k].peak != static_cast<int>(p)) continue;
-          const LibraryLine& line = nuclideOf(found).lines[k];
-          const double counts = found.strength * line.probability * efficiencyAt(line.energy);
-          if (counts <= most) continue;
-          most = counts;
-          name = nuclideOf(found).name;
-          energy = line.energy;
-        }
-      }
-      const bool is_explained = !name.empty() && most > 0.5 * peaks_[p].area;
-      if (!is_explained && isAnnihilation(peaks_[p].energy)) {
-        name = "annihilation";
-        energy = kAnnihilation_keV;
-      }
-      if (name.empty() && isEscape(peaks_[p])) name = "escape";
-      const USHORT record = peaks_[p].record;
-      file_.set(ORB_B_PKUNIDENT, name.empty() ? 1 : 0, record);
-      file_.setText(ORB_T_PKNUCLIDE, name, record);
-      if (energy > 0) file_.set(ORB_D_PKLIBENERGY, energy, record);
-      n_unidentified += name.empty() ? 1 : 0;
+      const bool is_unidentified = names[p].name.empty();
+      file_.set(ORB_B_PKUNIDENT, is_unidentified ? 1 : 0, peaks_[p].record);
+      file_.setText(ORB_T_PKNUCLIDE, names[p].name, peaks_[p].record);
+      if (names[p].energy > 0) file_.set(ORB_D_PKLIBENERGY, names[p].energy, peaks_[p].record);
+      n_unidentified += is_unidentified ? 1 : 0;
     }
     file_.set(ORB_L_PKNUNIDENT, n_unidentified);
   }
-
-  static constexpr double kAnnihilation_keV = 510.999;
 
   /// A gamma line that nobody can tell from annihilation says no more than that.
   bool isAtAnnihilation(const LibraryLine& line) const {
     const double unresolved_keV = std::max(1.5, 0.3 * scale_.fwhm(kAnnihilation_keV));
     return line.is_annihilation || std::abs(line.energy - kAnnihilation_keV) < unresolved_keV;
-  }
-
-  bool isAnnihilation(double energy) const {
-    return std::abs(energy - kAnnihilation_keV) <= toleranceAt(kAnnihilation_keV);
-  }
-
-  /// Whether one or two annihilation quanta less than a stronger peak above pair production leave this energy.
-  bool isEscape(const FittedPeak& peak) const {
-    constexpr double kPairProduction_keV = 1500;  // where it begins to show
-    return std::any_of(peaks_.begin(), peaks_.end(), [&](const FittedPeak& whole) {
-      const double lost = whole.energy - peak.energy;
-      const double tolerance = toleranceAt(peak.energy);
-      const bool fits =
-          std::abs(lost - kAnnihilation_keV) <= tolerance || std::abs(lost - 2 * kAnnihilation_keV) <= tolerance;
-      return fits && whole.energy > kPairProduction_keV && whole.area > peak.area;
-    });
   }
 
   File& file_;

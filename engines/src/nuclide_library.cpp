@@ -41,7 +41,9 @@ LibraryLine lineOf(const File& file, USHORT record) {
   line.probability_u = notNegative(file.number(ORB_D_NLPROBUNC, 0, record)) / 100;
   line.is_key = file.number(ORB_B_NLKEY, 0, record) != 0;
   line.no_activity = file.number(ORB_B_NLNOACT, 0, record) != 0;
-  line.is_annihilation = file.text(ORB_T_NLRADTYPE, record) == "annihilation";
+  const std::string radiation = file.text(ORB_T_NLRADTYPE, record);
+  line.is_annihilation = radiation == "annihilation";
+  line.is_x_ray = radiation == "xray";
   return line;
 }
 

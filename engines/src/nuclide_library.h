@@ -13,6 +13,7 @@ struct LibraryLine {
   bool is_key = false;       ///< the line that limits and single-line activities are taken from
   bool no_activity = false;  ///< supports an identification, but takes no part in activities
   bool is_annihilation = false;
+  bool is_x_ray = false;  ///< of the daughter's element: many nuclides have the same
 };
 
 struct LibraryNuclide {

@@ -9,6 +9,7 @@
 
 #include "kernel/activity.h"
 #include "kernel/decay.h"
+#include "kernel/peak_naming.h"
 
 namespace orbengine {
 namespace {
@@ -42,7 +43,7 @@ const Candidate kChain{{line(295.2, 0.5), line(351.9, 0.9), line(609.3, 0.8), li
 
 TEST(IdentificationTest, WhichNuclidesAreThere) {
   Candidate annihilation{{line(511, 1.8)}};
-  annihilation.lines[0].identifies = false;
+  annihilation.lines[0].role = LineRole::kNothing;
   const Candidate rival{{line(609.9, 1.0), line(900, 0.9)}};  // its second line is not seen
   const Candidate unseen{{line(609.9, 1.0), line(900, 0.9, kNever)}};
   const Candidate off{{line(663.5, 1.0)}};
@@ -106,6 +107,41 @@ TEST(IdentificationTest, StrengthIsThatOfTheUndisturbedLines) {
       identify({peak(295.2, 5000), peak(351.9, 9000), peak(609.3, 30000), peak(1120.3, 2000)}, {kChain}, {});
   ASSERT_EQ(found.size(), 1u);
   EXPECT_NEAR(found[0].strength, 10000, 500) << "the third peak holds something else too";
+}
+
+TEST(IdentificationTest, XRaysAreNoEvidenceButExplainTheirPeak) {
+  Candidate with_x_ray{{line(661.7, 0.85), line(32.2, 0.06), line(36.4, 0.9)}};
+  with_x_ray.lines[1].role = with_x_ray.lines[2].role = LineRole::kCompanion;
+  const Candidate rival{{line(32.4, 1)}};
+  EXPECT_THAT(identify({peak(32.2, 900)}, {with_x_ray}, {}), ::testing::IsEmpty());
+  const auto found = identify({peak(661.6, 9000), peak(32.2, 700)}, {rival, with_x_ray}, {});
+  ASSERT_EQ(found.size(), 1u) << "the rival's only peak is explained";
+  EXPECT_EQ(found[0].candidate, 1);
+  EXPECT_EQ(found[0].lines[1].peak, 1);
+  EXPECT_FALSE(found[0].lines[2].is_expected) << "not found, and nobody says that it should have been";
+  const auto without = identify({peak(661.6, 9000)}, {kOneLine}, {});
+  EXPECT_NEAR(found[0].confidence, without.at(0).confidence, 1e-9);
+}
+
+TEST(PeakNamingTest, EveryPeakIsCalledAfterWhatMadeIt) {
+  const auto at = [](double energy, double area) { return PeakToName{energy, area, 2, 1}; };
+  const std::vector<PeakToName> peaks = {at(1173.2, 10000), at(1332.5, 9000), at(2505.7, 40),  at(1460.8, 5000),
+                                         at(949.7, 90),     at(511.2, 300),   at(1333.9, 700), at(2664.9, 9500),
+                                         at(2633.8, 30),    at(800, 100)};
+  const std::vector<ExplainingLine> lines = {
+      {"Co-60", 1173.23, 9800, 0}, {"Co-60", 1332.49, 9700, 1}, {"K-40", 1460.82, 5000, 3}, {"Tl-208", 510.74, 60, 5}};
+  const char* const names[] = {"Co-60", "Co-60", "sum", "K-40", "escape", "annihilation", "", "", "", ""};
+  const auto found = namePeaks(peaks, lines);
+  ASSERT_EQ(found.size(), peaks.size());
+  for (std::size_t i = 0; i < peaks.size(); ++i) EXPECT_EQ(found[i].name, names[i]) << peaks[i].energy;
+  EXPECT_EQ(found[3].energy, 1460.82);
+}
+
+TEST(PeakNamingTest, APartThatTheFitSplitOffBelongsToItsLine) {
+  const std::vector<PeakToName> peaks = {{121.6, 9000, 1.2, 1}, {122.1, 4000, 1.2, 1}, {123.2, 500, 1.2, 1}};
+  const auto found = namePeaks(peaks, {{"Eu-152", 121.78, 12000, 0}});
+  EXPECT_EQ(found[1].name, "Eu-152");
+  EXPECT_EQ(found[2].name, "") << "resolved";
 }
 
 // ---- Activities ------------------------------------------------------------------------------------------------

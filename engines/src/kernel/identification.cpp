@@ -25,11 +25,16 @@ struct Share {
   double closeness;  // 1: at its energy, falling to 0.14 at the tolerance
 };
 
+bool isEvidence(const CandidateLine& line) {
+  return line.role == LineRole::kEvidence;
+}
+
 /// A candidate with its lines matched to the peaks.
 struct Hypothesis {
   int candidate = 0;
   std::vector<MatchedLine> lines;
-  std::vector<Share> shares;
+  std::vector<Share> shares;      // of the lines that are evidence
+  std::vector<Share> companions;  // of those that merely come along
   double strength = 0;
 };
 
@@ -45,6 +50,17 @@ int nearestPeak(const std::vector<SpectrumPeak>& peaks, const CandidateLine& lin
   return nearest;
 }
 
+/// The lines of a nuclide at one peak count together.
+void addShare(std::vector<Share>& shares, const Share& share) {
+  const auto same = std::find_if(shares.begin(), shares.end(), [&](const Share& s) { return s.peak == share.peak; });
+  if (same == shares.end()) {
+    shares.push_back(share);
+  } else {
+    same->sensitivity += share.sensitivity;
+    same->closeness = std::max(same->closeness, share.closeness);
+  }
+}
+
 Hypothesis matched(const std::vector<SpectrumPeak>& peaks, const Candidate& candidate, int index) {
   Hypothesis hypothesis;
   hypothesis.candidate = index;
@@ -56,16 +72,8 @@ Hypothesis matched(const std::vector<SpectrumPeak>& peaks, const Candidate& cand
     const auto peak = static_cast<std::size_t>(match.peak);
     const double delta = peaks[peak].energy - line.energy;
     hypothesis.lines.back().delta_e = delta;
-    if (!line.identifies) continue;
-    const double closeness = std::exp(-0.5 * squared(2 * delta / line.tolerance));
-    const auto same = std::find_if(hypothesis.shares.begin(), hypothesis.shares.end(),
-                                   [&](const Share& share) { return share.peak == peak; });
-    if (same == hypothesis.shares.end()) {
-      hypothesis.shares.push_back({peak, line.sensitivity, closeness});
-    } else {
-      same->sensitivity += line.sensitivity;
-      same->closeness = std::max(same->closeness, closeness);
-    }
+    const Share share{peak, line.sensitivity, std::exp(-0.5 * squared(2 * delta / line.tolerance))};
+    if (line.role != LineRole::kNothing) addShare(isEvidence(line) ? hypothesis.shares : hypothesis.companions, share);
   }
   return hypothesis;
 }
@@ -79,6 +87,9 @@ class Explanation {
 
   void add(const Hypothesis& h, double sign = 1) {
     for (const Share& share : h.shares) explained_[share.peak] += sign * h.strength * share.sensitivity;
+    // How many X-rays reach the detector is known so badly that they must not explain more than is there.
+    for (const Share& share : h.companions)
+      explained_[share.peak] += sign * std::min(h.strength * share.sensitivity, peaks_[share.peak].area);
   }
 
   /// What the nuclide at a strength makes better, in squared deviations; negative when it makes things worse.
@@ -91,7 +102,7 @@ class Explanation {
     }
     const auto& lines = candidates_[static_cast<std::size_t>(h.candidate)].lines;
     for (std::size_t i = 0; i < lines.size(); ++i) {
-      if (h.lines[i].peak < 0 && lines[i].identifies)
+      if (h.lines[i].peak < 0 && isEvidence(lines[i]))
         gain -= settings_.miss_penalty * missing(strength * lines[i].sensitivity, lines[i].limit);
     }
     return gain;
@@ -162,8 +173,10 @@ double foundShare(Hypothesis& h, const Candidate& candidate, const Explanation& 
   for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
     const CandidateLine& line = candidate.lines[i];
     const bool is_found = h.lines[i].peak >= 0;
-    h.lines[i].is_expected = is_found || h.strength * line.sensitivity > kExpectedAbove * line.limit;
-    if (!line.identifies || others.explainMostOf(h.lines[i])) continue;
+    const bool may_be_missed = line.role == LineRole::kCompanion;
+    h.lines[i].is_expected =
+        is_found || (!may_be_missed && h.strength * line.sensitivity > kExpectedAbove * line.limit);
+    if (!isEvidence(line) || others.explainMostOf(h.lines[i])) continue;
     if (h.lines[i].is_expected) expected += line.sensitivity;
     if (is_found) found += line.sensitivity;
   }
@@ -177,7 +190,7 @@ double emissionShare(const Hypothesis& h, const Candidate& candidate, const Expl
   for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
     const CandidateLine& line = candidate.lines[i];
     const bool is_found = h.lines[i].peak >= 0;
-    if (!line.identifies || !(is_found || std::isfinite(line.limit)) || others.explainMostOf(h.lines[i])) continue;
+    if (!isEvidence(line) || !(is_found || std::isfinite(line.limit)) || others.explainMostOf(h.lines[i])) continue;
     all += line.sensitivity;
     if (is_found) found += line.sensitivity;
   }
@@ -204,7 +217,7 @@ class Coincidence {
   double probability(const Hypothesis& h, const Candidate& candidate) const {
     double all = 1;
     for (std::size_t i = 0; i < candidate.lines.size(); ++i)
-      if (h.lines[i].peak >= 0 && candidate.lines[i].identifies) all *= ofLine(h.lines[i], candidate.lines[i]);
+      if (h.lines[i].peak >= 0 && isEvidence(candidate.lines[i])) all *= ofLine(h.lines[i], candidate.lines[i]);
     return all;
   }
 

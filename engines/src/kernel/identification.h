@@ -16,6 +16,13 @@ struct SpectrumPeak {
   double area_u = 0;  ///< [counts]
 };
 
+/// What a line says about its nuclide.
+enum class LineRole {
+  kEvidence,   ///< found it speaks for the nuclide, missing against it
+  kCompanion,  ///< says nothing, but where the nuclide is present it explains its peak (X-rays: others have the same)
+  kNothing     ///< neither (annihilation)
+};
+
 /// A line of a nuclide of the library, as the spectrum would show it.
 struct CandidateLine {
   double energy = 0;       ///< [keV]
@@ -23,8 +30,8 @@ struct CandidateLine {
   /// Detection limit of its area [counts], more beside a peak in whose flank it may lie unresolved. Infinite: it cannot
   /// be seen there.
   double limit = 0;
-  double tolerance = 0;    ///< greatest distance of a peak [keV]
-  bool identifies = true;  ///< false: it says nothing, found or not (annihilation)
+  double tolerance = 0;  ///< greatest distance of a peak [keV]
+  LineRole role = LineRole::kEvidence;
 };
 
 struct Candidate {

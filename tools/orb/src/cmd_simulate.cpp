@@ -64,7 +64,7 @@ std::vector<sim::Line> linesOf(const std::vector<Source>& sources, const std::st
   const auto library = readLibrary(path);
   std::vector<sim::Line> lines;
   for (const Source& source : sources)
-    for (const LibraryLine& line : linesOfNuclide(library, source.nuclide, path))
+    for (const LibraryLine& line : gammaLinesOfNuclide(library, source.nuclide, path))
       lines.push_back({line.nuclide, line.energy_keV, source.activity * line.probability / 100});
   return lines;
 }

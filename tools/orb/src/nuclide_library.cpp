@@ -75,4 +75,13 @@ std::vector<LibraryLine> linesOfNuclide(const std::vector<LibraryLine>& library,
   return lines;
 }
 
+std::vector<LibraryLine> gammaLinesOfNuclide(const std::vector<LibraryLine>& library, const std::string& nuclide,
+                                             const std::string& path) {
+  std::vector<LibraryLine> lines = linesOfNuclide(library, nuclide, path);
+  lines.erase(std::remove_if(lines.begin(), lines.end(), [](const LibraryLine& line) { return line.type == "xray"; }),
+              lines.end());
+  if (lines.empty()) throw Failure(path, "only X-rays of '" + escapeLine(nuclide) + "'");
+  return lines;
+}
+
 }  // namespace orb::tool

@@ -1,4 +1,4 @@
-/// Nuclide libraries: data files with one gamma line a record.
+/// Nuclide libraries: data files with one line a record.
 #pragma once
 #include <cstdint>
 #include <string>
@@ -32,5 +32,11 @@ std::vector<LibraryLine> readLibrary(const std::string& path);
 /// @throws Failure naming the nuclide when there is none
 std::vector<LibraryLine> linesOfNuclide(const std::vector<LibraryLine>& library, const std::string& nuclide,
                                         const std::string& path);
+
+/// The same without X-rays, whose lines lie too close together to calibrate by and are broader than the detector makes
+/// them.
+/// @throws Failure naming the nuclide when it has no other
+std::vector<LibraryLine> gammaLinesOfNuclide(const std::vector<LibraryLine>& library, const std::string& nuclide,
+                                             const std::string& path);
 
 }  // namespace orb::tool

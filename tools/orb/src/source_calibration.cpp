@@ -29,7 +29,7 @@ std::vector<LibraryLine> linesOf(const std::string& nuclides, const std::string&
   std::vector<LibraryLine> lines;
   std::istringstream in(nuclides);
   for (std::string nuclide; std::getline(in, nuclide, ',');) {
-    const auto found = linesOfNuclide(library, nuclide, path);
+    const auto found = gammaLinesOfNuclide(library, nuclide, path);
     // By falling probability. A nuclide that has weak lines alone keeps the strongest.
     const double least = std::min(kLeastProbability, found.front().probability);
     std::copy_if(found.begin(), found.end(), std::back_inserter(lines),
