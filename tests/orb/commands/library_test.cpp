@@ -22,7 +22,7 @@ TEST_F(CommandTest, ALibraryHoldsTheTable) {
   EXPECT_EQ(good({"get", "t.nlb", "ORB_L_NLNUCLIDES"}), "2\n");
   EXPECT_EQ(good({"get", "t.nlb", "ORB_T_NLREFERENCE", "--record", "1"}), "A, B\n");
   EXPECT_NEAR(std::stod(good({"get", "t.nlb", "ORB_D_NLHALFLIFE", "--record", "1"})), 30.05 * 365.2422 * 86400, 1);
-  EXPECT_EQ(good({"get", "t.nlb", "ORB_D_NLENERGYUNC", "--record", "2"}), "0\n");
+  EXPECT_NE(orb({"get", "t.nlb", "ORB_D_NLENERGYUNC", "--record", "2"}).status, 0) << "what is not known is not there";
   EXPECT_EQ(good({"get", "t.nlb", "ORB_L_NLLINE", "--record", "3"}), "2\n");
   EXPECT_EQ(good({"get", "t.nlb", "ORB_T_NLPARENT", "--record", "3"}), "Xx-1\n");
 }

@@ -40,18 +40,19 @@ void put(FileAccess& file, std::uint32_t code, const Variant& value, std::uint16
   if (status != 0) throw Failure(file.name(), "cannot store the line of record " + std::to_string(record), status);
 }
 
+/// What is empty is left out: a value costs every reader of the library the time to read it.
 void putLine(FileAccess& file, const NuclideLine& line, std::uint16_t record, int number) {
   put(file, kName, Variant(line.nuclide), record);
   put(file, kEnergy, Variant(line.energy_keV), record);
-  put(file, kEnergyUncertainty, Variant(line.energy_unc_keV), record);
+  if (line.energy_unc_keV > 0) put(file, kEnergyUncertainty, Variant(line.energy_unc_keV), record);
   put(file, kProbability, Variant(line.probability), record);
-  put(file, kProbabilityUncertainty, Variant(line.probability_unc), record);
+  if (line.probability_unc > 0) put(file, kProbabilityUncertainty, Variant(line.probability_unc), record);
   put(file, kHalfLife, Variant(line.half_life_s), record);
   put(file, kLineNumber, Variant(number), record);
-  put(file, kKeyLine, Variant(line.is_key), record);
+  if (line.is_key) put(file, kKeyLine, Variant(line.is_key), record);
   put(file, kRadiation, Variant(line.type), record);
-  put(file, kParent, Variant(line.parent), record);
-  put(file, kReference, Variant(line.reference), record);
+  if (!line.parent.empty()) put(file, kParent, Variant(line.parent), record);
+  if (!line.reference.empty()) put(file, kReference, Variant(line.reference), record);
 }
 
 void fill(FileAccess& file, const std::vector<NuclideLine>& lines, const Options& options) {
