@@ -103,6 +103,7 @@ class Identification {
   IdentificationSettings settings() const {
     IdentificationSettings settings;
     settings.model_u = curve_ ? kCalibratedU : kModelU;
+    settings.are_blends = view_.isScintillator();
     settings.least_share = file_.number(ORB_F_IDMINSHARE, 75) / 100;
     settings.least_confidence = file_.number(ORB_F_IDMINCONF, 0.3);
     settings.miss_penalty = std::clamp(file_.number(ORB_F_IDMISSPENALTY, 1), 0.0, 1.0);

@@ -25,9 +25,9 @@ struct LibraryNuclide {
   bool is_fluorescence = false;    ///< X-rays of the surroundings: they explain peaks and are no nuclide
 };
 
-/// X-rays that shields and natural decays bring into every spectrum: lead, bismuth, polonium, radon and thorium, K series.
-/// Probabilities are relative to the strongest. Source: recommended data of the Decay Data Evaluation Project (LNHB) for
-/// Bi-207, Pb-214, Bi-214, Ra-226 and Ac-228.
+/// X-rays that shields and natural decays bring into every spectrum: lead, bismuth, polonium, radon, thorium and
+/// uranium, K series. Probabilities are relative to the strongest. Source: recommended data of the Decay Data
+/// Evaluation Project (LNHB) for Bi-207, Pb-214, Bi-214, Ra-226, Ac-228 and Pa-234m.
 std::vector<LibraryNuclide> fluorescenceLines();
 
 /// Path of the library of that name: the name itself when it has a slash, otherwise the first of these folders that

@@ -20,6 +20,8 @@ class SpectrumView {
   /// energy, and lost towards low ones in window and dead layer. Good to about 30 % in ratios.
   double typicalEfficiency(double energy) const;
 
+  bool isScintillator() const { return is_scintillator_; }
+
   /// Quantile of the normal distribution that belongs to the file's error probability.
   double quantile() const { return quantile_; }
 

@@ -123,6 +123,21 @@ TEST(IdentificationTest, XRaysAreNoEvidenceButExplainTheirPeak) {
   EXPECT_NEAR(found[0].confidence, without.at(0).confidence, 1e-9);
 }
 
+TEST(IdentificationTest, NuclidesOfABlendAreToldByTheirOtherLines) {
+  const auto broad = [](double energy, double sensitivity) {
+    CandidateLine wide = line(energy, sensitivity, 500);
+    wide.tolerance = 25;
+    return wide;
+  };
+  const Candidate thallium{{broad(2614.5, 0.0565), broad(583.2, 0.226)}};
+  const Candidate bismuth{{broad(609.3, 0.117), broad(1764.5, 0.0134)}};
+  const std::vector<SpectrumPeak> peaks = {{599, 2700, 320}, {1762, 365, 79}, {2615, 744, 54}};
+  IdentificationSettings settings;
+  EXPECT_EQ(identify(peaks, {thallium, bismuth}, settings).size(), 1u) << "single lines: the one explains the other's";
+  settings.are_blends = true;
+  EXPECT_EQ(identify(peaks, {thallium, bismuth}, settings).size(), 2u);
+}
+
 TEST(PeakNamingTest, EveryPeakIsCalledAfterWhatMadeIt) {
   const auto at = [](double energy, double area) { return PeakToName{energy, area, 2, 1}; };
   const std::vector<PeakToName> peaks = {at(1173.2, 10000), at(1332.5, 9000), at(2505.7, 40),  at(1460.8, 5000),
@@ -138,10 +153,12 @@ TEST(PeakNamingTest, EveryPeakIsCalledAfterWhatMadeIt) {
 }
 
 TEST(PeakNamingTest, APartThatTheFitSplitOffBelongsToItsLine) {
-  const std::vector<PeakToName> peaks = {{121.6, 9000, 1.2, 1}, {122.1, 4000, 1.2, 1}, {123.2, 500, 1.2, 1}};
-  const auto found = namePeaks(peaks, {{"Eu-152", 121.78, 12000, 0}});
+  const std::vector<PeakToName> peaks = {
+      {121.6, 9000, 1.2, 1}, {122.1, 4000, 1.2, 1}, {123.2, 500, 1.2, 1}, {351.3, 4500, 2, 1}};
+  const auto found = namePeaks(peaks, {{"Eu-152", 121.78, 12000, 0}, {"Bi-214", 351.9, 20, 3}});
   EXPECT_EQ(found[1].name, "Eu-152");
   EXPECT_EQ(found[2].name, "") << "resolved";
+  EXPECT_EQ(found[3].name, "") << "its line explains next to nothing of it";
 }
 
 // ---- Activities ------------------------------------------------------------------------------------------------

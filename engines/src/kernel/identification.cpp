@@ -126,9 +126,20 @@ class Explanation {
 
   /// Whether what was added explains the greater part of a line's peak.
   bool explainMostOf(const MatchedLine& line) const {
-    if (line.peak < 0) return false;
-    const auto peak = static_cast<std::size_t>(line.peak);
-    return explained_[peak] > 0.5 * peaks_[peak].area;
+    return line.peak >= 0 && isExplained(static_cast<std::size_t>(line.peak));
+  }
+
+  /// How near the found lines lie to their peaks, weighted by intensity: 1 at the energies themselves. Peaks that
+  /// others explain lie where those put them.
+  double closeness(const Hypothesis& h) const {
+    double sum = 0;
+    double weights = 0;
+    for (const Share& share : h.shares) {
+      if (isExplained(share.peak)) continue;
+      sum += share.sensitivity * share.closeness;
+      weights += share.sensitivity;
+    }
+    return weights > 0 ? sum / weights : 0;
   }
 
   /// Mean squared deviation of the nuclide's peaks from what explains them.
@@ -143,11 +154,15 @@ class Explanation {
   }
 
  private:
+  bool isExplained(std::size_t peak) const { return explained_[peak] > 0.5 * peaks_[peak].area; }
+
   /// Squared deviation of a peak when `more` counts of it are explained in addition.
   double deviation(std::size_t peak, double more) const {
     const SpectrumPeak& p = peaks_[peak];
-    const double left = p.area - explained_[peak] - more;
-    const double sigma2 = squared(p.area_u) + squared(settings_.model_u * p.area);
+    const double total = explained_[peak] + more;
+    const double left = p.area - total;
+    const double modelled = settings_.are_blends ? std::sqrt(total * std::min(total, p.area)) : p.area;
+    const double sigma2 = squared(p.area_u) + squared(settings_.model_u * modelled);
     if (!(sigma2 > 0)) return 0;
     return std::min(squared(left) / sigma2, left > 0 ? kPeakWorth : 4 * kPeakWorth);
   }
@@ -195,17 +210,6 @@ double emissionShare(const Hypothesis& h, const Candidate& candidate, const Expl
     if (is_found) found += line.sensitivity;
   }
   return all > 0 ? found / all : 0;
-}
-
-/// How near the found lines lie to their peaks, weighted by intensity: 1 at the energies themselves.
-double closeness(const Hypothesis& h) {
-  double sum = 0;
-  double weights = 0;
-  for (const Share& share : h.shares) {
-    sum += share.sensitivity * share.closeness;
-    weights += share.sensitivity;
-  }
-  return weights > 0 ? sum / weights : 0;
 }
 
 /// How probable it is that a peak lies as near to a line by chance, for all lines of a nuclide together: from the
@@ -322,6 +326,7 @@ class Selection {
     nuclide.share = foundShare(h, candidateOf(h), explanation_);
     const double emission = emissionShare(h, candidateOf(h), explanation_);
     const double evidence = 1 - std::exp(-explanation_.gain(h, h.strength) / 5);
+    const double closeness = explanation_.closeness(h);
     explanation_.add(h);
     const double agreement = 1 / (1 + std::max(0.0, explanation_.meanDeviation(h) - 1) / kPeakWorth);
     // A line that is too weak to be missed still would have made the nuclide surer.
@@ -329,7 +334,7 @@ class Selection {
     // Of all nuclides that were tried, so many would be expected to fit as well by chance.
     const double by_chance = static_cast<double>(candidates_.size()) * coincidence_.probability(h, candidateOf(h));
     const double trust = 1 / (1 + kChanceWeight * by_chance);
-    nuclide.confidence = std::clamp(closeness(h) * completeness * agreement * evidence * trust, 0.0, 1.0);
+    nuclide.confidence = std::clamp(closeness * completeness * agreement * evidence * trust, 0.0, 1.0);
     nuclide.lines = h.lines;
     return nuclide;
   }

@@ -43,6 +43,8 @@ struct IdentificationSettings {
   double least_share = 0.75;  ///< of a nuclide's emission that ought to be seen, which must have been found
   double least_confidence = 0.3;
   double miss_penalty = 1;  ///< 0 to 1: weight with which lines that ought to be seen and are not count
+  /// Peaks are seldom single lines (scintillators): the sensitivities' uncertainty is that of what adds up to a peak.
+  bool are_blends = false;
 };
 
 struct MatchedLine {

@@ -8,6 +8,7 @@ namespace orbengine {
 
 namespace {
 
+constexpr double kLeastExplained = 0.05;   // of a peak, by the lines that name it
 constexpr double kEscapeAbove_keV = 1400;  // pair production begins to show in real detectors
 constexpr double kStrong = 0.1;            // of the strongest line of the nuclide: lines whose sum may be seen
 constexpr double kGreatestSum = 0.2;       // of the weaker of its two lines
@@ -28,7 +29,7 @@ class Naming {
     const bool is_explained = line != nullptr && line->counts > 0.5 * peak.area;
     if (!is_explained && isNear(peak, kAnnihilation_keV)) return {"annihilation", kAnnihilation_keV};
     if (line != nullptr) return {line->nuclide, line->energy};
-    if (const ExplainingLine* const whole = wholeOf(peak)) return {whole->nuclide, whole->energy};
+    if (const ExplainingLine* const whole = wholeOf(p)) return {whole->nuclide, whole->energy};
     if (isEscape(peak)) return {"escape", 0};
     if (isSum(peak)) return {"sum", 0};
     return {};
@@ -39,22 +40,28 @@ class Naming {
 
   static bool isNear(const PeakToName& peak, double energy) { return std::abs(peak.energy - energy) <= peak.tolerance; }
 
+  /// Nothing, when the lines at the peak explain next to nothing of it.
   const ExplainingLine* mainLineOf(std::size_t p) const {
     const ExplainingLine* most = nullptr;
-    for (const ExplainingLine& line : lines_)
-      if (line.peak == static_cast<int>(p) && line.counts > (most != nullptr ? most->counts : 0)) most = &line;
-    return most;
+    double counts = 0;
+    for (const ExplainingLine& line : lines_) {
+      if (line.peak != static_cast<int>(p)) continue;
+      counts += line.counts;
+      if (most == nullptr || line.counts > most->counts) most = &line;
+    }
+    return counts > kLeastExplained * peaks_[p].area ? most : nullptr;
   }
 
-  /// The line whose peak the fit has split, so that this one is a part of it.
-  const ExplainingLine* wholeOf(const PeakToName& part) const {
+  /// The nearest line that names an unresolved peak beside this one: the fit has split its peak.
+  const ExplainingLine* wholeOf(std::size_t part) const {
     const ExplainingLine* nearest = nullptr;
-    double distance = part.tolerance;
-    for (const ExplainingLine& line : lines_) {
-      const double d = std::abs(line.energy - part.energy);
-      if (d > distance || std::abs(peakOf(line).energy - part.energy) > part.fwhm) continue;
-      distance = d;
-      nearest = &line;
+    double distance = peaks_[part].tolerance;
+    for (std::size_t p = 0; p < peaks_.size(); ++p) {
+      if (p == part || std::abs(peaks_[p].energy - peaks_[part].energy) > peaks_[part].fwhm) continue;
+      const ExplainingLine* const line = mainLineOf(p);
+      if (line == nullptr || std::abs(line->energy - peaks_[part].energy) > distance) continue;
+      distance = std::abs(line->energy - peaks_[part].energy);
+      nearest = line;
     }
     return nearest;
   }

@@ -218,8 +218,8 @@ INSTANTIATE_TEST_SUITE_P(
         MeasuredCase{"hpge_8k_ra226.csv", {"Ra-226", "Pb-214", "Bi-214"}, {"Co-60", "Cs-137"}},
         MeasuredCase{"hpge_8k_lu177.csv", {"Lu-177"}, {"Co-60", "Xe-135"}},
         MeasuredCase{"csi_1k_am241.n42", {"Am-241"}, {"Co-60", "Cs-137", "K-40"}},
-        MeasuredCase{"nai_1k_field_kut_calibration.spe", {"K-40", "Bi-214", "Tl-208"}, {"Co-60", "Cs-137"}},
-        MeasuredCase{"nai_1k_loess_profile_1.spe", {"K-40", "Tl-208"}, {"Co-60", "Cs-137", "I-131", "Xe-135"}},
+        MeasuredCase{"nai_1k_field_kut_calibration.spe", {"K-40", "Bi-214", "Tl-208"}, {"Co-60", "Cs-137", "Gd-153"}},
+        MeasuredCase{"nai_1k_loess_profile_1.spe", {"K-40", "Bi-214", "Tl-208"}, {"Co-60", "Cs-137", "I-131", "Xe-135"}},
         MeasuredCase{"scint_1k_handheld_5s.spe", {}, {"Co-60", "Cs-137"}}),
     [](const auto& instance) {
       std::string name = instance.param.file;
