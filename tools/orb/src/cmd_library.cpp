@@ -40,7 +40,7 @@ void put(FileAccess& file, std::uint32_t code, const Variant& value, std::uint16
   if (status != 0) throw Failure(file.name(), "cannot store the line of record " + std::to_string(record), status);
 }
 
-/// What is empty is left out: a value costs every reader of the library the time to read it.
+/// What is empty or usual is left out: a value costs every reader of the library the time to read it.
 void putLine(FileAccess& file, const NuclideLine& line, std::uint16_t record, int number) {
   put(file, kName, Variant(line.nuclide), record);
   put(file, kEnergy, Variant(line.energy_keV), record);
@@ -50,7 +50,7 @@ void putLine(FileAccess& file, const NuclideLine& line, std::uint16_t record, in
   put(file, kHalfLife, Variant(line.half_life_s), record);
   put(file, kLineNumber, Variant(number), record);
   if (line.is_key) put(file, kKeyLine, Variant(line.is_key), record);
-  put(file, kRadiation, Variant(line.type), record);
+  if (line.type != "gamma") put(file, kRadiation, Variant(line.type), record);
   if (!line.parent.empty()) put(file, kParent, Variant(line.parent), record);
   if (!line.reference.empty()) put(file, kReference, Variant(line.reference), record);
 }

@@ -39,6 +39,7 @@ LibraryLine readLine(const FileAccess& file, std::uint16_t record) {
   line.half_life_s = number(0x20070006);
   line.is_key = number(0x20070009) != 0;
   line.type = text(0x2007000A);
+  if (line.type.empty()) line.type = "gamma";
   line.parent = text(0x2007000B);
   return line;
 }
