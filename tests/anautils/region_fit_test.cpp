@@ -280,6 +280,24 @@ TEST(RegionFit, AreasWithoutALineScatterAboutZero) {
   EXPECT_NEAR(areas.quotedOverObserved(), 1, 0.05);
 }
 
+/// A normal distribution has 27 of 20 000 beyond 3. With few counts the continuum's own scatter makes them more, but
+/// far from the 380 and 100 that the area has beyond three times its uncertainty without a line.
+TEST(RegionFit, SignificanceHoldsWithFewCounts) {
+  constexpr int kReplicas = 20000;
+  std::mt19937_64 random(39);
+  for (const auto& [level, most] : {std::pair{0.3, 140}, std::pair{3.0, 70}, std::pair{100.0, 45}}) {
+    const std::vector<double> expected = expectedCounts({41, {}, level, level});
+    int beyond = 0;
+    for (int replica = 0; replica < kReplicas; ++replica) {
+      const RegionFit result =
+          fit(drawnCounts(expected, random), {{20, 5, 0, false, true}}, settingsOf(WidthMode::Fixed));
+      beyond += result.lines[0].significance > 3;
+    }
+    EXPECT_LT(beyond, most) << level;
+    EXPECT_GT(beyond, 5) << level;
+  }
+}
+
 // --- continuum -------------------------------------------------------------------------------------------------------
 
 TEST(RegionFit, FollowsASteepContinuumUnderAStrongLine) {

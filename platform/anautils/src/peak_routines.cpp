@@ -5,8 +5,10 @@
 #include "anautils.h"
 #include "file_values.h"
 #include "guard.h"
+#include "kernel/compton_edge.h"
 #include "kernel/peak_search.h"
 #include "kernel/peak_shape.h"
+#include "kernel/second_difference.h"
 #include "peak_table.h"
 #include "region_lines.h"
 
@@ -50,8 +52,9 @@ class SpectrumFit {
     if (widths_.empty()) located_.clear();
     located_.erase(std::remove_if(located_.begin(), located_.end(), [&](const LocatedLine& l) { return !isInside(l); }),
                    located_.end());
-    for (const LocatedLine& line : located_) starts_.push_back(startOf(line.position));
     keep_significance_ = keepSignificance(handle);
+    dropEdges();
+    for (const LocatedLine& line : located_) starts_.push_back(startOf(line.position));
   }
 
   std::vector<TableRegion> run() {
@@ -78,13 +81,12 @@ class SpectrumFit {
     if (calibration_.hasFwhm()) return calibratedStart(calibration_, position, settings_.tail);
     LineStart start;
     start.position = position;
-    const auto at = std::clamp<std::ptrdiff_t>(std::lround(position) - 1, 0, std::ssize(widths_) - 1);
-    start.width = widths_[static_cast<std::size_t>(at)];
+    start.width = widthAt(position);
     return start;
   }
 
   /// The file's significance holds for a line at a known place. A search tries many places: the threshold rises until
-  /// noise brings as many false maxima as 5 exp(-k^2/2), 0.06 at k = 3, by the number of maxima of Rice (1945), 0.25
+  /// noise brings as many false maxima as 7 exp(-k^2/2), 0.08 at k = 3, by the number of maxima of Rice (1945), 0.25
   /// per filter width and exp(-u^2/2).
   double keepSignificance(void* handle) const {
     const double k = settings_.keep_significance;
@@ -93,7 +95,50 @@ class SpectrumFit {
     for (int channel = searched.first; channel <= searched.last; ++channel) {
       if (!widths_.empty()) places += 0.25 * kFwhmPerSigma / widths_[static_cast<std::size_t>(channel - 1)];
     }
-    return std::sqrt(k * k + std::max(0.0, 2 * std::log(std::max(places, 1e-3) / 5)));
+    return std::sqrt(k * k + std::max(0.0, 2 * std::log(std::max(places, 1e-3) / 7)));
+  }
+
+  /// Takes out what does not stand out against the Compton edge of a much stronger line.
+  void dropEdges() {
+    if (!calibration_.hasEnergy() || located_.empty()) return;
+    std::vector<LocatedLine> kept;
+    for (const LocatedLine& line : located_)
+      if (!isEdge(line)) kept.push_back(line);
+    located_ = std::move(kept);
+  }
+
+  bool isEdge(const LocatedLine& line) const {
+    constexpr double kMuchStronger = 10;
+    constexpr double kBelow_fwhm = 2.5;  // the search sees a step there, or a little above it
+    constexpr double kAbove_fwhm = 1;
+    const double energy = calibration_.energy(line.position);
+    const double keV_per_fwhm = widthAt(line.position) * calibration_.slope(line.position);
+    return std::any_of(located_.begin(), located_.end(), [&](const LocatedLine& strong) {
+      if (strong.significance < kMuchStronger * line.significance) return false;
+      const double below = (comptonEdge(calibration_.energy(strong.position)) - energy) / keV_per_fwhm;
+      return below > -kAbove_fwhm && below < kBelow_fwhm &&
+             !standsOut(line, line.position + below * widthAt(line.position));
+    });
+  }
+
+  bool standsOut(const LocatedLine& line, double edge) const {
+    constexpr double kReach_fwhm = 6;
+    EdgeRegion region;
+    region.edge = edge - 1;
+    region.fwhm = widthAt(line.position);
+    region.first = std::max(0, static_cast<int>(region.edge - kReach_fwhm * region.fwhm));
+    region.last =
+        std::min(static_cast<int>(counts_.size()) - 1, static_cast<int>(region.edge + kReach_fwhm * region.fwhm));
+    std::vector<double> others;
+    for (const LocatedLine& other : located_)
+      if (other.significance > 3 * line.significance) others.push_back(other.position - 1);
+    const auto smooth = smoothedCounts(counts_, static_cast<int>(region.fwhm) | 1);
+    return significanceBesideEdge(counts_, smooth, line.position - 1, region, others) >= keep_significance_;
+  }
+
+  double widthAt(double position) const {
+    const auto at = std::clamp<std::ptrdiff_t>(std::lround(position) - 1, 0, std::ssize(widths_) - 1);
+    return widths_[static_cast<std::size_t>(at)];
   }
 
   /// A part of a long multiplet again, because it was fitted without the lines above it that are known now.

@@ -198,6 +198,19 @@ TEST_F(AnalysisCommandTest, TheWidthOfOneLineScalesTheWidthsOfTheFile) {
   EXPECT_NEAR(peaks[0]["fwhm_keV"], 16.5, 1);
 }
 
+TEST_F(AnalysisCommandTest, ComptonEdgesAndNoiseMakeNoLines) {
+  constexpr int kSpectra = 12;
+  int false_lines = 0;
+  for (int seed = 1; seed <= kSpectra; ++seed) {
+    ASSERT_EQ(orb({"simulate", "a.dat", "--nuclides", "Cs-137:500,Co-60:500", "--live-time", "3600", "--seed",
+                   std::to_string(seed), "--force"})
+                  .status,
+              0);
+    false_lines += static_cast<int>(json({"peaks", "a.dat"})["peaks"].size()) - 3;
+  }
+  EXPECT_LE(false_lines, 4) << "0.08 are expected in a spectrum";
+}
+
 TEST_F(AnalysisCommandTest, TheRangeOfOneSearchIsThatOfNoOther) {
   ASSERT_EQ(orb({"simulate", "a.dat", "--nuclides", "Cs-137:500,Co-60:500", "--seed", "3"}).status, 0);
   const auto all = json({"peaks", "a.dat"})["peaks"].size();

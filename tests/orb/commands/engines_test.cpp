@@ -122,6 +122,21 @@ TEST_F(EnginesCommandTest, FailedAnalysisLeavesNothing) {
   }
 }
 
+TEST_F(EnginesCommandTest, TheFilesOwnLibraryIsUsed) {
+  simulate("s.dat", "Cs-137:500,Co-60:500");
+  writeFile(
+      "t.csv",
+      "nuclide,half_life,parent,energy_keV,energy_unc_keV,probability_percent,probability_unc,type,key,reference\n"
+      "Mine-137,30 y,,661.66,,85,,gamma,yes,\n");
+  ASSERT_EQ(orb({"library", "t.csv", "own.nlb"}).status, 0);
+  good({"set", "s.dat", "ORB_T_NIDLIBRARY", "own.nlb"});  // found beside the data file
+  EXPECT_THAT(namesOf(json({"analyze", "s.dat", "-o", "a.dat"})["nuclides"]), ::testing::ElementsAre("Mine-137"));
+  EXPECT_THAT(namesOf(json({"analyze", "s.dat", "--library", "STDLIB.NLB", "-o", "b.dat"})["nuclides"]),
+              ::testing::UnorderedElementsAre("Cs-137", "Co-60"));
+  std::filesystem::remove("own.nlb");
+  EXPECT_THAT(orb({"analyze", "s.dat"}).err, HasSubstr("library 'own.nlb'"));
+}
+
 TEST_F(EnginesCommandTest, LibraryLookUpGivesEveryMatch) {
   const auto near = json({"nuclides", "--energy", "186", "--tol", "1"})["lines"];
   std::set<std::string> names;
@@ -219,7 +234,8 @@ INSTANTIATE_TEST_SUITE_P(
         MeasuredCase{"hpge_8k_lu177.csv", {"Lu-177"}, {"Co-60", "Xe-135"}},
         MeasuredCase{"csi_1k_am241.n42", {"Am-241"}, {"Co-60", "Cs-137", "K-40"}},
         MeasuredCase{"nai_1k_field_kut_calibration.spe", {"K-40", "Bi-214", "Tl-208"}, {"Co-60", "Cs-137", "Gd-153"}},
-        MeasuredCase{"nai_1k_loess_profile_1.spe", {"K-40", "Bi-214", "Tl-208"}, {"Co-60", "Cs-137", "I-131", "Xe-135"}},
+        MeasuredCase{
+            "nai_1k_loess_profile_1.spe", {"K-40", "Bi-214", "Tl-208"}, {"Co-60", "Cs-137", "I-131", "Xe-135"}},
         MeasuredCase{"scint_1k_handheld_5s.spe", {}, {"Co-60", "Cs-137"}}),
     [](const auto& instance) {
       std::string name = instance.param.file;

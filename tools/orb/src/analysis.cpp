@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "blocks.h"
+#include "engstatus.h"
 #include "failure.h"
 #include "nuclide_library.h"
 #include "open_file.h"
@@ -23,21 +24,34 @@ void copyFile(const std::string& source, FileAccess& file, const std::string& ta
   require(from.duplicateTo(file), shown_name, "cannot copy " + source);
 }
 
-/// The sequence lies in the file afterwards, its libraries replaced by that of the request.
+/// The sequence lies in the file afterwards. Its libraries give way to that of the request, those of the standard
+/// sequence to the file's own as well.
 void adoptSequence(FileAccess& file, const AnalysisRequest& request, const std::string& shown_name) {
   FileAccess sequence;
   openForReading(sequence, findSequence(request.sequence));
+  std::string libraries[] = {findText(file, kIdentificationLibrary), findText(file, kLimitLibrary)};
   require(sequence.copySequenceTo(file), shown_name, "cannot take over the sequence");
-  if (request.library.empty()) return;
-  const std::string library = std::filesystem::absolute(findLibrary(request.library)).lexically_normal().string();
-  putValue(file, kIdentificationLibrary, Variant(library));
-  putValue(file, kLimitLibrary, Variant(library));
+  if (!request.library.empty()) {
+    const auto path = std::filesystem::absolute(findLibrary(request.library)).lexically_normal();
+    libraries[0] = libraries[1] = path.string();
+  } else if (!request.sequence.empty()) {
+    return;
+  }
+  if (!libraries[0].empty()) putValue(file, kIdentificationLibrary, Variant(libraries[0]));
+  if (!libraries[1].empty()) putValue(file, kLimitLibrary, Variant(libraries[1]));
+}
+
+std::string librariesInWords(const FileAccess& file) {
+  const std::string first = findText(file, kIdentificationLibrary);
+  const std::string second = findText(file, kLimitLibrary);
+  return "library '" + escapeLine(first) + "'" + (second == first ? "" : " or '" + escapeLine(second) + "'");
 }
 
 }  // namespace
 
 void addAnalysisOptions(CLI::App& command, AnalysisRequest& request, EngineOptions& engines) {
-  command.add_option("--library", request.library, "Nuclide library in place of the sequence's")->type_name("FILE");
+  command.add_option("--library", request.library, "Nuclide library in place of the file's, or of that of --sequence")
+      ->type_name("FILE");
   addSequenceOption(command, request.sequence);
   addEngineOptions(command, engines);
 }
@@ -56,7 +70,9 @@ void analyse(const AnalysisRequest& request, FileAccess& file, const std::string
   });
   const std::uint32_t status = file.executeSequence(file, request.engines.catalogue, request.engines.folder, false);
   file.observeSteps({});
-  const std::string what = failed.empty() ? "cannot run the sequence" : "step '" + escapeLine(failed) + "'";
+  std::string what = failed.empty() ? "cannot run the sequence" : "step '" + escapeLine(failed) + "'";
+  if (status == convertReturnCode(ENG_NOLIBRARY) || status == convertReturnCode(ENG_BADLIBRARY))
+    what += ", " + librariesInWords(file);
   require(status, request.input, what);
 }
 

@@ -12,7 +12,7 @@ struct AnalysisRequest {
   std::string detector;    ///< for a text: hpge or nai; empty: guessed
   std::size_t number = 0;  ///< for a text: which spectrum, from 1; 0: the first
   std::string sequence;    ///< empty: the standard sequence
-  std::string library;     ///< nuclide library in place of the sequence's; empty: that
+  std::string library;     ///< nuclide library in place of the file's, or of that of the sequence if one is named
   EngineSet engines;
 };
 

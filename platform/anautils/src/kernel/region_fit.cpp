@@ -93,6 +93,16 @@ RegionFit emptyRegion(RegionFit result, std::vector<TrackedLine> lines) {
   return result;
 }
 
+/// How improbable it is that counting statistics alone bring an area, in standard deviations of a normal distribution:
+/// root of twice the logarithm of the likelihood ratio for a continuum of u0^2 counts (Li and Ma, Astrophys. J. 272 (1983)
+/// 317, with the continuum known; Cowan et al., Eur. Phys. J. C 71 (2011) 1554). Where counts are many it is the area over
+/// u0; where they are few, noise reaches a multiple of u0 much more often than that would say.
+double poissonSignificance(double area, double u0) {
+  if (!(area > 0)) return area / u0;
+  const double continuum = u0 * u0;
+  return std::sqrt(2 * ((area + continuum) * std::log1p(area / continuum) - area));
+}
+
 class Report {
  public:
   Report(const LineFit& fit, RegionFit& result) : fit_(fit), result_(result), p_(fit.scoring.parameters) {
@@ -165,7 +175,7 @@ class Report {
     line.area = fit_.area(index);
     line.area_u = areaDeviation(index);
     line.area_u0 = areaUncertaintyWithout(fit_, index);
-    line.significance = line.area / line.area_u0;
+    line.significance = poissonSignificance(line.area, line.area_u0);
     line.added = tracked.origin < 0;
     line.start = tracked.origin;
     writeContinuum(line);

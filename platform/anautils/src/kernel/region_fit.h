@@ -109,7 +109,7 @@ struct FittedLine {
   double tail = 0, tail_u = 0;            ///< channels; u 0 where held
   double area = 0, area_u = 0;            ///< counts
   double area_u0 = 0;                     ///< area_u without the line, position and width held (ISO 11929); at least 1
-  double significance = 0;                ///< area / area_u0
+  double significance = 0;                ///< area / area_u0 where counts are many, less where few
   double continuum = 0, continuum_u = 0;  ///< counts in a window of 2.5 FWHM about the centroid, within the region
   bool width_held = false;
   bool added = false;
