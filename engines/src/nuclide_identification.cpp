@@ -20,13 +20,7 @@ constexpr double kLeastTolerance_channels = 1.5;
 constexpr double kModelU = 0.3;        // of an efficiency that is a guess of its shape
 constexpr double kCalibratedU = 0.15;  // of a calibrated one, true coincidence summing included
 
-enum NuclideMark {
-  kMarkInconsistent = 1,
-  kMarkAllInterfered = 2,
-  kMarkExtrapolated = 4,
-  kMarkNoReference = 16,
-  kMarkBelowThreshold = 32
-};
+enum NuclideMark { kMarkInconsistent = 1, kMarkAllInterfered = 2, kMarkExtrapolated = 4, kMarkNoReference = 16 };
 
 class Identification {
  public:
@@ -47,7 +41,8 @@ class Identification {
     explained_ = identify(spectrumPeaks(), candidates(), settings());
     for (const IdentifiedNuclide& found : explained_)
       if (!nuclideOf(found).is_fluorescence) found_.push_back(found);
-    solve();
+    do solve();
+    while (dropUndetected());
     file_.renewBlock(ORB_CLS_NUCRESULTS);
     USHORT record = 0;
     for (std::size_t i = 0; i < found_.size(); ++i) writeNuclide(++record, i);
@@ -90,9 +85,24 @@ class Identification {
         seen.role = roleOf(line);
         candidate.lines.push_back(seen);
       }
+      candidate.parent = indexOf(nuclide.parent);
+      candidate.family = familyOf(nuclide);
       candidates.push_back(std::move(candidate));
     }
     return candidates;
+  }
+
+  int indexOf(const std::string& name) const {
+    const auto found = std::find_if(library_.begin(), library_.end(), [&](const auto& n) { return n.name == name; });
+    return found == library_.end() ? -1 : static_cast<int>(found - library_.begin());
+  }
+
+  /// 1 + index of the first nuclide of the library with the same parent, the parent itself counted in.
+  int familyOf(const LibraryNuclide& nuclide) const {
+    const auto headOf = [](const LibraryNuclide& n) { return n.parent.empty() ? n.name : n.parent; };
+    const auto first = std::find_if(library_.begin(), library_.end(),
+                                    [&](const LibraryNuclide& n) { return headOf(n) == headOf(nuclide); });
+    return 1 + static_cast<int>(first - library_.begin());
   }
 
   LineRole roleOf(const LibraryLine& line) const {
@@ -140,6 +150,8 @@ class Identification {
   /// Counts per Bq of every matched line that may take part.
   void solve() {
     if (!hasActivities()) return;
+    contributions_.clear();
+    line_of_contribution_.clear();
     const bool key_only = file_.number(ORB_L_ACTMEAN, 1) == 0;
     for (std::size_t i = 0; i < found_.size(); ++i) {
       const LibraryNuclide& nuclide = nuclideOf(found_[i]);
@@ -164,6 +176,26 @@ class Identification {
     for (const FittedPeak& peak : peaks_) areas.push_back({peak.area, peak.area_u});
     activities_ =
         solveActivities(areas, contributions_, static_cast<int>(found_.size()), file_.number(ORB_F_IDCONSIST, 3));
+  }
+
+  /// Takes out the nuclide whose activity lies farthest below its decision threshold: what others leave of its peaks is
+  /// compatible with nothing.
+  bool dropUndetected() {
+    if (!hasActivities()) return false;
+    std::size_t worst = found_.size();
+    double least = view_.quantile();
+    for (std::size_t i = 0; i < found_.size(); ++i) {
+      const Activity& activity = activities_.nuclides[i];
+      if (!activity.is_determined || !(activity.value < least * activity.counting_u)) continue;
+      least = activity.value / activity.counting_u;
+      worst = i;
+    }
+    if (worst == found_.size()) return false;
+    const int candidate = found_[worst].candidate;
+    const auto is_it = [&](const IdentifiedNuclide& n) { return n.candidate == candidate; };
+    found_.erase(found_.begin() + static_cast<std::ptrdiff_t>(worst));
+    explained_.erase(std::remove_if(explained_.begin(), explained_.end(), is_it), explained_.end());
+    return true;
   }
 
   /// Counts in the peak of a line that an activity of 1 Bq at the start of the acquisition leaves.
@@ -218,9 +250,7 @@ class Identification {
       writeSpecific(record, activity.value * decay.value, reference_u);
     }
     const double deviation = file_.number(ORB_F_IDCONSIST, 3);
-    const bool is_weak = activity.value < view_.quantile() * activity.counting_u;
-    return (deviation > 0 && activity.chi2 > deviation * deviation ? kMarkInconsistent : 0) |
-           (is_weak ? kMarkBelowThreshold : 0);
+    return deviation > 0 && activity.chi2 > deviation * deviation ? kMarkInconsistent : 0;
   }
 
   void writeSpecific(USHORT record, double value, double u) {

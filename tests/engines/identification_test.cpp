@@ -138,6 +138,34 @@ TEST(IdentificationTest, NuclidesOfABlendAreToldByTheirOtherLines) {
   EXPECT_EQ(identify(peaks, {thallium, bismuth}, settings).size(), 2u);
 }
 
+TEST(IdentificationTest, WhatNeedsLessOrHasRelativesComesFirst) {
+  const Candidate dim{{line(241.0, 0.04)}};
+  Candidate bright{{line(238.6, 0.44)}};
+  const auto firstOf = [](const std::vector<SpectrumPeak>& peaks, const std::vector<Candidate>& candidates) {
+    const auto found = identify(peaks, candidates, {});
+    return found.empty() ? -1 : found.front().candidate;
+  };
+  EXPECT_EQ(firstOf({peak(239.8, 9000)}, {dim, bright}), 1) << "equally near";
+  EXPECT_EQ(firstOf({peak(240.9, 9000)}, {dim, bright}), 0) << "too far for the bright one";
+}
+
+TEST(IdentificationTest, AParentHasTheStrengthOfItsDaughters) {
+  const Candidate rival{{line(185.7, 0.57), line(143.8, 0.11), line(163.4, 0.05)}};
+  const Candidate parent{{line(186.2, 0.036)}};
+  Candidate daughter = kChain;
+  daughter.parent = 1;
+  std::vector<SpectrumPeak> peaks = {peak(185.9, 600),  peak(143.8, 60),   peak(163.4, 26),   peak(295.2, 5000),
+                                     peak(351.9, 9000), peak(609.3, 8000), peak(1120.3, 2000)};
+  const auto found = identify(peaks, {rival, parent, daughter}, {});
+  ASSERT_EQ(found.size(), 3u);
+  for (const IdentifiedNuclide& nuclide : found)
+    if (nuclide.candidate == 1) {
+      EXPECT_NEAR(nuclide.strength, 10000, 500);
+    }
+  peaks[0] = peak(185.9, 320);  // the rival alone: the daughters came without their parent
+  EXPECT_EQ(identify(peaks, {rival, parent, daughter}, {}).size(), 2u);
+}
+
 TEST(PeakNamingTest, EveryPeakIsCalledAfterWhatMadeIt) {
   const auto at = [](double energy, double area) { return PeakToName{energy, area, 2, 1}; };
   const std::vector<PeakToName> peaks = {at(1173.2, 10000), at(1332.5, 9000), at(2505.7, 40),  at(1460.8, 5000),

@@ -12,6 +12,8 @@ constexpr double kPeakWorth = 16;       // a peak explained or not counts no mor
 constexpr double kLeastGain = 4;        // of a nuclide: two sigma
 constexpr double kExpectedAbove = 1.5;  // a line ought to be seen from this many detection limits on
 constexpr double kChanceWeight = 0.4;   // most candidates have lines that rule them out at once
+constexpr double kRelative = 8;         // what it counts that a relative is there
+constexpr double kDimness = 1;          // what a factor of e in strength counts between two that explain the same
 constexpr int kSweeps = 3;
 
 double squared(double x) {
@@ -36,6 +38,7 @@ struct Hypothesis {
   std::vector<Share> shares;      // of the lines that are evidence
   std::vector<Share> companions;  // of those that merely come along
   double strength = 0;
+  bool is_held = false;  // at the strength of its daughters
 };
 
 int nearestPeak(const std::vector<SpectrumPeak>& peaks, const CandidateLine& line) {
@@ -124,9 +127,10 @@ class Explanation {
     return best;
   }
 
-  /// Whether what was added explains the greater part of a line's peak.
-  bool explainMostOf(const MatchedLine& line) const {
-    return line.peak >= 0 && isExplained(static_cast<std::size_t>(line.peak));
+  /// Whether what was added explains the greater part of a line's peak, so that it says nothing about the nuclide. A
+  /// nuclide that is there because its daughters are has a share in such peaks.
+  bool explainMostOf(const Hypothesis& h, const MatchedLine& line) const {
+    return !h.is_held && line.peak >= 0 && isExplained(static_cast<std::size_t>(line.peak));
   }
 
   /// How near the found lines lie to their peaks, weighted by intensity: 1 at the energies themselves. Peaks that
@@ -135,7 +139,7 @@ class Explanation {
     double sum = 0;
     double weights = 0;
     for (const Share& share : h.shares) {
-      if (isExplained(share.peak)) continue;
+      if (!h.is_held && isExplained(share.peak)) continue;
       sum += share.sensitivity * share.closeness;
       weights += share.sensitivity;
     }
@@ -191,7 +195,7 @@ double foundShare(Hypothesis& h, const Candidate& candidate, const Explanation& 
     const bool may_be_missed = line.role == LineRole::kCompanion;
     h.lines[i].is_expected =
         is_found || (!may_be_missed && h.strength * line.sensitivity > kExpectedAbove * line.limit);
-    if (!isEvidence(line) || others.explainMostOf(h.lines[i])) continue;
+    if (!isEvidence(line) || others.explainMostOf(h, h.lines[i])) continue;
     if (h.lines[i].is_expected) expected += line.sensitivity;
     if (is_found) found += line.sensitivity;
   }
@@ -205,7 +209,7 @@ double emissionShare(const Hypothesis& h, const Candidate& candidate, const Expl
   for (std::size_t i = 0; i < candidate.lines.size(); ++i) {
     const CandidateLine& line = candidate.lines[i];
     const bool is_found = h.lines[i].peak >= 0;
-    if (!isEvidence(line) || !(is_found || std::isfinite(line.limit)) || others.explainMostOf(h.lines[i])) continue;
+    if (!isEvidence(line) || !(is_found || std::isfinite(line.limit)) || others.explainMostOf(h, h.lines[i])) continue;
     all += line.sensitivity;
     if (is_found) found += line.sensitivity;
   }
@@ -260,6 +264,7 @@ class Selection {
     do {
       while (takeBest()) {
       }
+      takeParents();
       for (int sweep = 0; sweep < kSweeps; ++sweep) refit();
     } while (dropDoubtful());
     std::vector<IdentifiedNuclide> found;
@@ -271,12 +276,14 @@ class Selection {
 
  private:
   bool takeBest() {
-    double best = kLeastGain;
+    double best = -std::numeric_limits<double>::infinity();
     auto chosen = waiting_.end();
     for (auto h = waiting_.begin(); h != waiting_.end(); ++h) {
       const double gain = explanation_.fitStrength(*h);
-      if (gain <= best || foundShare(*h, candidateOf(*h), explanation_) < settings_.least_share) continue;
-      best = gain;
+      const double rank = gain - kDimness * std::log(h->strength) + (hasRelative(*h) ? kRelative : 0);
+      if (gain <= kLeastGain || rank <= best) continue;
+      if (foundShare(*h, candidateOf(*h), explanation_) < settings_.least_share) continue;
+      best = rank;
       chosen = h;
     }
     if (chosen == waiting_.end()) return false;
@@ -284,6 +291,34 @@ class Selection {
     taken_.push_back(std::move(*chosen));
     waiting_.erase(chosen);
     return true;
+  }
+
+  bool hasRelative(const Hypothesis& h) const {
+    const int family = candidateOf(h).family;
+    return family != 0 && std::any_of(taken_.begin(), taken_.end(),
+                                      [&](const Hypothesis& other) { return candidateOf(other).family == family; });
+  }
+
+  /// Parents of nuclides that are in, at the mean strength of those. A rival may have taken their peaks.
+  void takeParents() {
+    for (auto h = waiting_.begin(); h != waiting_.end();) {
+      double sum = 0;
+      int n = 0;
+      for (const Hypothesis& other : taken_) {
+        if (candidateOf(other).parent != h->candidate) continue;
+        sum += other.strength;
+        ++n;
+      }
+      if (n == 0) {
+        ++h;
+        continue;
+      }
+      h->strength = sum / n;
+      h->is_held = true;
+      explanation_.add(*h);
+      taken_.push_back(std::move(*h));
+      h = waiting_.erase(h);
+    }
   }
 
   /// Takes the least sure of the nuclides out that do not stand up to judgement, for good. What it explained is open to
@@ -307,6 +342,10 @@ class Selection {
   /// Every nuclide again, given the others; one that the later ones made superfluous goes.
   void refit() {
     for (auto h = taken_.begin(); h != taken_.end();) {
+      if (h->is_held) {
+        ++h;
+        continue;
+      }
       explanation_.add(*h, -1);
       const double gain = explanation_.fitStrength(*h);
       if (gain < kLeastGain) {
@@ -325,7 +364,7 @@ class Selection {
     explanation_.add(h, -1);
     nuclide.share = foundShare(h, candidateOf(h), explanation_);
     const double emission = emissionShare(h, candidateOf(h), explanation_);
-    const double evidence = 1 - std::exp(-explanation_.gain(h, h.strength) / 5);
+    const double evidence = evidenceFor(h);
     const double closeness = explanation_.closeness(h);
     explanation_.add(h);
     const double agreement = 1 / (1 + std::max(0.0, explanation_.meanDeviation(h) - 1) / kPeakWorth);
@@ -337,6 +376,14 @@ class Selection {
     nuclide.confidence = std::clamp(closeness * completeness * agreement * evidence * trust, 0.0, 1.0);
     nuclide.lines = h.lines;
     return nuclide;
+  }
+
+  /// How much the peaks speak for a nuclide that is not among what explains them, 0 to 1. For one that its daughters
+  /// prove it is enough that they do not speak against it.
+  double evidenceFor(const Hypothesis& h) const {
+    const double gain = explanation_.gain(h, h.strength);
+    const double of_peaks = 1 - std::exp(-gain / 5);
+    return h.is_held && gain > 0 ? (1 + of_peaks) / 2 : of_peaks;
   }
 
   const Candidate& candidateOf(const Hypothesis& h) const { return candidates_[static_cast<std::size_t>(h.candidate)]; }

@@ -4,7 +4,9 @@
 /// counts `sensitivity * strength`. Nuclides are taken up one after the other, each time the one that explains most of
 /// what is left, at the strength at which it does; a peak is explained at most once. Lines that ought to be seen at
 /// that strength and are not speak against it. So of two nuclides that could explain one peak the one wins that other
-/// peaks speak for, and a peak that is explained already is no reason to see a further nuclide.
+/// peaks speak for, and a peak that is explained already is no reason to see a further nuclide. Of two that explain the
+/// same, the one is taken that needs less strength, or whose relative is there. A parent is given the strength of its
+/// daughters, and stays if that makes nothing worse.
 #pragma once
 #include <vector>
 
@@ -36,6 +38,8 @@ struct CandidateLine {
 
 struct Candidate {
   std::vector<CandidateLine> lines;
+  int parent = -1;  ///< index of the candidate with which it is in equilibrium
+  int family = 0;   ///< the same for all that are in equilibrium with each other; 0: none
 };
 
 struct IdentificationSettings {

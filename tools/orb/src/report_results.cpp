@@ -29,8 +29,7 @@ struct Word {
 constexpr Word kNuclideMarks[] = {{1, "lines inconsistent"},
                                   {2, "every line interfered"},
                                   {4, "efficiency extrapolated"},
-                                  {16, "no reference date"},
-                                  {32, "below the decision threshold"}};
+                                  {16, "no reference date"}};
 constexpr Word kLimitMarks[] = {{1, "no detection limit exists"},
                                 {2, "efficiency extrapolated"},
                                 {4, "key line interfered"},
