@@ -140,11 +140,13 @@ class Limits {
     std::stable_sort(lines.begin(), lines.end(), [](const LibraryLine& a, const LibraryLine& b) {
       return a.is_key != b.is_key ? a.is_key : a.probability > b.probability;
     });
+    std::optional<SeenLine> between_others;
     for (const LibraryLine& line : lines) {
       SeenLine seen = look(line);
-      if (seen.window.state == WindowState::kMeasured || seen.window.state == WindowState::kNoFlank) return seen;
+      if (seen.window.state == WindowState::kMeasured) return seen;
+      if (seen.window.state == WindowState::kNoFlank && !between_others) between_others = seen;
     }
-    return std::nullopt;
+    return between_others;
   }
 
   SeenLine look(const LibraryLine& line) const {

@@ -17,29 +17,33 @@ struct Background {
 };
 
 /// Nothing when the settings name no background or want gross areas.
+bool isTime(double seconds) {
+  return std::isfinite(seconds) && seconds > 0;
+}
+
+/// Throws Failure(ENG_BADSETTING) when one of the two live times, which scale it, is not usable.
 std::optional<Background> readBackground(const File& file) {
   const std::string path = file.text(ORB_T_BKGFILE);
   if (path.empty() || file.text(ORB_T_AREAKIND) == "Gross") return std::nullopt;
   const OtherFile background(path);
   Background found{readFittedPeaks(background.values()), background.values().number(ORB_D_LIVETIME, 0)};
-  require(found.live_s > 0, ENG_BADSETTING);
+  require(isTime(found.live_s) && isTime(file.number(ORB_D_LIVETIME, 0)), ENG_BADSETTING);
   return found;
 }
 
-/// The record of the peak nearest to each background line, which belongs to that one alone; 0: none is near enough.
+/// The record of the fitted peak nearest to each background line, which belongs to that one alone; 0: none is near
+/// enough.
 std::vector<USHORT> ownersOf(const File& file, const Background& background) {
   std::vector<USHORT> owners(background.peaks.size(), 0);
-  const auto toleranceOf = [&file](USHORT record) {
-    return matchTolerance(file, {ORB_D_BKGTOLKEV, 1}, {ORB_D_BKGTOLFWHM, 0.5}, file.number(ORB_D_PKFWHM, 0, record));
-  };
+  const std::vector<FittedPeak> peaks = readFittedPeaks(file);
   for (std::size_t i = 0; i < owners.size(); ++i) {
     double least = std::numeric_limits<double>::infinity();
-    for (const USHORT record : file.eachRecord(ORB_CLS_PEAKS)) {
-      const auto energy = file.find(ORB_D_PKENERGY, record);
-      const double distance = energy ? std::abs(*energy - background.peaks[i].energy) : least;
-      if (distance >= least || distance > toleranceOf(record)) continue;
+    for (const FittedPeak& peak : peaks) {
+      const double distance = std::abs(peak.energy - background.peaks[i].energy);
+      const double tolerance = matchTolerance(file, {ORB_D_BKGTOLKEV, 1}, {ORB_D_BKGTOLFWHM, 0.5}, peak.fwhm);
+      if (distance >= least || distance > tolerance) continue;
       least = distance;
-      owners[i] = record;
+      owners[i] = peak.record;
     }
   }
   return owners;

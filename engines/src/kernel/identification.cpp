@@ -158,14 +158,16 @@ class Explanation {
   }
 
  private:
-  bool isExplained(std::size_t peak) const { return explained_[peak] > 0.5 * peaks_[peak].area; }
+  bool isExplained(std::size_t peak) const {
+    return explained_[peak] > 0 && explained_[peak] > 0.5 * peaks_[peak].area;
+  }
 
   /// Squared deviation of a peak when `more` counts of it are explained in addition.
   double deviation(std::size_t peak, double more) const {
     const SpectrumPeak& p = peaks_[peak];
     const double total = explained_[peak] + more;
     const double left = p.area - total;
-    const double modelled = settings_.are_blends ? std::sqrt(total * std::min(total, p.area)) : p.area;
+    const double modelled = settings_.are_blends ? std::sqrt(std::max(0.0, total * std::min(total, p.area))) : p.area;
     const double sigma2 = squared(p.area_u) + squared(settings_.model_u * modelled);
     if (!(sigma2 > 0)) return 0;
     return std::min(squared(left) / sigma2, left > 0 ? kPeakWorth : 4 * kPeakWorth);

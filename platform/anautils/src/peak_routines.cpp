@@ -90,9 +90,11 @@ class SpectrumFit {
   /// per filter width and exp(-u^2/2).
   double keepSignificance(void* handle) const {
     const double k = settings_.keep_significance;
-    const ChannelRange searched = readRange(handle, ORB_L_LOCFIRST, ORB_L_LOCLAST, static_cast<int>(counts_.size()));
+    const int n = static_cast<int>(counts_.size());
+    const int first = std::max(1, readInt(handle, ORB_L_LOCFIRST, 1));
+    const int last = std::min(n, readInt(handle, ORB_L_LOCLAST, n));
     double places = 0;
-    for (int channel = searched.first; channel <= searched.last; ++channel) {
+    for (int channel = first; channel <= last; ++channel) {
       if (!widths_.empty()) places += 0.25 * kFwhmPerSigma / widths_[static_cast<std::size_t>(channel - 1)];
     }
     return std::sqrt(k * k + std::max(0.0, 2 * std::log(std::max(places, 1e-3) / 7)));

@@ -42,8 +42,28 @@ struct Outcome {
   NuclideResults nuclides;
 };
 
-/// The files that are named, those of folders in the order of their names. Hidden files and folders are passed over,
-/// what is neither file nor folder with a note.
+/// The files of a folder in the order of their names. Hidden files and folders are passed over, what is neither file
+/// nor folder with a note.
+std::vector<std::string> filesOf(const std::string& folder, const Note& note) {
+  std::vector<std::string> files;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+       entry.increment(error)) {
+    std::error_code dangling;  // a link to nothing is no fault of the folder
+    const std::string path = entry->path().string();
+    if (entry->path().filename().string().front() == '.' || entry->is_directory(dangling)) continue;
+    if (entry->is_regular_file(dangling))
+      files.push_back(path);
+    else
+      note(path + ": passed over, it is no regular file");
+  }
+  if (error) throw Failure(folder, "cannot read the folder: " + error.message());
+  if (files.empty()) throw Failure(folder, "there is no spectrum in the folder");
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+/// The files that are named, and those of the folders.
 std::vector<std::string> listInputs(const std::vector<std::string>& named, const Note& note) {
   std::vector<std::string> inputs;
   for (const std::string& name : named) {
@@ -52,18 +72,7 @@ std::vector<std::string> listInputs(const std::vector<std::string>& named, const
       inputs.push_back(name);
       continue;
     }
-    std::vector<std::string> inside;
-    for (const auto& entry : fs::directory_iterator(name, error)) {
-      const bool is_hidden = entry.path().filename().string().front() == '.';
-      if (is_hidden || entry.is_directory(error)) continue;
-      if (entry.is_regular_file(error))
-        inside.push_back(entry.path().string());
-      else
-        note(entry.path().string() + ": passed over, it is no regular file");
-    }
-    if (error) throw Failure(name, "cannot read the folder: " + error.message());
-    if (inside.empty()) throw Failure(name, "there is no spectrum in the folder");
-    std::sort(inside.begin(), inside.end());
+    const std::vector<std::string> inside = filesOf(name, note);
     inputs.insert(inputs.end(), inside.begin(), inside.end());
   }
   return inputs;

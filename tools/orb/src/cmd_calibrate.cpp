@@ -2,6 +2,7 @@
 #include <cmath>
 #include <memory>
 
+#include "calibration_doubts.h"
 #include "calibration_points.h"
 #include "calibration_text.h"
 #include "codes.h"
@@ -60,9 +61,15 @@ int termsFor(const Options& options, const CalibrationTable& table) {
 lib::ParameterMap fitEquations(FileAccess& file, const CalibrationTable& table, int terms) {
   std::uint32_t failure = 0;
   namespace vyx = com::norvale::application::vyx;
-  const auto former = vyx::routeLog([&](const vyx::LogLine& line) { failure = line.code; });
-  auto results = file.energyShapeCalibration(asPoints(table.energy), asPoints(table.fwhm), asPoints(table.tail), terms);
-  vyx::routeLog(former);
+  struct Route {
+    vyx::LogSink former;
+    ~Route() { vyx::routeLog(former); }
+  };
+  lib::ParameterMap results;
+  {
+    const Route route{vyx::routeLog([&](const vyx::LogLine& line) { failure = line.code; })};
+    results = file.energyShapeCalibration(asPoints(table.energy), asPoints(table.fwhm), asPoints(table.tail), terms);
+  }
   if (failure != 0) throw Failure(file.name(), "cannot fit the equations", failure);
   return results;
 }
@@ -72,14 +79,19 @@ lib::ParameterMap fitBest(FileAccess& file, CalibrationTable& table, int terms, 
   std::vector<orbengine::BlockCopy> former;
   for (const auto cls : {ORB_CLS_ACQUISITION, ORB_CLS_CALRESULTS, ORB_CLS_SHAPECALRES})
     former.emplace_back(file.handle(), static_cast<USHORT>(cls));
+  const auto fit = [&] {
+    auto results = fitEquations(file, table, terms);
+    if (!table.fwhm.empty()) requireWidths(file);
+    return results;
+  };
   try {
-    return fitEquations(file, table, terms);
+    return fit();
   } catch (const Failure&) {
     if (!is_found || table.fwhm.empty() || table.energy.empty()) throw;
     for (const auto& block : former) block.restore();
     table.fwhm.clear();
     note("the widths of the lines make no FWHM curve; the file keeps its own");
-    return fitEquations(file, table, terms);
+    return fit();
   }
 }
 
@@ -161,12 +173,15 @@ int run(const Options& options, Console& console) {
   const Note note = [&](const std::string& text) { console.note(options.file + ": " + text); };
   if (!options.source.empty()) addSourceLines(file, options.source, options.library, table, note);
   if (table.empty()) throw UsageError("calibrate: give points, a table of points, or a source (--auto)");
+  requireChannels(file, table);
+  const auto former = readEnergyCalibration(file);
   lib::ParameterMap results;
   if (!table.energy.empty() || !table.fwhm.empty() || !table.tail.empty())
     results = fitBest(file, table, termsFor(options, table), !options.source.empty(), note);
   if (!table.efficiency.empty()) fitEfficiency(file, table.efficiency);
   if (table.one_width) putToOneWidth(file, *table.one_width, note);
   putSources(file, options, table);
+  noteDoubts(file, table, former, !options.source.empty(), note);
   flushAndClose(file);
   openForReading(file, options.file);
   if (options.json) {
