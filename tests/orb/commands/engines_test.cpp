@@ -168,6 +168,27 @@ TEST_F(EnginesCommandTest, LibraryLookUpGivesEveryMatch) {
   EXPECT_EQ(orb({"nuclides"}).status, 2);
 }
 
+TEST_F(EnginesCommandTest, BatchDoesWhatHasAPlaceOfItsOwn) {
+  std::filesystem::create_directories("a");
+  std::filesystem::create_directories("b");
+  simulate("a/x.dat", "Cs-137:500", "1");
+  simulate("b/x.dat", "Co-60:500", "2");
+  std::filesystem::create_symlink("nowhere", "a/dangling");
+  const Result both = orb({"batch", "a", "b", "-o", "out"});
+  EXPECT_EQ(both.status, 1);
+  EXPECT_THAT(both.out, HasSubstr("both would become out/x.dat"));
+  EXPECT_THAT(namesOf(json({"nuclides", "out/x.dat"})["nuclides"]), ::testing::ElementsAre("Cs-137"));
+  const Result again = orb({"batch", "b", "out", "-o", "out"});
+  EXPECT_THAT(again.err, HasSubstr("out/x.dat: passed over, it lies in the folder of the results"));
+}
+
+TEST_F(EnginesCommandTest, AnEnergyScaleThatIsOffIsTold) {
+  simulate("s.dat", "Eu-152:3000");
+  EXPECT_EQ(orb({"analyze", "s.dat", "-o", "a.dat"}).err, "");
+  good({"set", "s.dat", "ORB_D_ECALOFFSET", "0.8"});
+  EXPECT_THAT(orb({"analyze", "s.dat", "-o", "b.dat"}).err, HasSubstr("keV too high"));
+}
+
 TEST_F(EnginesCommandTest, BatchGoesOnAfterAFailureAndDoesNothingTwice) {
   good({"sequence", "new", "not_a_spectrum.dat"});
   simulate("a.dat", "Cs-137:500", "1");

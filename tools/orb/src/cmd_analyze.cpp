@@ -1,4 +1,6 @@
 // orb analyze: from a spectrum to its peaks and nuclides in one go.
+#include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include "analysis.h"
@@ -13,6 +15,7 @@
 #include "simulated_truth.h"
 #include "temporary_file.h"
 #include "terminal_text.h"
+#include "value_text.h"
 
 namespace orb::tool {
 
@@ -53,6 +56,31 @@ void tellAdjustments(const FileAccess& file, const Note& note) {
     const std::string source = findText(file, code);
     if (source.rfind("adjusted ", 0) == 0) note(what + source);
   }
+}
+
+double medianOf(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// Strong lines of identified nuclides that lie on one side of where they belong show that the energy equation is off.
+void tellEnergies(const FileAccess& file, const Note& note) {
+  constexpr double kStrong = 20;  // significance
+  constexpr std::size_t kLeastLines = 3;
+  constexpr double kOff_fwhm = 0.15;
+  std::vector<double> distances;
+  std::vector<double> in_fwhm;
+  for (const PeakRow& peak : readPeaks(file)) {
+    if (peak.significance < kStrong || !peak.energy_keV || !peak.fwhm_keV || !(peak.library_keV > 0)) continue;
+    distances.push_back(*peak.energy_keV - peak.library_keV);
+    in_fwhm.push_back(distances.back() / *peak.fwhm_keV);
+  }
+  if (distances.size() < kLeastLines) return;
+  const double off = medianOf(in_fwhm);
+  if (std::abs(off) > kOff_fwhm)
+    note("the strong lines of identified nuclides lie " + roundedText(std::abs(medianOf(distances)), 2) + " keV too " +
+         (off > 0 ? "high" : "low") + "; orb calibrate --auto with these nuclides puts the energies right");
 }
 
 /// Where the analysed file goes: -o, the data file itself, or a file that is gone afterwards.
@@ -118,6 +146,7 @@ int run(Options options, Console& console) {
   analyse(options.request, file, target.path(), target.shownName(options), note);
   flushDraft(file, target.shownName(options));
   tellAdjustments(file, note);
+  tellEnergies(file, note);
   if (!options.report.empty()) {
     const std::string shown_name = options.out.empty() ? options.request.input : options.out;
     writeReport(target.path(), options.report, options.force, shown_name, note);

@@ -42,9 +42,15 @@ struct Outcome {
   NuclideResults nuclides;
 };
 
+/// The whole name of the input stays in that of the output: x.spe and x.csv are two spectra.
+std::string outputFor(const std::string& input, const std::string& folder) {
+  const fs::path name = fs::path(input).filename();
+  return (fs::path(folder) / (name.extension() == ".dat" ? name.string() : name.string() + ".dat")).string();
+}
+
 /// The files of a folder in the order of their names. Hidden files and folders are passed over, what is neither file
 /// nor folder with a note.
-std::vector<std::string> filesOf(const std::string& folder, const Note& note) {
+std::vector<std::string> filesOf(const std::string& folder, const std::string& out, const Note& note) {
   std::vector<std::string> files;
   std::error_code error;
   for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
@@ -52,10 +58,12 @@ std::vector<std::string> filesOf(const std::string& folder, const Note& note) {
     std::error_code dangling;  // a link to nothing is no fault of the folder
     const std::string path = entry->path().string();
     if (entry->path().filename().string().front() == '.' || entry->is_directory(dangling)) continue;
-    if (entry->is_regular_file(dangling))
-      files.push_back(path);
-    else
+    if (!entry->is_regular_file(dangling))
       note(path + ": passed over, it is no regular file");
+    else if (isSameFile(path, outputFor(path, out)))
+      note(path + ": passed over, it lies in the folder of the results");
+    else
+      files.push_back(path);
   }
   if (error) throw Failure(folder, "cannot read the folder: " + error.message());
   if (files.empty()) throw Failure(folder, "there is no spectrum in the folder");
@@ -64,7 +72,7 @@ std::vector<std::string> filesOf(const std::string& folder, const Note& note) {
 }
 
 /// The files that are named, and those of the folders.
-std::vector<std::string> listInputs(const std::vector<std::string>& named, const Note& note) {
+std::vector<std::string> listInputs(const std::vector<std::string>& named, const std::string& out, const Note& note) {
   std::vector<std::string> inputs;
   for (const std::string& name : named) {
     std::error_code error;
@@ -72,25 +80,24 @@ std::vector<std::string> listInputs(const std::vector<std::string>& named, const
       inputs.push_back(name);
       continue;
     }
-    const std::vector<std::string> inside = filesOf(name, note);
+    const std::vector<std::string> inside = filesOf(name, out, note);
     inputs.insert(inputs.end(), inside.begin(), inside.end());
   }
   return inputs;
 }
 
-/// The whole name of the input stays in that of the output: x.spe and x.csv are two spectra.
-std::string outputFor(const std::string& input, const std::string& folder) {
-  const fs::path name = fs::path(input).filename();
-  return (fs::path(folder) / (name.extension() == ".dat" ? name.string() : name.string() + ".dat")).string();
-}
-
-void requireDistinctOutputs(const std::vector<std::string>& inputs, const std::string& folder) {
+/// Why an input cannot have its output, for each; empty: it can.
+std::vector<std::string> clashesOf(const std::vector<std::string>& inputs, const std::string& folder) {
+  std::vector<std::string> clashes;
   std::map<std::string, std::string> owners;
   for (const std::string& input : inputs) {
     const auto [place, is_new] = owners.try_emplace(outputFor(input, folder), input);
-    if (!is_new) throw Failure(input, "has the name of " + place->second + "; both would become " + place->first);
-    if (isSameFile(input, place->first)) throw Failure(input, "lies in the folder of the results");
+    if (!is_new)
+      clashes.push_back("has the name of " + place->second + "; both would become " + place->first);
+    else
+      clashes.push_back(isSameFile(input, place->first) ? "lies in the folder of the results" : "");
   }
+  return clashes;
 }
 
 /// The table must not take the place of what it tells about, nor of any other data file.
@@ -111,6 +118,7 @@ class Batch {
   Batch(const Options& options, std::vector<std::string> inputs)
       : options_(options),
         inputs_(std::move(inputs)),
+        clashes_(clashesOf(inputs_, options.out)),
         outcomes_(inputs_.size()),
         progress_("analysing", inputs_.size(), false) {}
 
@@ -126,7 +134,10 @@ class Batch {
  private:
   void work() {
     for (std::size_t i = next_++; i < inputs_.size(); i = next_++) {
-      outcomes_[i] = stop_.isAsked() ? Outcome{inputs_[i], "stopped", "", 0, {}} : analyseOne(inputs_[i]);
+      if (!clashes_[i].empty())
+        outcomes_[i] = {inputs_[i], "failed", clashes_[i], 0, {}};
+      else
+        outcomes_[i] = stop_.isAsked() ? Outcome{inputs_[i], "stopped", "", 0, {}} : analyseOne(inputs_[i]);
       const std::lock_guard lock(mutex_);
       progress_.step();
     }
@@ -177,6 +188,7 @@ class Batch {
 
   const Options& options_;
   std::vector<std::string> inputs_;
+  std::vector<std::string> clashes_;
   std::vector<Outcome> outcomes_;
   std::atomic<std::size_t> next_{0};
   std::mutex mutex_;
@@ -221,8 +233,7 @@ void print(const std::vector<Outcome>& outcomes, Console& console) {
 int run(Options options, Console& console) {
   options.request.engines = findEngines(options.engines);
   const std::vector<std::string> inputs =
-      listInputs(options.inputs, [&](const std::string& text) { console.note(escapeLine(text)); });
-  requireDistinctOutputs(inputs, options.out);
+      listInputs(options.inputs, options.out, [&](const std::string& text) { console.note(escapeLine(text)); });
   std::error_code error;
   fs::create_directories(options.out, error);
   if (error) throw Failure(options.out, "cannot make the folder: " + error.message());

@@ -57,7 +57,10 @@ void addFit(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand("fit", "Locate and fit the lines of one region");
   command->add_option("FILE", options->file, "Data file; the table of lines becomes that of the region")->required();
-  command->add_option("--start", options->first, "First channel, from 1")->required()->type_name("N");
+  command->add_option("--start", options->first, "First channel, from 1")
+      ->required()
+      ->check(CLI::Range(1, 1 << 24))
+      ->type_name("N");
   command->add_option("--end", options->last, "Last channel")->required()->type_name("N");
   command->add_option("--continuum", options->continuum, "step, linear or none")
       ->check(CLI::IsMember({"step", "linear", "none"}))

@@ -82,7 +82,8 @@ int run(const Options& options, Console& console) {
 
 void addLibrary(CLI::App& app, Job& job) {
   auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand("library", "Make a nuclide library from a table of gamma lines and X-rays");
+  CLI::App* const command =
+      app.add_subcommand("library", "Make a nuclide library from a table of gamma lines and X-rays");
   command->add_option("TABLE", options->table, "CSV with one line of a nuclide a row")->required();
   command->add_option("FILE", options->file, "Library to make")->required();
   command->add_option("--title", options->title, "Title of the library")->type_name("TEXT");

@@ -68,7 +68,8 @@ int showLibrary(const Options& options, Console& console) {
     std::snprintf(numbers, sizeof numbers, "%10.3f keV %9.4f %%  %11.4g s  ", line.energy_keV, line.probability,
                   line.half_life_s);
     console.line(padRight(escapeLine(line.nuclide), 10) + numbers + escapeLine(line.type) +
-                 (line.is_key ? ", key" : ""));
+                 (line.is_key ? ", key" : "") +
+                 (line.parent.empty() ? "" : ", half-life of " + escapeLine(line.parent)));
   }
   if (options.json) printJson({{"library", path}, {"lines", list}}, console);
   if (lines.empty() && !options.json) console.note(path + ": no line within the tolerance");

@@ -52,6 +52,7 @@ PeakRow readPeak(const FileAccess& file, std::uint16_t record) {
   peak.added = integer(0x48) != 0;
   peak.is_unidentified = numberOf(file, 0x56, record) != 0;
   if (const auto nuclide = findValue(file, peakCode(0x57), record)) peak.nuclide = nuclide->toString();
+  if (const auto energy = findValue(file, peakCode(0x58), record)) peak.library_keV = energy->toDouble();
   return peak;
 }
 

@@ -26,6 +26,7 @@ struct PeakRow {
   bool width_fixed = false;
   bool added = false;  ///< by the residuals of the fit
   std::string nuclide;
+  double library_keV = 0;        ///< energy of the line that it was identified as; 0: none
   bool is_unidentified = false;  ///< an identification found no nuclide for it
 };
 

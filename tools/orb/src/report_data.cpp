@@ -52,12 +52,9 @@ struct ResultBlock {
   const char* name;
   std::uint32_t routine;
 };
-constexpr ResultBlock kResultBlocks[] = {{"Energy calibration", 0x200D00F0},
-                                         {"Shape calibration", 0x201300F0},
-                                         {"Peaks", 0x200600F0},
-                                         {"Efficiencies of peaks", 0x200600F4},
-                                         {"Nuclides", 0x200800F0},
-                                         {"Detection limits", 0x200900F0}};
+constexpr ResultBlock kResultBlocks[] = {
+    {"Energy calibration", 0x200D00F0},    {"Shape calibration", 0x201300F0}, {"Peaks", 0x200600F0},
+    {"Efficiencies of peaks", 0x200600F4}, {"Nuclides", 0x200800F0},          {"Detection limits", 0x200900F0}};
 
 template <std::size_t n>
 std::vector<Fact> factsOf(const FileAccess& file, const LabelledCode (&codes)[n]) {

@@ -26,10 +26,8 @@ struct Word {
   int mark;
   const char* word;
 };
-constexpr Word kNuclideMarks[] = {{1, "lines inconsistent"},
-                                  {2, "every line interfered"},
-                                  {4, "efficiency extrapolated"},
-                                  {16, "no reference date"}};
+constexpr Word kNuclideMarks[] = {
+    {1, "lines inconsistent"}, {2, "every line interfered"}, {4, "efficiency extrapolated"}, {16, "no reference date"}};
 constexpr Word kLimitMarks[] = {{1, "no detection limit exists"},
                                 {2, "efficiency extrapolated"},
                                 {4, "key line interfered"},
