@@ -168,6 +168,27 @@ TEST_F(EnginesCommandTest, LibraryLookUpGivesEveryMatch) {
   EXPECT_EQ(orb({"nuclides"}).status, 2);
 }
 
+TEST_F(EnginesCommandTest, OptionsThatNoEngineTakesAreRefusedWhenTheStepIsAdded) {
+  good({"sequence", "new", "q.asf"});
+  for (const char* const options : {"FOO=3", "ORB_F_LOCTHRESH", "=1", "ORB_D_LIVETIME=1", "ORB_F_LOCTHRESH=4x"}) {
+    const Result result = orb({"sequence", "add", "q.asf", "peak location", "--options", options});
+    EXPECT_EQ(result.status, 1) << options;
+    EXPECT_THAT(result.err, HasSubstr(std::string("option '") + options + "'"));
+  }
+  good({"sequence", "add", "q.asf", "peak area", "--options", "ORB_F_LOCTHRESH=4 ORB_T_WIDTHMODE=Free"});
+}
+
+TEST_F(EnginesCommandTest, CalibrationsThatCannotBeAreRefusedAndDoubtfulOnesTold) {
+  simulate("s.dat", "Cs-137:500,Co-60:500");
+  EXPECT_THAT(orb({"calibrate", "s.dat", "--energy", "99999999:5", "1:4"}).err, HasSubstr("outside the 8192 channels"));
+  EXPECT_THAT(orb({"calibrate", "s.dat", "--energy", "1000:400", "3000:1200", "--fwhm", "900:1", "1000:9"}).err,
+              HasSubstr("not positive at 100 keV"));
+  EXPECT_THAT(orb({"calibrate", "s.dat", "--energy", "1000:400", "3000:1200"}).err, "");
+  ASSERT_EQ(orb({"analyze", "s.dat"}).status, 0);
+  EXPECT_THAT(orb({"calibrate", "s.dat", "--energy", "1000:400", "3000:1200"}).err,
+              HasSubstr("orb analyze makes them"));
+}
+
 TEST_F(EnginesCommandTest, BatchDoesWhatHasAPlaceOfItsOwn) {
   std::filesystem::create_directories("a");
   std::filesystem::create_directories("b");

@@ -80,7 +80,7 @@ TEST(Svg, AxesNameWhatTheyShow) {
 
 TEST(Svg, PeaksInViewAreMarkedAndCrowdedLabelsGiveWayToTheHigherPeak) {
   Spectrum spectrum = samples::twoPeaks();
-  spectrum.peaks = {{700, "small"}, {300, "big"}, {302, "beside"}, {5000, "outside"}, {kNaN, "nowhere"}};
+  spectrum.peaks = {{700, "small"}, {300, "big", 900}, {302, "beside", 80}, {5000, "outside"}, {kNaN, "nowhere"}};
   const std::string picture = svg(spectrum, {});
   EXPECT_THAT(picture, HasSubstr(">big<"));
   EXPECT_THAT(picture, HasSubstr(">small<"));

@@ -18,6 +18,7 @@ namespace orb::plot {
 struct Peak {
   double channel = 0;
   std::string label;
+  double area = 0;  ///< of peaks whose labels would overlap the one with the greater area keeps it
 };
 
 /// Texts are UTF-8; control characters and broken bytes do no harm, they are left out or replaced.

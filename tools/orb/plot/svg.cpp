@@ -208,19 +208,20 @@ double SvgPicture::peakTop(double channel) const {
   return top;
 }
 
-/// Labels stand upright over their peaks; where they would overlap, the higher peak keeps its label.
+/// Labels stand upright over their peaks; where they would overlap, the larger peak keeps its label, or the higher one.
 void SvgPicture::peaks() {
   struct Mark {
-    double x, top;
+    double x, top, area;
     std::string label;
   };
   std::vector<Mark> marks;
   for (const Peak& peak : spectrum_.peaks) {
     if (!std::isfinite(peak.channel) || !view_.holds(peak.channel)) continue;
     const double top = y(peakTop(peak.channel));
-    marks.push_back({x(view_.placeOfChannel(peak.channel)), top, cleanText(peak.label)});
+    marks.push_back({x(view_.placeOfChannel(peak.channel)), top, peak.area, cleanText(peak.label)});
   }
-  std::sort(marks.begin(), marks.end(), [](const Mark& a, const Mark& b) { return a.top < b.top; });
+  std::sort(marks.begin(), marks.end(),
+            [](const Mark& a, const Mark& b) { return a.area != b.area ? a.area > b.area : a.top < b.top; });
   std::string path;
   std::vector<double> taken;
   for (const Mark& mark : marks) {

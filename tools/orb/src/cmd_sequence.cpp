@@ -1,6 +1,7 @@
 // orb sequence: the steps of an analysis, edited.
 #include <limits>
 #include <memory>
+#include <sstream>
 
 #include "atomic_file.h"
 #include "comdefs.h"
@@ -8,6 +9,7 @@
 #include "engine_set.h"
 #include "failure.h"
 #include "json_output.h"
+#include "parameter_name.h"
 #include "sequence_file.h"
 #include "terminal_text.h"
 
@@ -83,7 +85,25 @@ void tellUnknownEngine(const std::string& name, Console& console) {
   }
 }
 
+/// What the engine would refuse when it runs. @throws Failure naming the option
+void requireOptions(const std::string& options) {
+  std::istringstream pairs(options);
+  for (std::string pair; pairs >> pair;) {
+    const std::size_t sign = pair.find('=');
+    const std::string subject = "option '" + escapeLine(pair) + "'";
+    if (sign == std::string::npos) throw Failure(subject, "is not NAME=VALUE");
+    const AioParamInfo_T parameter = findParameter(pair.substr(0, sign), subject);
+    if (parameter.ulCode >> 16 != ORB_CLS_PROC) throw Failure(subject, "is no processing setting");
+    const bool is_text = parameter.lReturnType == AIO_T_TEXT || parameter.lReturnType == AIO_T_NAME;
+    std::istringstream text(pair.substr(sign + 1));
+    text.imbue(std::locale::classic());
+    double number = 0;
+    if (!is_text && (!(text >> number) || !text.eof())) throw Failure(subject, "has no number for its value");
+  }
+}
+
 int add(const Options& options, Console& console) {
+  requireOptions(options.step.options);
   tellUnknownEngine(options.step.engine, console);
   FileAccess file;
   openForWriting(file, options.file);

@@ -31,6 +31,7 @@ constexpr std::uint32_t kShapeTime = 0x20000064;
 constexpr std::uint32_t kFwhmScatter = 0x20000076;  ///< [%]
 constexpr std::uint32_t kPeakEnergy = 0x20060007;
 constexpr std::uint32_t kPeakCentroid = 0x2006000A;
+constexpr std::uint32_t kPeakArea = 0x2006000C;
 constexpr std::uint32_t kPeakNuclide = 0x20060057;
 constexpr std::uint32_t kShapeEngine = 0x201300F0;
 constexpr std::uint32_t kShapeSettings = 0x201300F3;

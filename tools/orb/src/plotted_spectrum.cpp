@@ -40,7 +40,9 @@ void markPeaks(const FileAccess& file, const std::vector<AioBlockInfo_T>& blocks
       const auto centroid = findValue(file, kPeakCentroid, number);
       if (!centroid) continue;
       const bool has_energy = !spectrum.energy_coefficients.empty();
-      spectrum.peaks.push_back({static_cast<double>(*centroid), peakLabel(file, number, has_energy)});
+      const auto area = findValue(file, kPeakArea, number);
+      spectrum.peaks.push_back(
+          {static_cast<double>(*centroid), peakLabel(file, number, has_energy), area ? area->toDouble() : 0});
     }
   }
 }
