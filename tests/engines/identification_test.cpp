@@ -166,6 +166,15 @@ TEST(IdentificationTest, AParentHasTheStrengthOfItsDaughters) {
   EXPECT_EQ(identify(peaks, {rival, parent, daughter}, {}).size(), 2u);
 }
 
+TEST(IdentificationTest, ALineThatTheBackgroundMoreThanExplainsSpeaksAgainst) {
+  IdentificationSettings settings;
+  for (const bool are_blends : {false, true}) {
+    settings.are_blends = are_blends;
+    EXPECT_THAT(identify({peak(1173.2, 900), {1332.5, -100, 30}}, {kPair}, settings), ::testing::IsEmpty())
+        << are_blends;
+  }
+}
+
 TEST(PeakNamingTest, EveryPeakIsCalledAfterWhatMadeIt) {
   const auto at = [](double energy, double area) { return PeakToName{energy, area, 2, 1}; };
   const std::vector<PeakToName> peaks = {at(1173.2, 10000), at(1332.5, 9000), at(2505.7, 40),  at(1460.8, 5000),
