@@ -8,7 +8,6 @@
 #include "kernel/compton_edge.h"
 #include "kernel/peak_search.h"
 #include "kernel/peak_shape.h"
-#include "kernel/second_difference.h"
 #include "peak_table.h"
 #include "region_lines.h"
 
@@ -115,6 +114,7 @@ class SpectrumFit {
     constexpr double kAbove_fwhm = 1;
     const double energy = calibration_.energy(line.position);
     const double keV_per_fwhm = widthAt(line.position) * calibration_.slope(line.position);
+    if (!(line.significance > 0) || !(keV_per_fwhm > 0)) return false;
     return std::any_of(located_.begin(), located_.end(), [&](const LocatedLine& strong) {
       if (strong.significance < kMuchStronger * line.significance) return false;
       const double below = (comptonEdge(calibration_.energy(strong.position)) - energy) / keV_per_fwhm;
@@ -125,17 +125,16 @@ class SpectrumFit {
 
   bool standsOut(const LocatedLine& line, double edge) const {
     constexpr double kReach_fwhm = 6;
-    EdgeRegion region;
-    region.edge = edge - 1;
-    region.fwhm = widthAt(line.position);
-    region.first = std::max(0, static_cast<int>(region.edge - kReach_fwhm * region.fwhm));
-    region.last =
-        std::min(static_cast<int>(counts_.size()) - 1, static_cast<int>(region.edge + kReach_fwhm * region.fwhm));
+    constexpr double kClearer = 3;  // lines that are no part of an edge
+    const double fwhm = widthAt(line.position);
+    const int first = std::max(1, static_cast<int>(edge - kReach_fwhm * fwhm));
+    const int last = std::min(static_cast<int>(counts_.size()), static_cast<int>(edge + kReach_fwhm * fwhm));
+    if (first >= last) return true;
     std::vector<double> others;
     for (const LocatedLine& other : located_)
-      if (other.significance > 3 * line.significance) others.push_back(other.position - 1);
-    const auto smooth = smoothedCounts(counts_, static_cast<int>(region.fwhm) | 1);
-    return significanceBesideEdge(counts_, smooth, line.position - 1, region, others) >= keep_significance_;
+      if (other.significance > kClearer * line.significance) others.push_back(other.position - first);
+    const std::vector<double> counts(counts_.begin() + first - 1, counts_.begin() + last);
+    return significanceBesideEdge(counts, fwhm, line.position - first, edge - first, others) >= keep_significance_;
   }
 
   double widthAt(double position) const {

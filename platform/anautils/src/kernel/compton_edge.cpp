@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "kernel/peak_shape.h"
+#include "kernel/second_difference.h"
 
 namespace anautils {
 
@@ -21,9 +22,9 @@ constexpr int kLeastChannels = 2 * kTerms;
 using Row = Eigen::Matrix<double, 1, kTerms>;
 
 /// Values of the terms at an element: the line first, then the continuum.
-Row termsAt(double element, double position, const EdgeRegion& region) {
-  const double from_edge = (element - region.edge) / region.fwhm;
-  const double from_line = (element - position) / region.fwhm * kFwhmPerSigma;
+Row termsAt(double element, double fwhm, double position, double edge) {
+  const double from_edge = (element - edge) / fwhm;
+  const double from_line = (element - position) / fwhm * kFwhmPerSigma;
   const double sharp = 0.5 * std::erfc(from_edge / kSharp_fwhm);
   const double blurred = 0.5 * std::erfc(from_edge / kBlurred_fwhm);
   Row row;
@@ -37,18 +38,19 @@ double comptonEdge(double energy) {
   return energy / (1 + kElectronMass_keV / (2 * energy));
 }
 
-double significanceBesideEdge(const std::vector<double>& counts, const std::vector<double>& smooth, double position,
-                              const EdgeRegion& region, const std::vector<double>& leave_out) {
+double significanceBesideEdge(const std::vector<double>& counts, double fwhm, double position, double edge,
+                              const std::vector<double>& leave_out) {
+  const std::vector<double> variances = smoothedCounts(counts, static_cast<int>(fwhm) | 1);
   Eigen::Matrix<double, kTerms, kTerms> information = Eigen::Matrix<double, kTerms, kTerms>::Zero();
   Eigen::Matrix<double, kTerms, 1> right = Eigen::Matrix<double, kTerms, 1>::Zero();
   int n = 0;
-  for (int i = region.first; i <= region.last; ++i) {
-    const auto is_of_other = [&](double other) { return std::abs(i - other) < kLineReach_fwhm * region.fwhm; };
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    const auto element = static_cast<double>(i);
+    const auto is_of_other = [&](double other) { return std::abs(element - other) < kLineReach_fwhm * fwhm; };
     if (std::any_of(leave_out.begin(), leave_out.end(), is_of_other)) continue;
-    const Row row = termsAt(i, position, region);
-    const double weight = 1 / smooth[static_cast<std::size_t>(i)];
-    information += weight * row.transpose() * row;
-    right += weight * counts[static_cast<std::size_t>(i)] * row.transpose();
+    const Row row = termsAt(element, fwhm, position, edge);
+    information += row.transpose() * row / variances[i];
+    right += counts[i] / variances[i] * row.transpose();
     ++n;
   }
   const Eigen::FullPivLU<Eigen::Matrix<double, kTerms, kTerms>> lu(information);
