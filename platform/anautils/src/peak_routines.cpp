@@ -124,7 +124,7 @@ class SpectrumFit {
   }
 
   bool standsOut(const LocatedLine& line, double edge) const {
-    constexpr double kReach_fwhm = 6;
+    constexpr double kReach_fwhm = 4;
     constexpr double kClearer = 3;  // lines that are no part of an edge
     const double fwhm = widthAt(line.position);
     const int first = std::max(1, static_cast<int>(edge - kReach_fwhm * fwhm));
