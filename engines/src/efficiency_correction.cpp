@@ -16,12 +16,12 @@ struct Background {
   double live_s = 0;
 };
 
-/// Nothing when the settings name no background or want gross areas.
 bool isTime(double seconds) {
   return std::isfinite(seconds) && seconds > 0;
 }
 
-/// Throws Failure(ENG_BADSETTING) when one of the two live times, which scale it, is not usable.
+/// Nothing when the settings name no background or want gross areas. Throws Failure(ENG_BADSETTING) when one of the two
+/// live times, which scale it, is not usable.
 std::optional<Background> readBackground(const File& file) {
   const std::string path = file.text(ORB_T_BKGFILE);
   if (path.empty() || file.text(ORB_T_AREAKIND) == "Gross") return std::nullopt;

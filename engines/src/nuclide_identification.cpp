@@ -332,9 +332,8 @@ class Identification {
       const bool is_unidentified = names[p].name.empty();
       file_.set(ORB_B_PKUNIDENT, is_unidentified ? 1 : 0, peaks_[p].record);
       file_.setText(ORB_T_PKNUCLIDE, names[p].name, peaks_[p].record);
-      if (names[p].energy > 0 ||
-          file_.find(ORB_D_PKLIBENERGY, peaks_[p].record))  // that of a former identification goes
-        file_.set(ORB_D_PKLIBENERGY, names[p].energy, peaks_[p].record);
+      const bool has_former = file_.find(ORB_D_PKLIBENERGY, peaks_[p].record).has_value();
+      if (names[p].energy > 0 || has_former) file_.set(ORB_D_PKLIBENERGY, names[p].energy, peaks_[p].record);
       n_unidentified += is_unidentified ? 1 : 0;
     }
     file_.set(ORB_L_PKNUNIDENT, n_unidentified);

@@ -115,31 +115,29 @@ double Explanation::meanDeviation(const Hypothesis& h) const {
 
 double Explanation::foundShare(Hypothesis& h) const {
   const auto& lines = linesOf(h);
-  double found = 0;
-  double expected = 0;
   for (std::size_t i = 0; i < lines.size(); ++i) {
-    const CandidateLine& line = lines[i];
-    const bool is_found = h.lines[i].peak >= 0;
-    const bool may_be_missed = line.role == LineRole::kCompanion;
-    h.lines[i].is_expected =
-        is_found || (!may_be_missed && h.strength * line.sensitivity > kExpectedAbove * line.limit);
-    if (!isEvidence(line) || explainMostOf(h, h.lines[i])) continue;
-    if (h.lines[i].is_expected) expected += line.sensitivity;
-    if (is_found) found += line.sensitivity;
+    const bool may_be_missed = lines[i].role == LineRole::kCompanion;
+    const bool is_strong = h.strength * lines[i].sensitivity > kExpectedAbove * lines[i].limit;
+    h.lines[i].is_expected = h.lines[i].peak >= 0 || (!may_be_missed && is_strong);
   }
-  return expected > 0 ? found / expected : 0;
+  return foundOf(h, [](const CandidateLine&, const MatchedLine& match) { return match.is_expected; });
 }
 
 double Explanation::emissionShare(const Hypothesis& h) const {
+  return foundOf(h, [](const CandidateLine& line, const MatchedLine&) { return std::isfinite(line.limit); });
+}
+
+/// Found part of the lines that count, and of all that were found. Lines that say nothing take no part.
+template <typename Counts>
+double Explanation::foundOf(const Hypothesis& h, const Counts& counts) const {
   const auto& lines = linesOf(h);
   double found = 0;
   double all = 0;
   for (std::size_t i = 0; i < lines.size(); ++i) {
-    const CandidateLine& line = lines[i];
+    if (!isEvidence(lines[i]) || explainMostOf(h, h.lines[i])) continue;
     const bool is_found = h.lines[i].peak >= 0;
-    if (!isEvidence(line) || !(is_found || std::isfinite(line.limit)) || explainMostOf(h, h.lines[i])) continue;
-    all += line.sensitivity;
-    if (is_found) found += line.sensitivity;
+    if (is_found || counts(lines[i], h.lines[i])) all += lines[i].sensitivity;
+    if (is_found) found += lines[i].sensitivity;
   }
   return all > 0 ? found / all : 0;
 }

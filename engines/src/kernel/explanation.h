@@ -68,6 +68,8 @@ class Explanation {
   const std::vector<CandidateLine>& linesOf(const Hypothesis& h) const {
     return candidates_[static_cast<std::size_t>(h.candidate)].lines;
   }
+  template <typename Counts>
+  double foundOf(const Hypothesis& h, const Counts& counts) const;
   bool isExplained(std::size_t peak) const;
   bool explainMostOf(const Hypothesis& h, const MatchedLine& line) const;
   double deviation(std::size_t peak, double more) const;

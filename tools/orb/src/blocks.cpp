@@ -81,6 +81,10 @@ bool looksLikeDataFile(const std::string& path) {
          std::string_view(start, sizeof start) == kDatabase;
 }
 
+bool hasBlock(const std::vector<AioBlockInfo_T>& blocks, std::uint16_t cls) {
+  return std::any_of(blocks.begin(), blocks.end(), [cls](const AioBlockInfo_T& block) { return block.usClass == cls; });
+}
+
 const AioBlockInfo_T* findSpectralBlock(const std::vector<AioBlockInfo_T>& blocks) {
   const auto found =
       std::find_if(blocks.begin(), blocks.end(), [](const auto& b) { return b.usClass == ORB_CLS_SPECTRUM; });

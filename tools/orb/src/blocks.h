@@ -16,6 +16,7 @@ std::vector<AioValueInfo_T> listValues(const FileAccess& file, std::uint16_t cls
 /// Spectra that were written, by group and row; none without a spectral block.
 std::vector<AioSpectrumInfo_T> listSpectra(const FileAccess& file);
 
+bool hasBlock(const std::vector<AioBlockInfo_T>& blocks, std::uint16_t cls);
 /// "Peak results"; "class without a name" for one that the service has no word for.
 std::string classWords(std::uint16_t cls);
 /// A class as people write it: "0x2006", "8198".

@@ -88,8 +88,7 @@ void noteDoubts(FileAccess& file, const CalibrationTable& table, const std::opti
                 bool is_found, const Note& note) {
   noteEnergies(file, table, former, is_found, note);
   if (!table.efficiency.empty()) noteEfficiency(file, table, note);
-  const auto blocks = listBlocks(file);
-  if (std::any_of(blocks.begin(), blocks.end(), [](const auto& b) { return b.usClass == ORB_CLS_NUCRESULTS; }))
+  if (hasBlock(listBlocks(file), ORB_CLS_NUCRESULTS))
     note("the peaks and nuclides in the file are those of the former calibrations; orb analyze makes them anew");
 }
 

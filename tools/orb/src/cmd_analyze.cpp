@@ -32,8 +32,7 @@ struct Options {
   bool json = false;
 };
 
-void print(const FileAccess& file, const Options& options, Console& console) {
-  const auto peaks = readPeaks(file);
+void print(const FileAccess& file, const std::vector<PeakRow>& peaks, const Options& options, Console& console) {
   const NuclideResults nuclides = readNuclides(file);
   if (options.json) {
     Json json = peaksJson(peaks);
@@ -65,13 +64,13 @@ double medianOf(std::vector<double> values) {
 }
 
 /// Strong lines of identified nuclides that lie on one side of where they belong show that the energy equation is off.
-void tellEnergies(const FileAccess& file, const Note& note) {
+void tellEnergies(const std::vector<PeakRow>& peaks, const Note& note) {
   constexpr double kStrong = 20;  // significance
   constexpr std::size_t kLeastLines = 3;
   constexpr double kOff_fwhm = 0.15;
   std::vector<double> distances;
   std::vector<double> in_fwhm;
-  for (const PeakRow& peak : readPeaks(file)) {
+  for (const PeakRow& peak : peaks) {
     if (peak.significance < kStrong || !peak.energy_keV || !peak.fwhm_keV || !(peak.library_keV > 0)) continue;
     distances.push_back(*peak.energy_keV - peak.library_keV);
     in_fwhm.push_back(distances.back() / *peak.fwhm_keV);
@@ -146,12 +145,13 @@ int run(Options options, Console& console) {
   analyse(options.request, file, target.path(), target.shownName(options), note);
   flushDraft(file, target.shownName(options));
   tellAdjustments(file, note);
-  tellEnergies(file, note);
+  const auto peaks = readPeaks(file);
+  tellEnergies(peaks, note);
   if (!options.report.empty()) {
     const std::string shown_name = options.out.empty() ? options.request.input : options.out;
     writeReport(target.path(), options.report, options.force, shown_name, note);
   }
-  print(file, options, console);
+  print(file, peaks, options, console);
   require(file.close(com::norvale::orb::NOFLUSH), target.shownName(options), "cannot close");
   target.publish();
   return kDone;

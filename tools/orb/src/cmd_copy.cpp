@@ -86,9 +86,8 @@ void noteMissingTables(const FileAccess& source, lib::CopyCalibrationOptions kin
   const auto blocks = listBlocks(source);
   for (const Kind& kind : kKinds) {
     if ((kinds & kind.option) == 0 || kind.cls == 0) continue;
-    const bool found =
-        std::any_of(blocks.begin(), blocks.end(), [&](const auto& block) { return block.usClass == kind.cls; });
-    if (!found) console.note(source.name() + ": has no block " + hex(kind.cls, 4) + " " + classWords(kind.cls));
+    if (!hasBlock(blocks, kind.cls))
+      console.note(source.name() + ": has no block " + hex(kind.cls, 4) + " " + classWords(kind.cls));
   }
 }
 
