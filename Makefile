@@ -1,5 +1,5 @@
 # The front door. Everything here only calls the presets of CMakePresets.json and the scripts beside it.
-.PHONY: demo test bench accuracy soak asan tsan fuzz test-armv7 format install clean
+.PHONY: demo test bench accuracy reliability soak asan tsan fuzz test-armv7 format install clean
 
 JOBS ?= 2
 
@@ -25,6 +25,13 @@ accuracy:
 	cmake --preset release -DORB_BUILD_TESTS=OFF -DORB_BUILD_BENCH=OFF -DORB_BUILD_ACCURACY=ON
 	cmake --build --preset release -j $(JOBS) --target orb_accuracy
 	scripts/accuracy.sh build/release
+
+# What the storage, the tool and their surroundings stand: writes docs/reliability.md. Fails when a fault is found.
+#   make reliability PARTS=kills          one part, the page stays
+#   ORB_RELIABILITY=long make reliability a night
+reliability: build/test/build.ninja
+	cmake --build --preset test -j $(JOBS) --target reliability
+	scripts/reliability.py $(addprefix --part ,$(PARTS)) build/test
 
 # The random tests with more seeds: make soak ORB_SOAK_SEEDS=1000
 soak: export ORB_SOAK_SEEDS ?= 200
