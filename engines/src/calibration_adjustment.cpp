@@ -190,15 +190,15 @@ void adjustEnergies(File& file, const std::vector<FreeLine>& lines) {
 using namespace orbengine;
 
 ORB_ENGINE RunCalibrationAdjustment(void* handle, USHORT step, void*, void*) {
-  return run(handle, step,
-             {ORB_CLS_ACQUISITION, ORB_CLS_PROC, ORB_CLS_CALRESULTS, ORB_CLS_SHAPECALRES, ORB_CLS_PEAKS,
-              ORB_CLS_NUCRESULTS, ORB_CLS_LIMITS},
-             [](File& file) {
-               std::vector<FreeLine> lines;
-               for (int pass = 0; pass < kPasses; ++pass) {
-                 lines = fitFreely(file);
-                 if (!adjustWidths(file, lines)) break;
-               }
-               adjustEnergies(file, lines);
-             });
+  return runOnWholeSpectrum(handle, step,
+                            {ORB_CLS_ACQUISITION, ORB_CLS_PROC, ORB_CLS_CALRESULTS, ORB_CLS_SHAPECALRES, ORB_CLS_PEAKS,
+                             ORB_CLS_NUCRESULTS, ORB_CLS_LIMITS},
+                            [](File& file) {
+                              std::vector<FreeLine> lines;
+                              for (int pass = 0; pass < kPasses; ++pass) {
+                                lines = fitFreely(file);
+                                if (!adjustWidths(file, lines)) break;
+                              }
+                              adjustEnergies(file, lines);
+                            });
 }

@@ -5,7 +5,7 @@
 using namespace orbengine;
 
 ORB_ENGINE RunPeakLocation(void* handle, USHORT step, void*, void*) {
-  return run(handle, step, {ORB_CLS_PEAKS, ORB_CLS_NUCRESULTS, ORB_CLS_LIMITS}, [](File& file) {
+  return runOnWholeSpectrum(handle, step, {ORB_CLS_PEAKS, ORB_CLS_NUCRESULTS, ORB_CLS_LIMITS}, [](File& file) {
     check(AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0));
     file.stamp(ORB_CLS_PEAKS, "peak location", ENGINE_VERSION,
                {ORB_F_LOCTHRESH, ORB_D_LOCELOW, ORB_L_LOCFIRST, ORB_L_LOCLAST, ORB_L_LOCTWOFILTERS, ORB_F_LOCCUT,

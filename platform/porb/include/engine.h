@@ -8,6 +8,7 @@
 /// Everything but `run` throws Failure with the status that becomes the engine's result. Nothing keeps a state, so an
 /// engine may work on two files from two threads.
 #pragma once
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <initializer_list>
@@ -189,6 +190,19 @@ class File {
     setText(first_code + 3, inWords(settings));
   }
 
+  /// From here on the table of lines is to cover the whole spectrum: the limits that the look at a single region left
+  /// in the settings hold no longer. Limits that somebody set for the whole spectrum stay.
+  void coverWholeSpectrum() {
+    if (number(ORB_L_PKSCOPE, 0) == 0) return;
+    if (number(ORB_L_ONEREGION, 0) != 0) {
+      const double last = std::max<double>(65535, countChannels());
+      for (const ULONG code : {ORB_L_LOCFIRST, ORB_L_FITFIRST}) set(code, 1);
+      for (const ULONG code : {ORB_L_LOCLAST, ORB_L_FITLAST}) set(code, last);
+      set(ORB_L_ONEREGION, 0);
+    }
+    set(ORB_L_PKSCOPE, 0);
+  }
+
   /// The file's blocks.
   std::vector<AioBlockInfo_T> blocks() const {
     ULONG count = 0;
@@ -260,8 +274,11 @@ class BlockCopy {
     kept_.reset(kept);
   }
 
-  /// Makes the block again what it was, or absent when it was. Without memory for that it stays as it is.
-  void restore() const noexcept { AioRestoreBlock(handle_, kept_.get()); }
+  /// Makes the block again what it was, or absent when it was. Throws Failure when that cannot be done, for want of
+  /// memory; the block stays as it is.
+  void restore() const { check(tryRestore()); }
+  /// The same where another failure is told already. @return the status of the service
+  ULONG tryRestore() const noexcept { return AioRestoreBlock(handle_, kept_.get()); }
 
  private:
   struct Free {
@@ -273,7 +290,8 @@ class BlockCopy {
 };
 
 /// The options of a step (0x2010006F): NAME=VALUE pairs separated by blanks, each a processing setting of class 0x2003
-/// that holds for this step alone. The settings are put into the file and come back to what they were with the object.
+/// that holds for this step alone. The settings are put into the file; takeBack() makes them again what they were, and
+/// so does the end of an object whose step failed.
 class StepOptions {
  public:
   explicit StepOptions(File& file) {
@@ -284,12 +302,16 @@ class StepOptions {
       std::istringstream pairs(options);
       for (std::string pair; pairs >> pair;) apply(file, pair);
     } catch (...) {
-      former_->restore();
+      former_->tryRestore();
       throw;
     }
   }
   ~StepOptions() {
+    if (former_) former_->tryRestore();
+  }
+  void takeBack() {
     if (former_) former_->restore();
+    former_.reset();
   }
   StepOptions(const StepOptions&) = delete;
   StepOptions& operator=(const StepOptions&) = delete;
@@ -330,10 +352,11 @@ LONG run(void* handle, USHORT step, std::initializer_list<USHORT> writes, Body&&
     std::vector<BlockCopy> former;
     for (const USHORT cls : writes) former.emplace_back(handle, cls);
     try {
-      const StepOptions options(file);
+      StepOptions options(file);
       body(file);
+      options.takeBack();
     } catch (...) {
-      for (const BlockCopy& block : former) block.restore();
+      for (const BlockCopy& block : former) block.tryRestore();
       throw;
     }
     return ENG_OK;
@@ -344,6 +367,17 @@ LONG run(void* handle, USHORT step, std::initializer_list<USHORT> writes, Body&&
   } catch (...) {
     return ENG_INTERNAL;
   }
+}
+
+/// As run, for an engine that makes the table of lines anew. It covers the whole spectrum, whatever region somebody
+/// looked at before; options of the step may narrow it.
+template <typename Body>
+LONG runOnWholeSpectrum(void* handle, USHORT step, std::initializer_list<USHORT> writes, Body&& body) noexcept {
+  // Outside of the step's options, which take the settings with them when they end.
+  return run(handle, 0, {ORB_CLS_PROC, ORB_CLS_PEAKS}, [&](File& file) {
+    file.coverWholeSpectrum();
+    check(run(handle, step, writes, body));
+  });
 }
 
 }  // namespace orbengine

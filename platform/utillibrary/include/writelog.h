@@ -22,7 +22,8 @@ using LogSink = std::function<void(const LogLine&)>;
 
 /// Writes one line: "where: message (0xCODE)". Goes to the system log unless the process routes lines
 /// elsewhere. Line breaks and control characters in the texts are written as escapes, so one call is always
-/// one line. A failure to write is not observed, and nothing is thrown.
+/// one line. A failure to write is not observed, and nothing is thrown. Without
+/// memory for the texts the line says so in their place; priority and code arrive all the same.
 /// @param where     reporting function, as "FileAccess::close"
 /// @param priority  SyslogPriority; a value outside 0..7 is taken as err
 /// @param code      result code that the function is about to return

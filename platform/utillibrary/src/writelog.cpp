@@ -12,6 +12,7 @@ namespace com::norvale::application::vyx {
 namespace {
 
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+constexpr const char* kNoMemory = "out of memory";  // short enough for a string that allocates nothing
 
 struct Router {
   std::mutex mutex;
@@ -99,14 +100,21 @@ LogSink replaceRunningSink(std::unique_ptr<LogSink> next) {
   return old;
 }
 
+void deliver(const LogLine& line) {
+  if (inside_sink || !toSink(line)) toSystemLog(line);
+}
+
 }  // namespace
 
 void writelog(const std::string& where, int priority, const std::string& message, unsigned code) noexcept {
+  const int known = priority >= emerg && priority <= debug ? priority : static_cast<int>(err);
   try {
-    const bool known = priority >= emerg && priority <= debug;
-    const LogLine line{where, known ? priority : static_cast<int>(err), message, code};
-    if (inside_sink || !toSink(line)) toSystemLog(line);
-  } catch (...) {  // out of memory: the line is lost, and the caller goes on
+    return deliver({where, known, message, code});
+  } catch (...) {  // out of memory
+  }
+  try {
+    deliver({{}, known, kNoMemory, code});  // that something failed must not get lost with the words for it
+  } catch (...) {
   }
 }
 

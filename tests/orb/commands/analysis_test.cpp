@@ -211,13 +211,23 @@ TEST_F(AnalysisCommandTest, ComptonEdgesAndNoiseMakeNoLines) {
   EXPECT_LE(false_lines, 4) << "0.08 are expected in a spectrum";
 }
 
-TEST_F(AnalysisCommandTest, TheRangeOfOneSearchIsThatOfNoOther) {
+TEST_F(AnalysisCommandTest, ALookAtARegionLeavesItsLinesAndNoSettings) {
   ASSERT_EQ(orb({"simulate", "a.dat", "--nuclides", "Cs-137:500,Co-60:500", "--seed", "3"}).status, 0);
   const auto all = json({"peaks", "a.dat"})["peaks"].size();
-  const std::string first = orb({"get", "a.dat", "ORB_L_LOCFIRST"}).out;
-  EXPECT_LT(json({"peaks", "a.dat", "--range", "600:700keV", "--threshold", "8"})["peaks"].size(), all);
-  EXPECT_EQ(orb({"get", "a.dat", "ORB_L_LOCFIRST"}).out, first);
-  EXPECT_EQ(json({"analyze", "a.dat"})["peaks"].size(), all);
+  const std::vector<std::vector<std::string>> looks = {
+      {"peaks", "b.dat", "--range", "600:700keV", "--threshold", "8"},
+      {"fit", "b.dat", "--start", "100", "--end", "160", "--continuum", "none", "--free-fwhm", "3"},
+      {"fit", "b.dat", "--start", "1780", "--end", "1840", "--free-channels", "4"},
+      {"region", "b.dat", "--channel", "1805"},
+      {"eval", "b.dat", "efficiency", "661.66", "--model", "interpolated"}};
+  for (const auto& look : looks) {
+    ASSERT_EQ(orb({"copy", "a.dat", "b.dat", "--all", "--force"}).status, 0);
+    ASSERT_EQ(orb(look).status, 0) << look[0];
+    for (const char* cls : {"0x2000", "0x2002", "0x2003", "0x2010"})
+      EXPECT_EQ(orb({"dump", "b.dat", "--class", cls}).out, orb({"dump", "a.dat", "--class", cls}).out) << look[0];
+    EXPECT_EQ(json({"analyze", "b.dat"})["peaks"].size(), all) << look[0];
+    EXPECT_NE(orb({"get", "b.dat", "ORB_L_PKSCOPE"}).out, "1\n") << look[0];
+  }
 }
 
 }  // namespace

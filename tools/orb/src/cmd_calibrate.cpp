@@ -10,9 +10,9 @@
 #include "engine.h"
 #include "failure.h"
 #include "json_output.h"
+#include "logged_failure.h"
 #include "source_calibration.h"
 #include "value_text.h"
-#include "writelog.h"
 
 namespace orb::tool {
 
@@ -59,18 +59,9 @@ int termsFor(const Options& options, const CalibrationTable& table) {
 
 /// The file object tells a failure by its line in the log alone.
 lib::ParameterMap fitEquations(FileAccess& file, const CalibrationTable& table, int terms) {
-  std::uint32_t failure = 0;
-  namespace vyx = com::norvale::application::vyx;
-  struct Route {
-    vyx::LogSink former;
-    ~Route() { vyx::routeLog(former); }
-  };
-  lib::ParameterMap results;
-  {
-    const Route route{vyx::routeLog([&](const vyx::LogLine& line) { failure = line.code; })};
-    results = file.energyShapeCalibration(asPoints(table.energy), asPoints(table.fwhm), asPoints(table.tail), terms);
-  }
-  if (failure != 0) throw Failure(file.name(), "cannot fit the equations", failure);
+  const LoggedFailure failure;
+  auto results = file.energyShapeCalibration(asPoints(table.energy), asPoints(table.fwhm), asPoints(table.tail), terms);
+  require(failure.code(), file.name(), "cannot fit the equations");
   return results;
 }
 

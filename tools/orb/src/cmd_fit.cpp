@@ -2,9 +2,10 @@
 #include <memory>
 
 #include "command.h"
+#include "engine.h"
 #include "failure.h"
+#include "logged_failure.h"
 #include "peak_results.h"
-#include "writelog.h"
 
 namespace orb::tool {
 
@@ -34,13 +35,14 @@ int run(const Options& options, Console& console) {
                       : options.widths >= 0 ? lib::VARIABLE_CONTINUUM
                                             : lib::USE_DEFAULT_OPTIONS;
   const double width = options.channels >= 0 ? options.channels : options.widths >= 0 ? options.widths : 0;
-  // A failed routine is told by its line in the log alone.
-  std::uint32_t failure = 0;
-  namespace vyx = com::norvale::application::vyx;
-  const auto former = vyx::routeLog([&](const vyx::LogLine& line) { failure = line.code; });
+  // The region and its continuum are settings of the file for the time of the fit alone.
+  const orbengine::BlockCopy continuum(file.handle(), ORB_CLS_ACQUISITION);
+  const orbengine::BlockCopy settings(file.handle(), ORB_CLS_PROC);
+  const LoggedFailure failure;
   file.quantifyRegion(options.first, options.last, option, typeOf(options), static_cast<float>(width), true);
-  vyx::routeLog(former);
-  if (failure != 0) throw Failure(options.file, "cannot fit the region", failure);
+  require(failure.code(), options.file, "cannot fit the region");
+  continuum.restore();
+  settings.restore();
   const auto peaks = readPeaks(file);
   flushAndClose(file);
   if (options.json) {

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "failure.h"
+#include "logged_failure.h"
 #include "terminal_text.h"
 #include "writelog.h"
 
@@ -49,6 +50,7 @@ void Console::note(std::string_view text) {
 void Console::setVerbose(bool verbose) {
   namespace vyx = com::norvale::application::vyx;
   vyx::routeLog([verbose](const vyx::LogLine& line) {
+    LoggedFailure::notice(line.code);
     if (verbose) std::fprintf(stderr, "orb: log: %s\n", vyx::formatLogLine(line).c_str());
   });
 }

@@ -7,7 +7,9 @@
 #include <exception>
 
 #include "command_line.h"
+#include "engine.h"
 #include "failure.h"
+#include "result_text.h"
 
 namespace {
 
@@ -53,6 +55,9 @@ int main(int argc, char** argv) {
   } catch (const UsageError& error) {
     std::fprintf(stderr, "orb: %s\n", error.what());
     return kWrongUsage;
+  } catch (const orbengine::Failure& failure) {
+    std::fprintf(stderr, "orb: %s\n", codeInWords(static_cast<std::uint32_t>(failure.status())).c_str());
+    return kFailed;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "orb: %s\n", error.what());
     return kFailed;
