@@ -23,12 +23,15 @@ PORB_EXPORT LONG AioIsOpen(const void* handle);
  *  @param handle  out: the handle; set to null on failure
  *  @param access  AIO_READ_ONLY or AIO_READ_WRITE
  *  @param share, flags  must be 0
- *  @return AIO_OK; AIO_BADARG; AIO_NOFILE, AIO_NOTREGULAR, AIO_NOACCESS; AIO_LOCKED (second writer); AIO_BUSY;
- *          AIO_EMPTYFILE, AIO_TRUNCATED, AIO_NOTADATABASE, AIO_FOREIGN, AIO_NEWERFORMAT, AIO_CORRUPT,
+ *  A reader changes nothing on disk; a writer also undoes what a dead writer left half done. A file with several hard
+ *  links is not opened for writing.
+ *  @return AIO_OK; AIO_BADARG; AIO_NOFILE, AIO_NOTREGULAR, AIO_NOACCESS, AIO_BADNAME, AIO_LONGPATH; AIO_LOCKED (second
+ *          writer), AIO_BADLOCKFILE, AIO_HARDLINKED; AIO_BUSY; AIO_BADJOURNAL, AIO_WRITEAHEAD; AIO_EMPTYFILE, AIO_TRUNCATED, AIO_NOTADATABASE, AIO_FOREIGN, AIO_NEWERFORMAT, AIO_CORRUPT,
  *          AIO_BADCONTENT; AIO_IOERROR; AIO_NODICTIONARY, AIO_BADDICTIONARY; AIO_TOOMANYFILES, AIO_NOMEMORY */
 PORB_EXPORT ULONG AioOpen2(void** handle, const char* path, ULONG access, ULONG share, ULONG flags);
 
-/** Creates a data file without blocks and opens it for writing. An existing file is never touched.
+/** Creates a data file without blocks and opens it for writing. An existing file is never touched. The file is there
+ *  whole or not at all, also after power loss.
  *  @param size, reserved1..3  must be 0 and null
  *  @return AIO_OK; AIO_FILEEXISTS; AIO_NOFILE (no such directory); otherwise as AioOpen2 */
 PORB_EXPORT ULONG AioCreate(void** handle, const char* path, ULONG size, void* reserved1, void* reserved2,
@@ -43,14 +46,52 @@ PORB_EXPORT ULONG AioClose2(void* handle, ULONG option);
 
 /** Writes all pending changes in one transaction: after AIO_OK they survive power loss.
  *  @return AIO_OK (also when nothing is pending); AIO_DISKFULL, AIO_IOERROR, AIO_BUSY, AIO_NOACCESS, AIO_CORRUPT;
- * AIO_NOFILE (removed or replaced). After a failure the changes are still pending and the call may be tried again. */
+ *          AIO_NOFILE (removed or replaced), AIO_HARDLINKED (got a second name), AIO_LOCKED (the lock file was removed
+ *          and another writer came), AIO_CHANGED (somebody has written the file: the changes can be copied to another
+ *          file, AioDupFile, and no longer be flushed to this one), AIO_FORKED (a child of the process that opened the
+ *          file). After a failure the changes are still pending and the call may be tried again. */
 PORB_EXPORT ULONG AioFlush(void* handle);
+
+/** A number that changes with every flush of the file, by whomever. It is looked up without reading the content, without
+ *  a lock, and without waiting for a writer, so it may be asked for often. A writer that dies in a flush may change it
+ *  too.
+ *  @param state  out: only worth comparing with what an earlier call answered
+ *  @return AIO_OK; AIO_NOFILE (removed or replaced: open it again); AIO_IOERROR; AIO_FORKED */
+PORB_EXPORT ULONG AioGetState(void* handle, ULONGLONG* state);
+
+/** Brings a reader's image to the last flushed state, all blocks of it: what is read from then on, until the next such
+ *  call, belongs to that one flush and needs no disk. Nothing happens when nothing was flushed since, or for a writer.
+ *  @return AIO_OK; AIO_BUSY; AIO_BADCONTENT and what reading the file may give: the image is as it was */
+PORB_EXPORT ULONG AioFollow(void* handle);
 
 /** Makes the file a draft for the rest of this handle's life: flushes are still whole or not at all, but keep no
  * journal on disk and do not wait for it, so a crash may leave a file that cannot be opened. For a new file under a
  * name that nobody knows: close it, fsync it, give it its name.
  *  @return AIO_OK; AIO_READONLY; AIO_BUSY, AIO_IOERROR */
 PORB_EXPORT ULONG AioMakeDraft(void* handle);
+
+/* ---- A data file put in the place of another --------------------------------------------------------------- */
+
+/** The right to put a file under a name. */
+typedef struct AioReservation AioReservation_T;
+
+/** Takes the writer's right for a name, whether a data file lies there or not: until it is released nobody opens a file
+ *  of that name for writing or creates one. What a dead writer left half done to such a file is undone.
+ *  @param reservation  out: to be released with AioRelease; null on failure
+ *  @return AIO_OK; AIO_BADARG; AIO_LOCKED, AIO_BADLOCKFILE; AIO_BADJOURNAL; what AioOpen2 gives for writing */
+PORB_EXPORT ULONG AioReserve(const char* path, AioReservation_T** reservation);
+
+/** Brings a closed file to disk and gives it the reserved name. It takes over owner, group, mode and access list of the
+ *  file that it replaces. Both lie in one file system.
+ *  @param draft    the path that the file has so far
+ *  @param replace  whether a file that has the name may go
+ *  @return AIO_OK; AIO_BADARG; AIO_NOFILE (no draft); AIO_FILEEXISTS; AIO_NOACCESS, also when the draft cannot be given to
+ *          the owner and group of the file that it would replace; AIO_LOCKED; AIO_BADJOURNAL; AIO_DISKFULL, AIO_IOERROR.
+ *          On anything but AIO_OK the name stands for what it stood for before. */
+PORB_EXPORT ULONG AioPublish(AioReservation_T* reservation, const char* draft, ULONG replace);
+
+/** Gives the right back. Null is no failure. */
+PORB_EXPORT void AioRelease(AioReservation_T* reservation);
 
 /* ---- Blocks, records, entries ------------------------------------------------------------------------------ */
 

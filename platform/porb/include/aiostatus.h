@@ -50,7 +50,15 @@
   X(AIO_BADSPECTRUM, 0x00610132, "there is no such group or row")                                                 \
   X(AIO_BADFORMAT, 0x0061013A, "there is no such spectral format")                                                \
   X(AIO_NOTFOUND, 0x00610142, "no record matches")                                                                \
-  X(AIO_NOMORE, 0x0061014A, "there is no further parameter")
+  X(AIO_NOMORE, 0x0061014A, "there is no further parameter")                                                      \
+  X(AIO_BADNAME, 0x00610152, "a data file cannot have a name that ends in -journal, -wal, -shm, -lock or -new")   \
+  X(AIO_LONGPATH, 0x0061015A, "the path of the file is too long")                                                 \
+  X(AIO_BADJOURNAL, 0x00610162, "beside the file lies a journal that is not its own or does not fit it")          \
+  X(AIO_BADLOCKFILE, 0x0061016A, "what lies in the place of the file's lock is not a lock of this service")       \
+  X(AIO_HARDLINKED, 0x00610172, "the file has more than one name (hard links), so it cannot be written safely")   \
+  X(AIO_CHANGED, 0x0061017A, "somebody else has written the file since it was opened")                            \
+  X(AIO_FORKED, 0x00610182, "the file was opened by the parent process; open it again in this one")               \
+  X(AIO_WRITEAHEAD, 0x0061018A, "another program left the file in write-ahead mode, so part of it may lie elsewhere")
 
 /* The statuses as constants: AIO_OK, AIO_NOVALUE, ... */
 enum AioStatus {

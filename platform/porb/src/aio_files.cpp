@@ -1,5 +1,6 @@
 #include "aioproto.h"
 #include "dictionary_cache.h"
+#include "file_publication.h"
 #include "guard.h"
 
 using namespace porb;
@@ -75,4 +76,45 @@ extern "C" ULONG AioClose2(void* handle, ULONG option) {
     });
     return status;
   });
+}
+
+extern "C" ULONG AioGetState(void* handle, ULONGLONG* state) {
+  return withFile(handle, [&](DataFile& file) -> Status {
+    if (state == nullptr) return AIO_BADARG;
+    *state = file.storage().glance();
+    return AIO_OK;
+  });
+}
+
+extern "C" ULONG AioFollow(void* handle) {
+  return withFile(handle, [](DataFile& file) -> Status {
+    file.follow();
+    return AIO_OK;
+  });
+}
+
+struct AioReservation {
+  Reservation reservation;
+};
+
+extern "C" ULONG AioReserve(const char* path, AioReservation_T** reservation) {
+  if (reservation == nullptr) return AIO_BADARG;
+  *reservation = nullptr;
+  if (path == nullptr || *path == '\0') return AIO_BADARG;
+  return guarded([&]() -> Status {
+    *reservation = new AioReservation{Reservation(path)};
+    return AIO_OK;
+  });
+}
+
+extern "C" ULONG AioPublish(AioReservation_T* reservation, const char* draft, ULONG replace) {
+  if (reservation == nullptr || draft == nullptr) return AIO_BADARG;
+  return guarded([&]() -> Status {
+    reservation->reservation.publish(draft, replace != 0);
+    return AIO_OK;
+  });
+}
+
+extern "C" void AioRelease(AioReservation_T* reservation) {
+  delete reservation;
 }

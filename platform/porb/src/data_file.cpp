@@ -20,7 +20,8 @@ DataFile::DataFile(std::string path, bool writable, const Dictionary& dictionary
 
 DataFile::Snapshot::Snapshot(DataFile& file) : scope_(*file.storage_) {
   // A reader never mixes two flushed states: when the writer has moved on, all of its image follows.
-  if (!file.is_listed_ || (!file.writable_ && file.storage_->state() != file.state_)) file.followWriter();
+  const bool may_move = !file.writable_ && !file.moves_on_request_;
+  if (!file.is_listed_ || (may_move && file.storage_->state() != file.state_)) file.followWriter();
 }
 
 /// Takes over the list of blocks as it was last flushed. What was read before belongs to an older state and
@@ -31,6 +32,18 @@ void DataFile::followWriter() {
   for (const BlockHeader& header : storage_->listBlocks()) fresh.push_back({header, nullptr});
   slots_ = std::move(fresh);
   is_listed_ = true;
+}
+
+void DataFile::follow() {
+  if (writable_) return;
+  const ReadScope scope(*storage_);
+  const std::uint64_t latest = storage_->state();
+  if (latest == state_ && moves_on_request_) return;
+  std::vector<Slot> fresh;
+  for (const BlockHeader& header : storage_->listBlocks()) fresh.push_back({header, storage_->loadBlock(header)});
+  slots_ = std::move(fresh);
+  state_ = latest;
+  moves_on_request_ = true;
 }
 
 DataFile::Slot* DataFile::find(std::uint16_t cls) noexcept {

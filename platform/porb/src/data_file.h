@@ -52,6 +52,10 @@ class DataFile {
   /// Header of a block with its present number of records. @throws Failure
   BlockHeader describe(std::uint16_t cls, std::uint32_t& records);
 
+  /// Takes a reader's image to the latest flushed state, with every block; from then on it moves by this alone.
+  /// @throws Failure, and it is as it was
+  void follow();
+
   /// Writes what has changed. @throws Failure, and all changes are still pending
   void flush();
   Storage& storage() noexcept { return *storage_; }
@@ -76,6 +80,7 @@ class DataFile {
   std::vector<std::uint16_t> removed_;  // classes on disk that are to go
   std::uint64_t state_ = 0;             // flushed state that the slots were read from
   bool is_listed_ = false;              // slots were read at all
+  bool moves_on_request_ = false;       // every block was read, and the image moves by follow() alone
 };
 
 }  // namespace porb

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "comdefs.h"
+#include "data_file_vfs.h"
 
 namespace porb {
 namespace {
@@ -22,6 +23,12 @@ Status statusOfSqlite(int result) noexcept {
       return AIO_NOTREGULAR;
     case SQLITE_IOERR_NOMEM:
       return AIO_NOMEMORY;
+    case kBadJournal:
+      return AIO_BADJOURNAL;
+    case kNoAccessToJournal:
+      return AIO_NOACCESS;
+    case kChangedByOther:
+      return AIO_CHANGED;
     default:
       break;
   }
@@ -127,10 +134,9 @@ std::string_view Statement::bytes(int column) const {
   return {text, static_cast<std::size_t>(n)};
 }
 
-Database::Database(const std::string& path, int flags) {
+Database::Database(const std::string& path, int flags, const char* vfs) {
   sqlite3* database = nullptr;
-  const int result =
-      sqlite3_open_v2(path.c_str(), &database, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+  const int result = sqlite3_open_v2(path.c_str(), &database, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, vfs);
   database_.reset(database);
   if (database == nullptr) throw std::bad_alloc();
   requireSqlite(result);
@@ -145,6 +151,10 @@ Database::Database(const std::string& path, int flags) {
 
 void Database::execute(const char* sql) const {
   requireSqlite(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr));
+}
+
+void Database::abandon() noexcept {
+  database_.release();
 }
 
 void Database::rollback() noexcept {

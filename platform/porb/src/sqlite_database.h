@@ -84,14 +84,18 @@ class ResetScope {
 /// SQLite's back, no functions called from the schema.
 class Database {
  public:
-  /// Does not read the file yet. @param flags  SQLITE_OPEN_...
-  Database(const std::string& path, int flags);
+  /// Does not read the file yet.
+  /// @param flags  SQLITE_OPEN_...
+  /// @param vfs    null for a database in memory
+  Database(const std::string& path, int flags, const char* vfs);
 
   sqlite3* get() const noexcept { return database_.get(); }
   Statement prepare(const char* sql) const { return {database_.get(), sql}; }
   void execute(const char* sql) const;
   /// Undoes an open transaction; nothing happens when there is none.
   void rollback() noexcept;
+  /// Leaves the connection to the process that opened it: ending it here would undo that one's transaction.
+  void abandon() noexcept;
 
  private:
   struct Close {

@@ -1,6 +1,5 @@
 #include "sqlite_schema.h"
 
-#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -75,51 +74,35 @@ constexpr const char* kView =
     "r "
     "ON r.class=v.class AND r.id=v.record";
 
-constexpr std::size_t kHeaderBytes = 100;
-constexpr std::string_view kMagic("SQLite format 3\0", 16);
-constexpr std::size_t kPageSizeAt = 16;
-constexpr std::size_t kChangeCounterAt = 24;
-constexpr std::size_t kPageCountAt = 28;
-constexpr std::size_t kUserVersionAt = 60;
-constexpr std::size_t kApplicationIdAt = 68;
-constexpr std::size_t kCountValidForAt = 92;
-
-/// The first 100 bytes of the file and its size, read through SQLite's own descriptor: opening the file once
-/// more and closing it would drop the locks that this process holds on it.
-class FileHeader {
+/// The first bytes of the file and its size, read through SQLite's own descriptor: opening the file once more and
+/// closing it would drop the locks that this process holds on it.
+class FirstLook {
  public:
-  explicit FileHeader(const Database& database) noexcept {
+  explicit FirstLook(const Database& database) noexcept {
     sqlite3_file* file = nullptr;
     if (sqlite3_file_control(database.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK) return;
     if (file == nullptr || file->pMethods == nullptr) return;
     if (file->pMethods->xFileSize(file, &size_) != SQLITE_OK) return;
-    const int result = file->pMethods->xRead(file, bytes_.data(), static_cast<int>(bytes_.size()), 0);
+    const int result = file->pMethods->xRead(file, header_.bytes.data(), static_cast<int>(header_.bytes.size()), 0);
     is_read_ = result == SQLITE_OK || result == SQLITE_IOERR_SHORT_READ;
   }
 
   bool isRead() const noexcept { return is_read_; }
-  bool hasMagic() const noexcept { return std::memcmp(bytes_.data(), kMagic.data(), kMagic.size()) == 0; }
-  std::int32_t applicationId() const noexcept { return static_cast<std::int32_t>(number(kApplicationIdAt)); }
-  std::int32_t version() const noexcept { return static_cast<std::int32_t>(number(kUserVersionAt)); }
-  bool isTruncated() const noexcept {
-    if (number(kChangeCounterAt) != number(kCountValidForAt)) return false;  // count not kept by the last writer
-    return size_ < static_cast<std::int64_t>(number(kPageCountAt)) * pageSize();
-  }
+  const FileHeader& header() const noexcept { return header_; }
+  bool isTruncated() const noexcept { return size_ < std::int64_t{header_.pages()} * header_.pageBytes(); }
 
  private:
-  std::uint32_t number(std::size_t at) const noexcept {  // big-endian
-    return static_cast<std::uint32_t>(bytes_[at]) << 24 | static_cast<std::uint32_t>(bytes_[at + 1]) << 16 |
-           static_cast<std::uint32_t>(bytes_[at + 2]) << 8 | static_cast<std::uint32_t>(bytes_[at + 3]);
-  }
-  std::int64_t pageSize() const noexcept {
-    const std::int64_t size = bytes_[kPageSizeAt] << 8 | bytes_[kPageSizeAt + 1];
-    return size == 1 ? 65536 : size;
-  }
-
-  std::array<unsigned char, kHeaderBytes> bytes_{};
+  FileHeader header_;
   sqlite3_int64 size_ = 0;
   bool is_read_ = false;
 };
+
+/// What can be said against a file before its tables are read.
+Status judge(const FirstLook& look) noexcept {
+  if (!look.header().hasMagic()) return AIO_NOTADATABASE;
+  if (look.isTruncated()) return AIO_TRUNCATED;
+  return look.header().isWriteAhead() && look.header().isOurs() ? AIO_WRITEAHEAD : AIO_OK;
+}
 
 void verifyTables(const Database& database) {
   Statement query = database.prepare("SELECT sql FROM sqlite_schema WHERE type='table' AND name=?");
@@ -138,25 +121,24 @@ void verifyTables(const Database& database) {
 }  // namespace
 
 void verifyFormat(const Database& database) {
-  const FileHeader header(database);
-  if (!header.isRead()) throw Failure(AIO_IOERROR);
-  if (!header.hasMagic()) throw Failure(AIO_NOTADATABASE);
-  if (header.isTruncated()) throw Failure(AIO_TRUNCATED);
-  if (header.applicationId() != kApplicationId || header.version() < 1) throw Failure(AIO_FOREIGN);
-  if (header.version() > kFormatVersion) throw Failure(AIO_NEWERFORMAT);
+  const FirstLook look(database);
+  if (!look.isRead()) throw Failure(AIO_IOERROR);
+  if (const Status status = judge(look); status != AIO_OK) throw Failure(status);
+  if (!look.header().isOurs() || look.header().version() < 1) throw Failure(AIO_FOREIGN);
+  if (look.header().version() > kFormatVersion) throw Failure(AIO_NEWERFORMAT);
   verifyTables(database);
 }
 
 Status diagnose(const Database& database, Status otherwise) noexcept {
-  const FileHeader header(database);
-  if (!header.isRead()) return otherwise;
-  if (!header.hasMagic()) return AIO_NOTADATABASE;
-  return header.isTruncated() ? Status{AIO_TRUNCATED} : otherwise;
+  const FirstLook look(database);
+  if (!look.isRead()) return otherwise;
+  const Status status = judge(look);
+  return status != AIO_OK ? status : otherwise;
 }
 
 const std::string& emptyFileImage() {
   static const std::string image = [] {
-    const Database memory(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    const Database memory(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     const std::string head = "PRAGMA application_id=" + std::to_string(kApplicationId) +
                              ";PRAGMA user_version=" + std::to_string(kFormatVersion);
     memory.execute(head.c_str());

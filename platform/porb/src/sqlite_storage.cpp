@@ -1,51 +1,45 @@
 #include "sqlite_storage.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 
 #include "content.h"
+#include "data_file_vfs.h"
+#include "errno_status.h"
+#include "file_name.h"
+#include "journal.h"
 #include "sqlite_schema.h"
 #include "sqlite_values.h"
 
 namespace porb {
 namespace {
 
-/// The path without symbolic links, so that two names of one file meet in one lock. A file that does not
-/// exist yet is named by its directory.
-std::string canonicalPath(const std::string& path) {
-  const auto resolve = [](const std::string& name) {
-    const std::unique_ptr<char, void (*)(void*)> real(realpath(name.c_str(), nullptr), std::free);
-    if (!real) throw Failure(statusOfErrno(errno));
-    return std::string(real.get());
-  };
+/// @throws Failure(AIO_NOFILE) when the path names nothing
+struct stat stateOf(const std::string& path) {
   struct stat state {};
-  if (lstat(path.c_str(), &state) == 0) return resolve(path);
-  const auto slash = path.rfind('/');
-  if (slash == std::string::npos) return resolve(".") + "/" + path;
-  return resolve(path.substr(0, slash + 1)) + path.substr(slash);
+  if (stat(path.c_str(), &state) != 0) throw Failure(statusOfErrno(errno));
+  return state;
+}
+
+FileIdentity identityOf(const struct stat& state) noexcept {
+  return {state.st_dev, state.st_ino};
+}
+
+/// Under another of its names the file would have another lock and another journal.
+void requireOneName(const struct stat& state) {
+  if (state.st_nlink > 1) throw Failure(AIO_HARDLINKED);
 }
 
 /// What can be said of a file before SQLite looks at it.
 void requireReadableFile(const std::string& path, bool writable) {
-  struct stat state {};
-  if (stat(path.c_str(), &state) != 0) throw Failure(statusOfErrno(errno));
+  const struct stat state = stateOf(path);
   if (!S_ISREG(state.st_mode)) throw Failure(AIO_NOTREGULAR);
   if (access(path.c_str(), writable ? R_OK | W_OK : R_OK) != 0) throw Failure(statusOfErrno(errno));
   if (state.st_size == 0) throw Failure(AIO_EMPTYFILE);
-}
-
-void writeAll(int descriptor, const std::string& bytes) {
-  for (std::size_t done = 0; done < bytes.size();) {
-    const ssize_t n = write(descriptor, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno != EINTR) throw Failure(statusOfErrno(errno));
-    if (n > 0) done += static_cast<std::size_t>(n);
-  }
+  if (writable) requireOneName(state);
 }
 
 std::uint64_t checksumOfShape(std::uint16_t cls, std::uint32_t size, const SpectralShape& shape) noexcept {
@@ -62,32 +56,6 @@ std::uint64_t hashOfListed(std::uint16_t cls) noexcept {
 
 }  // namespace
 
-/// Made under another name and renamed. The writer's lock keeps other creators away.
-CreatedFile::CreatedFile(std::string path) : path_(std::move(path)) {
-  const std::string& image = emptyFileImage();
-  const std::string draft = path_ + "-new";
-  const int descriptor = open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
-  if (descriptor < 0) throw Failure(statusOfErrno(errno));
-  try {
-    writeAll(descriptor, image);
-  } catch (...) {
-    close(descriptor);
-    unlink(draft.c_str());
-    throw;
-  }
-  close(descriptor);
-  // Not every file system can rename without replacing; the check before it is enough among ourselves.
-  if (renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) return;
-  if ((errno == EINVAL || errno == ENOSYS) && rename(draft.c_str(), path_.c_str()) == 0) return;
-  const int error = errno;
-  unlink(draft.c_str());
-  throw Failure(statusOfErrno(error));
-}
-
-CreatedFile::~CreatedFile() {
-  if (!is_kept_) unlink(path_.c_str());
-}
-
 std::uint64_t checksumOf(const Block& block) {
   const Spectra* spectra = block.spectra();
   if (spectra == nullptr) return checksumOfShape(block.cls(), block.size(), {}) + block.table()->hash();
@@ -98,30 +66,38 @@ std::uint64_t checksumOf(const Block& block) {
 }
 
 std::unique_ptr<Storage> openSqliteStorage(const std::string& path, bool writable) {
-  requireReadableFile(path, writable);
-  if (!writable) return std::make_unique<SqliteStorage>(path, nullptr, nullptr);
-  std::string real = canonicalPath(path);
-  auto lock = std::make_unique<WriterLock>(real);
-  return std::make_unique<SqliteStorage>(std::move(real), std::move(lock), nullptr);
+  std::string name = fileNameOf(path);
+  requireReadableFile(name, writable);
+  auto lock = writable ? std::make_unique<WriterLock>(name) : nullptr;
+  return std::make_unique<SqliteStorage>(std::move(name), std::move(lock), nullptr);
 }
 
 std::unique_ptr<Storage> createSqliteStorage(const std::string& path) {
   struct stat state {};
   if (lstat(path.c_str(), &state) == 0) throw Failure(AIO_FILEEXISTS);
-  std::string real = canonicalPath(path);
-  auto lock = std::make_unique<WriterLock>(real);
+  std::string name = fileNameOf(path);
+  auto lock = std::make_unique<WriterLock>(name);
   if (lstat(path.c_str(), &state) == 0) throw Failure(AIO_FILEEXISTS);
-  auto created = std::make_unique<CreatedFile>(real);
-  return std::make_unique<SqliteStorage>(std::move(real), std::move(lock), std::move(created));
+  if (JournalFile(name + "-journal").isThere()) throw Failure(AIO_BADJOURNAL);  // it would be taken for ours
+  auto created = std::make_unique<NewFile>(name);
+  lock->dataFileIsThere();
+  return std::make_unique<SqliteStorage>(std::move(name), std::move(lock), std::move(created));
 }
 
-// A reader opens for writing too where the system lets it: only so can it complete a transaction that a dead
-// writer left half done. It never writes otherwise.
-SqliteStorage::SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock, std::unique_ptr<CreatedFile> created)
+std::unique_ptr<WriterLock> recover(const std::string& path, std::unique_ptr<WriterLock> lock) {
+  requireReadableFile(path, true);
+  SqliteStorage file(path, std::move(lock), nullptr);  // opening for writing does it
+  return file.giveUpLock();
+}
+
+SqliteStorage::SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock, std::unique_ptr<NewFile> created)
     : path_(std::move(path)),
+      process_(getpid()),
       lock_(std::move(lock)),
       created_(std::move(created)),
-      database_(path_, SQLITE_OPEN_READWRITE) {
+      database_(path_, lock_ ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY,
+                lock_ ? vfsForWriting() : vfsForReading()) {
+  identity_ = identityOf(stateOf(path_));
   if (lock_ && sqlite3_db_readonly(database_.get(), "main") == 1) throw Failure(AIO_NOACCESS);
   try {
     openForReading();
@@ -131,7 +107,36 @@ SqliteStorage::SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock,
     throw Failure(unreadable ? diagnose(database_, status) : status);
   }
   // After a flush has returned the journal's removal is on disk too, so power loss cannot undo the flush.
-  if (lock_) database_.execute("PRAGMA synchronous=EXTRA;PRAGMA journal_mode=DELETE");
+  if (lock_) database_.execute("PRAGMA synchronous=EXTRA;PRAGMA journal_mode=DELETE;PRAGMA temp_store=MEMORY");
+}
+
+SqliteStorage::~SqliteStorage() {
+  if (getpid() != process_) database_.abandon();
+}
+
+/// A child process has copies of our descriptors, but not our locks.
+void SqliteStorage::requireOwnProcess() const {
+  if (getpid() != process_) throw Failure(AIO_FORKED);
+}
+
+/// Inside the write transaction: nobody else can write the file that our path names, or has written it. That its
+/// content is the one that we know is proved with the lock of the transaction (data_file_vfs.h).
+void SqliteStorage::requireSoleWriter() {
+  lock_->requireHeld();
+  const struct stat state = stateOf(path_);
+  if (identityOf(state) != identity_) throw Failure(AIO_NOFILE);
+  requireOneName(state);
+}
+
+std::uint64_t SqliteStorage::glance() {
+  requireOwnProcess();
+  const struct stat state = stateOf(path_);
+  if (identityOf(state) != identity_) throw Failure(AIO_NOFILE);
+  std::uint32_t counter = 0;
+  requireSqlite(readChangeCounter(database_.get(), counter));
+  // A flush that was never ended leaves a counter which the next one uses again, at another time.
+  const auto time = static_cast<std::uint64_t>(state.st_mtim.tv_sec) * 1000000000u;
+  return mixHash(mixHash(6, counter), time + static_cast<std::uint64_t>(state.st_mtim.tv_nsec));
 }
 
 void SqliteStorage::makeDraft() {
@@ -150,6 +155,7 @@ Statement& SqliteStorage::prepared(Statement& statement, const char* sql) {
 }
 
 void SqliteStorage::beginRead() {
+  requireOwnProcess();
   if (read_depth_ == 0) {
     database_.rollback();  // in case that one could not be done
     prepared(begin_read_, "BEGIN").run();
@@ -176,9 +182,8 @@ std::uint64_t SqliteStorage::state() {
 }
 
 void SqliteStorage::remove() {
-  int moved = 0;
-  requireSqlite(sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved));
-  if (moved != 0) throw Failure(AIO_NOFILE);  // another file may have come in its place
+  requireOwnProcess();
+  if (identityOf(stateOf(path_)) != identity_) throw Failure(AIO_NOFILE);  // another file may have come in its place
   if (unlink(path_.c_str()) != 0) throw Failure(statusOfErrno(errno));
 }
 
@@ -309,9 +314,11 @@ Spectra SqliteStorage::loadSpectra(const BlockHeader& header) {
 // ---- Writing ----------------------------------------------------------------------------------------------
 
 void SqliteStorage::commit(const ChangeSet& changes, const Dictionary& dictionary) {
+  requireOwnProcess();
   try {
     database_.rollback();
     prepared(begin_write_, "BEGIN IMMEDIATE").run();
+    requireSoleWriter();
     for (const std::uint16_t cls : changes.removed) deleteClass(cls);
     for (const Block* block : changes.changed) writeBlock(*block, dictionary);
     writeList();

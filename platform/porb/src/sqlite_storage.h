@@ -1,27 +1,22 @@
 #pragma once
+#include <sys/types.h>
+
 #include <memory>
 #include <set>
 #include <string>
 
+#include "new_file.h"
 #include "sqlite_database.h"
 #include "storage.h"
 #include "writer_lock.h"
 
 namespace porb {
 
-/// An empty data file put at a path, whole or not at all. It is removed again unless it is kept.
-class CreatedFile {
- public:
-  /// @throws Failure(AIO_FILEEXISTS) and what writing a file may give
-  explicit CreatedFile(std::string path);
-  ~CreatedFile();
-  CreatedFile(const CreatedFile&) = delete;
-  CreatedFile& operator=(const CreatedFile&) = delete;
-  void keep() noexcept { is_kept_ = true; }
-
- private:
-  std::string path_;
-  bool is_kept_ = false;
+/// Which file a path names.
+struct FileIdentity {
+  dev_t device = 0;
+  ino_t inode = 0;
+  bool operator==(const FileIdentity&) const = default;
 };
 
 /// A data file as a SQLite database on a local disk.
@@ -29,9 +24,11 @@ class SqliteStorage final : public Storage {
  public:
   /// @param lock     null for a reader
   /// @param created  set when the file was just made
-  SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock, std::unique_ptr<CreatedFile> created);
+  SqliteStorage(std::string path, std::unique_ptr<WriterLock> lock, std::unique_ptr<NewFile> created);
+  ~SqliteStorage() override;
 
   std::uint64_t state() override;
+  std::uint64_t glance() override;
   std::vector<BlockHeader> listBlocks() override;
   std::unique_ptr<Block> loadBlock(const BlockHeader& header) override;
   std::uint32_t countRecords(std::uint16_t cls) override;
@@ -45,8 +42,12 @@ class SqliteStorage final : public Storage {
   void beginRead() override;
   void endRead() noexcept override;
 
+  std::unique_ptr<WriterLock> giveUpLock() noexcept { return std::move(lock_); }
+
  private:
   void openForReading();
+  void requireOwnProcess() const;
+  void requireSoleWriter();
   Table loadTable(const BlockHeader& header);
   void loadRecords(const BlockHeader& header, Table& table, std::vector<std::uint32_t>& ids,
                    std::vector<std::uint32_t>& entries);
@@ -67,9 +68,11 @@ class SqliteStorage final : public Storage {
   Statement& prepared(Statement& statement, const char* sql);
 
   std::string path_;
+  FileIdentity identity_;  // of the file that was opened
+  pid_t process_;          // that opened it
   // In the order in which they must outlive each other.
   std::unique_ptr<WriterLock> lock_;
-  std::unique_ptr<CreatedFile> created_;
+  std::unique_ptr<NewFile> created_;
   Database database_;
   int read_depth_ = 0;
   bool names_known_ = false;
@@ -81,6 +84,9 @@ class SqliteStorage final : public Storage {
   Statement put_block_, put_record_, put_value_, put_spectrum_, put_name_;
   Statement drop_block_, drop_records_, drop_values_, drop_spectra_, drop_record_, drop_record_values_;
 };
+
+/// Undoes what a dead writer left half done to a file. @return the lock
+std::unique_ptr<WriterLock> recover(const std::string& path, std::unique_ptr<WriterLock> lock);
 
 /// Checksum over a block: its row, its records and values, or its spectra.
 std::uint64_t checksumOf(const Block& block);

@@ -37,6 +37,8 @@ class Storage {
   /// Names the flushed state that the next listBlocks or loadBlock will see: two equal answers mean that
   /// nothing was written between them by anybody else.
   virtual std::uint64_t state() = 0;
+  /// A number that changes with every flush, by whomever, without reading the file or waiting for anybody.
+  virtual std::uint64_t glance() = 0;
   virtual std::vector<BlockHeader> listBlocks() = 0;
   /// Reads a whole block and proves it against its checksum: AIO_BADCONTENT when they differ.
   virtual std::unique_ptr<Block> loadBlock(const BlockHeader& header) = 0;

@@ -7,69 +7,81 @@
 
 #include <cerrno>
 
+#include "errno_status.h"
 #include "status.h"
 
 namespace porb {
 namespace {
 
-/// The file may have been removed by the writer before us between our open and our lock.
-bool isStillThere(int descriptor, const std::string& path) {
-  struct stat opened {};
-  struct stat named {};
-  return fstat(descriptor, &opened) == 0 && stat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
-         opened.st_ino == named.st_ino;
+// Without waiting: what lies there may be a pipe.
+constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+
+/// Whoever may write the data file may also take its lock, whoever made the lock file: a killed writer must not keep
+/// others out. Nobody else may, since a lock held by a mere reader would keep out all writers.
+void openToWriters(int descriptor, const std::string& path) {
+  struct stat data {};
+  if (stat(path.c_str(), &data) != 0) return;
+  const bool has_group = fchown(descriptor, static_cast<uid_t>(-1), data.st_gid) == 0;
+  mode_t mode = S_IRUSR | S_IWUSR;
+  if (has_group && (data.st_mode & S_IWGRP) != 0) mode |= S_IRGRP | S_IWGRP;
+  if ((data.st_mode & S_IWOTH) != 0) mode |= S_IROTH | S_IWOTH;
+  if (fchmod(descriptor, mode) != 0) return;  // then only its owner can take it over
+}
+
+/// Opens the lock file, making it when there is none. Nothing is open when it came or went meanwhile.
+Descriptor openLockFile(const std::string& lock_path, const std::string& path) {
+  Descriptor opened(open(lock_path.c_str(), O_RDWR | kFlags));
+  if (!opened && errno == EACCES) opened.reset(open(lock_path.c_str(), O_RDONLY | kFlags));
+  if (opened) return opened;
+  if (errno == ELOOP || errno == EISDIR || errno == ENXIO) throw Failure(AIO_BADLOCKFILE);
+  if (errno != ENOENT) throw Failure(statusOfErrno(errno));
+  opened.reset(open(lock_path.c_str(), O_RDWR | O_CREAT | O_EXCL | kFlags, 0600));
+  if (!opened && errno != EEXIST) throw Failure(statusOfErrno(errno));
+  if (opened) openToWriters(opened.get(), path);
+  return opened;
+}
+
+void requireLockFile(int descriptor) {
+  struct stat state {};
+  if (fstat(descriptor, &state) != 0) throw Failure(statusOfErrno(errno));
+  if (!S_ISREG(state.st_mode) || state.st_size != 0 || state.st_nlink > 1) throw Failure(AIO_BADLOCKFILE);
 }
 
 }  // namespace
 
-unsigned statusOfErrno(int error) noexcept {
-  switch (error) {
-    case ENOENT:
-    case ENOTDIR:
-      return AIO_NOFILE;
-    case EACCES:
-    case EPERM:
-    case EROFS:
-      return AIO_NOACCESS;
-    case EEXIST:
-      return AIO_FILEEXISTS;
-    case EISDIR:
-      return AIO_NOTREGULAR;
-    case ENOSPC:
-    case EDQUOT:
-    case EFBIG:
-      return AIO_DISKFULL;
-    case ENOMEM:
-      return AIO_NOMEMORY;
-    case EMFILE:
-    case ENFILE:
-      return AIO_TOOMANYFILES;
-    case ENAMETOOLONG:
-    case ELOOP:
-    case EINVAL:
-      return AIO_BADARG;
-    default:
-      return AIO_IOERROR;
-  }
+WriterLock::WriterLock(const std::string& path) : path_(path), lock_path_(path + "-lock"), owner_(getpid()) {
+  take();
 }
 
-WriterLock::WriterLock(const std::string& path) : lock_path_(path + "-lock") {
-  for (;;) {
-    descriptor_ = open(lock_path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
-    if (descriptor_ < 0) throw Failure(statusOfErrno(errno));
-    if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
-      const int error = errno;
-      close(descriptor_);
-      throw Failure(error == EWOULDBLOCK ? Status{AIO_LOCKED} : statusOfErrno(error));
-    }
-    if (isStillThere(descriptor_, lock_path_)) return;
-    close(descriptor_);
-  }
+void WriterLock::take() {
+  do {
+    Descriptor opened = openLockFile(lock_path_, path_);
+    if (!opened) continue;
+    requireLockFile(opened.get());
+    if (flock(opened.get(), LOCK_EX | LOCK_NB) != 0)
+      throw Failure(errno == EWOULDBLOCK ? Status{AIO_LOCKED} : statusOfErrno(errno));
+    descriptor_ = std::move(opened);
+  } while (!isStillThere());  // the writer before us may have removed it between our open and our lock
+}
+
+void WriterLock::dataFileIsThere() {
+  openToWriters(descriptor_.get(), path_);
+}
+
+bool WriterLock::isStillThere() const {
+  struct stat opened {};
+  struct stat named {};
+  return descriptor_ && fstat(descriptor_.get(), &opened) == 0 && lstat(lock_path_.c_str(), &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino && named.st_size == 0;
+}
+
+void WriterLock::requireHeld() {
+  if (getpid() != owner_) throw Failure(AIO_FORKED);
+  if (!isStillThere()) take();
 }
 
 WriterLock::~WriterLock() {
-  unlink(lock_path_.c_str());  // while it is still ours
-  close(descriptor_);
+  if (getpid() == owner_ && isStillThere()) unlink(lock_path_.c_str());  // while it is still ours
 }
 
 }  // namespace porb

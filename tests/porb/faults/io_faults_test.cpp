@@ -258,12 +258,17 @@ TEST_P(IoFaults, RecoveryAfterACrashCanBeTriedAgain) {
       if (status == AIO_OK) {
         EXPECT_EQ(wrongValues(content, states().a), "");
       }
+      if (access == AIO_READ_ONLY) {
+        for (const auto& [name, bytes] : crashed) EXPECT_TRUE(readBytes(dir_ / name) == bytes) << name;
+      }
       expectAOrB(path, false);
       EXPECT_EQ(difference(contentOf(path), states().a), "");
       EXPECT_EQ(namesIn(dir_.path()), "file");
       return hit;
     });
-    EXPECT_GT(points, 0);
+    if (access == AIO_READ_WRITE) {
+      EXPECT_GT(points, 0);
+    }
   }
 }
 
