@@ -106,7 +106,7 @@ class Limits {
         measurement_(file),
         counts_(file.spectrum()),
         peaks_(readNeighbours(file, scale_, static_cast<double>(counts_.size()))),
-        library_path_(findLibrary(file.text(ORB_T_LIMLIBRARY), file.handle())) {
+        library_(readLibrary(findLibrary(file.text(ORB_T_LIMLIBRARY), file.handle()))) {
     const bool are_counts =
         std::all_of(counts_.begin(), counts_.end(), [](float n) { return n >= 0 && std::isfinite(n); });
     require(are_counts, ANA_BADCOUNTS);
@@ -114,11 +114,10 @@ class Limits {
   }
 
   void run() {
-    const std::vector<LibraryNuclide> library = readLibrary(library_path_);
     const std::set<std::string> identified = identifiedNuclides();
     file_.renewBlock(ORB_CLS_LIMITS);
     USHORT record = 0;
-    for (const LibraryNuclide& nuclide : library) {
+    for (const LibraryNuclide& nuclide : library_.nuclides) {
       if (identified.count(nuclide.name) > 0) continue;
       if (const auto seen = lineOf(nuclide)) write(++record, nuclide, *seen);
     }
@@ -255,7 +254,8 @@ class Limits {
 
   void writeHeader() {
     if (const auto date = measurement_.date()) file_.set(ORB_X_DLREFTIME, *date);
-    file_.setText(ORB_T_DLLIBRARY, shortened(library_path_));
+    file_.setText(ORB_T_DLLIBRARY, shortened(library_.path));
+    file_.setText(ORB_T_DLLIBHASH, library_.hash);
     file_.set(ORB_D_DLCOVERPROB, settings_.coverage * 100);
     file_.stamp(ORB_CLS_LIMITS, "detection limits", ENGINE_VERSION,
                 {ORB_D_COLLTIME, ORB_D_LIMITWINDOW, ORB_L_POISSONLIMIT, ORB_T_BUILDUP, ORB_L_DECAYCOUNTING,
@@ -271,7 +271,7 @@ class Limits {
   std::vector<float> counts_;
   std::vector<Neighbour> peaks_;
   std::vector<ChannelSpan> occupied_;
-  std::string library_path_;
+  NuclideLibrary library_;
 };
 
 }  // namespace

@@ -31,8 +31,8 @@ class Identification {
         view_(file, scale_),
         measurement_(file),
         peaks_(readFittedPeaks(file)),
-        library_path_(findLibrary(file.text(ORB_T_NIDLIBRARY), file.handle())),
-        library_(readLibrary(library_path_)) {
+        source_(readLibrary(findLibrary(file.text(ORB_T_NIDLIBRARY), file.handle()))),
+        library_(std::move(source_.nuclides)) {
     for (LibraryNuclide& x_rays : fluorescenceLines()) library_.push_back(std::move(x_rays));
   }
 
@@ -299,7 +299,8 @@ class Identification {
 
   void writeHeader() {
     if (const auto reference = measurement_.reference()) file_.set(ORB_X_NUREFTIME, *reference);
-    file_.setText(ORB_T_NULIBRARY, shortened(library_path_));
+    file_.setText(ORB_T_NULIBRARY, shortened(source_.path));
+    file_.setText(ORB_T_NULIBHASH, source_.hash);
     file_.set(ORB_L_NUCOUNT, static_cast<double>(found_.size()));
     file_.stamp(ORB_CLS_NUCRESULTS, "nuclide identification", ENGINE_VERSION,
                 {ORB_F_IDMAXHALFLIVES, ORB_F_IDMINSHARE, ORB_D_IDTOLKEV, ORB_D_COLLTIME, ORB_F_IDCONSIST,
@@ -351,7 +352,7 @@ class Identification {
   SpectrumView view_;
   Measurement measurement_;
   std::vector<FittedPeak> peaks_;
-  std::string library_path_;
+  NuclideLibrary source_;
   std::vector<LibraryNuclide> library_;
   std::vector<IdentifiedNuclide> explained_;  // with the X-rays of the surroundings
   std::vector<IdentifiedNuclide> found_;      // the nuclides among them

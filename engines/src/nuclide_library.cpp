@@ -2,17 +2,20 @@
 
 #include <dlfcn.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <unordered_map>
 
 #include "engine.h"
+#include "known_files.h"
+#include "sha256.h"
 
 namespace orbengine {
 
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* kDataInBuildTree = "../data";
 
 /// The folder of the shared library that holds this code.
 fs::path engineFolder() {
@@ -51,6 +54,30 @@ bool isUsable(const LibraryLine& line) {
   return std::isfinite(line.energy) && line.energy > 0 && std::isfinite(line.probability) && line.probability > 0;
 }
 
+std::vector<LibraryNuclide> readNuclides(const std::string& path) {
+  const OtherFile library(path, ENG_BADLIBRARY);
+  const File file = library.values();
+  std::vector<LibraryNuclide> nuclides;
+  std::unordered_map<std::string, std::size_t> places;
+  for (const USHORT record : file.eachRecord(ORB_CLS_NUCLIB)) {
+    const std::string name = file.text(ORB_T_NLNAME, record);
+    const LibraryLine line = lineOf(file, record);
+    if (name.empty() || !isUsable(line)) continue;
+    const auto [place, is_new] = places.try_emplace(name, nuclides.size());
+    if (is_new) {
+      LibraryNuclide nuclide;
+      nuclide.name = name;
+      nuclide.parent = file.text(ORB_T_NLPARENT, record);
+      nuclide.half_life_s = notNegative(file.number(ORB_D_NLHALFLIFE, 0, record));
+      nuclide.half_life_u = notNegative(file.number(ORB_D_NLHALFLIFEUNC, 0, record));
+      nuclides.push_back(nuclide);
+    }
+    nuclides[place->second].lines.push_back(line);
+  }
+  require(!nuclides.empty(), ENG_BADLIBRARY);
+  return nuclides;
+}
+
 }  // namespace
 
 std::vector<LibraryNuclide> fluorescenceLines() {
@@ -82,20 +109,14 @@ std::string findLibrary(const std::string& name, void* handle) {
   std::error_code ignored;
   if (name.find('/') != std::string::npos) {
     require(fs::is_regular_file(name, ignored), ENG_NOLIBRARY);
-    return name;
+    return fs::absolute(name).lexically_normal().string();
   }
-  require(!name.empty(), ENG_NOLIBRARY);
-  std::vector<fs::path> folders;
-  if (const char* const folder = std::getenv("ORB_DATA_DIR"); folder != nullptr && *folder != '\0')
-    folders.emplace_back(folder);
-  folders.push_back(dataFileFolder(handle));
-  folders.push_back(engineFolder() / ORB_DATA_FROM_ENGINES);
-  folders.push_back(engineFolder() / "../data");  // in a build that is not installed
-  for (const fs::path& folder : folders) {
-    const fs::path path = folder / name;
-    if (fs::is_regular_file(path, ignored)) return path.lexically_normal().string();
-  }
-  throw Failure(ENG_NOLIBRARY);
+  const fs::path engines = engineFolder();
+  const auto found = com::norvale::datatypes::findKnownFile(
+      name, {(engines / ORB_DATA_FROM_ENGINES).string(), (engines / kDataInBuildTree).string()},
+      dataFileFolder(handle).string());
+  require(found.has_value(), ENG_NOLIBRARY);
+  return *found;
 }
 
 std::string shortened(const std::string& path) {
@@ -103,28 +124,13 @@ std::string shortened(const std::string& path) {
   return path.size() <= kLongest ? path : path.substr(path.size() - kLongest);
 }
 
-std::vector<LibraryNuclide> readLibrary(const std::string& path) {
-  const OtherFile library(path, ENG_BADLIBRARY);
-  const File file = library.values();
-  std::vector<LibraryNuclide> nuclides;
-  std::unordered_map<std::string, std::size_t> places;
-  for (const USHORT record : file.eachRecord(ORB_CLS_NUCLIB)) {
-    const std::string name = file.text(ORB_T_NLNAME, record);
-    const LibraryLine line = lineOf(file, record);
-    if (name.empty() || !isUsable(line)) continue;
-    const auto [place, is_new] = places.try_emplace(name, nuclides.size());
-    if (is_new) {
-      LibraryNuclide nuclide;
-      nuclide.name = name;
-      nuclide.parent = file.text(ORB_T_NLPARENT, record);
-      nuclide.half_life_s = notNegative(file.number(ORB_D_NLHALFLIFE, 0, record));
-      nuclide.half_life_u = notNegative(file.number(ORB_D_NLHALFLIFEUNC, 0, record));
-      nuclides.push_back(nuclide);
-    }
-    nuclides[place->second].lines.push_back(line);
-  }
-  require(!nuclides.empty(), ENG_BADLIBRARY);
-  return nuclides;
+NuclideLibrary readLibrary(const std::string& path) {
+  NuclideLibrary library;
+  library.path = path;
+  const auto hash = com::norvale::datatypes::sha256OfRead(path, [&] { library.nuclides = readNuclides(path); });
+  require(hash.has_value(), ENG_BADLIBRARY);
+  library.hash = *hash;
+  return library;
 }
 
 }  // namespace orbengine

@@ -30,16 +30,24 @@ struct LibraryNuclide {
 /// Evaluation Project (LNHB) for Bi-207, Pb-214, Bi-214, Ra-226, Ac-228 and Pa-234m.
 std::vector<LibraryNuclide> fluorescenceLines();
 
-/// Path of the library of that name: the name itself when it has a slash, otherwise the first of these folders that
-/// holds it: the one that the environment variable ORB_DATA_DIR names, that of the data file, and the data folder that
-/// belongs to the installed engine. Throws Failure(ENG_NOLIBRARY).
+/// Path of the library of that name, absolute: the name itself when it has a slash, otherwise as findKnownFile finds
+/// it, the data folder that belongs to the installed engine before the folder of the data file. Throws
+/// Failure(ENG_NOLIBRARY).
 std::string findLibrary(const std::string& name, void* handle);
 
 /// The path, or its end where it is longer than a parameter for names holds.
 std::string shortened(const std::string& path);
 
+/// What was read, and from where.
+struct NuclideLibrary {
+  std::string path;
+  std::string hash;  ///< SHA-256 of the file
+  std::vector<LibraryNuclide> nuclides;
+};
+
 /// The nuclides of a library, in the order in which they first occur. Lines without a positive energy and probability
-/// are left out. Throws Failure(ENG_BADLIBRARY) when there is none, or the file cannot be opened.
-std::vector<LibraryNuclide> readLibrary(const std::string& path);
+/// are left out. Throws Failure(ENG_BADLIBRARY) when there is none, when the file cannot be opened, or when it keeps
+/// changing.
+NuclideLibrary readLibrary(const std::string& path);
 
 }  // namespace orbengine

@@ -46,7 +46,7 @@ if(EXISTS ${prefix}/bin/orb)
   run(${CMAKE_COMMAND} -S ${scratch}/engine -B ${scratch}/engine_build -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${flags})
   run(${CMAKE_COMMAND} --build ${scratch}/engine_build)
-  run(${prefix}/bin/orb engines)
+  run(${prefix}/bin/orb engines --check)
   run(${prefix}/bin/orb sequence new own.asf)
   run(${prefix}/bin/orb sequence add own.asf "dead time")
   run(${prefix}/bin/orb set made.dat ORB_D_REALTIME 4000)

@@ -26,7 +26,7 @@ class EnginesCommandTest : public CommandTest {
 };
 
 TEST_F(EnginesCommandTest, CatalogueSaysWhichEnginesCanBeRun) {
-  const auto engines = json({"engines"})["engines"];
+  const auto engines = json({"engines", "--check"})["engines"];
   EXPECT_EQ(engines.size(), 7u);
   for (const auto& engine : engines) EXPECT_EQ(engine["state"], "ready") << engine;
   const std::string ready = engines[0]["library"];
@@ -34,10 +34,70 @@ TEST_F(EnginesCommandTest, CatalogueSaysWhichEnginesCanBeRun) {
   const std::string folder = json({"engines"})["folder"];
   writeFile("own.aef", "c$0$d$whole$0$" + ready + "!" + entry + "\nc$0$d$no symbol$0$" + ready +
                            "!None\nc$0$d$no file$0$none.so!None\n");
-  const auto result = orb({"engines", "--aef", "own.aef", "--engines", folder});
+  const auto result = orb({"engines", "--aef", "own.aef", "--engines", folder, "--check"});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.out, AllOf(HasSubstr("ready"), HasSubstr("no entry point"), HasSubstr("library does not load")));
   EXPECT_THAT(orb({"engines", "--aef", "none.aef"}).err, HasSubstr("none.aef"));
+}
+
+TEST_F(EnginesCommandTest, ListingLoadsNothingAndACatalogueStaysInItsFolder) {
+  namespace fs = std::filesystem;
+  fs::create_directory("in");
+  fs::copy_file(ORB_LOUD_LIBRARY, "in/loud.so");
+  fs::copy_file(ORB_LOUD_LIBRARY, "loud.so");
+  writeFile("in/own.aef", "c$0$d$loud$0$loud.so!Run\nc$0$d$none$0$none.so!Run\n");
+  const auto listed = orb({"engines", "--aef", "in/own.aef"});
+  EXPECT_EQ(listed.status, 1);
+  EXPECT_THAT(listed.out, AllOf(HasSubstr("there"), HasSubstr("missing")));
+  EXPECT_FALSE(fs::exists("loaded"));
+  EXPECT_THAT(orb({"engines", "--aef", "in/own.aef", "--check"}).out, HasSubstr("no entry point"));
+  EXPECT_TRUE(fs::remove("loaded"));
+
+  simulate("s.dat", "Cs-137:500");
+  for (const char* const library : {"../loud.so", "./loud.so", "/loud.so", "..", ""}) {
+    writeFile("in/own.aef", "c$0$d$peak location$0$" + std::string(library) + "!Run\n");
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"engines", "--check"},
+                                                    {"run", "s.dat"},
+                                                    {"analyze", "s.dat"},
+                                                    {"batch", "s.dat", "-o", "out"}}) {
+      auto arguments = command;
+      arguments.insert(arguments.end(), {"--aef", "in/own.aef"});
+      const auto result = orb(arguments);
+      EXPECT_EQ(result.status, 1) << command[0];
+      EXPECT_THAT(result.err, HasSubstr("in/own.aef")) << command[0];
+    }
+  }
+  EXPECT_FALSE(fs::exists("loaded"));
+  EXPECT_FALSE(fs::exists("out"));
+}
+
+TEST_F(EnginesCommandTest, AFileOfAnInstalledNameDoesNotTakeItsPlaceAndResultsNameTheirSources) {
+  simulate("s.dat", "Cs-137:500,Co-60:500");
+  writeFile(
+      "t.csv",
+      "nuclide,half_life,parent,energy_keV,energy_unc_keV,probability_percent,probability_unc,type,key,reference\n"
+      "Mine-137,30 y,,661.66,,85,,gamma,yes,\n");
+  ASSERT_EQ(orb({"library", "t.csv", "STDLIB.NLB"}).status, 0);
+  good({"sequence", "new", "STANDARD.ASF"});
+
+  const auto found = json({"analyze", "s.dat", "-o", "a.dat"});
+  EXPECT_THAT(namesOf(found["nuclides"]), ::testing::UnorderedElementsAre("Cs-137", "Co-60"));
+  const auto sourceIs = [](const nlohmann::json& source, const std::string& path) {
+    EXPECT_EQ(source["path"], path);
+    const Result sum = runProgram("sha256sum", {path});
+    EXPECT_EQ(source["sha256"], sum.out.substr(0, 64));
+  };
+  sourceIs(found["made_from"]["library"], ORB_DATA_FOLDER "/STDLIB.NLB");
+  sourceIs(found["made_from"]["limit_library"], ORB_DATA_FOLDER "/STDLIB.NLB");
+  sourceIs(found["made_from"]["sequence"], ORB_DATA_FOLDER "/STANDARD.ASF");
+
+  EXPECT_THAT(good({"nuclides", "--name", "Co-60"}), HasSubstr("Co-60"));
+  const auto own = json({"analyze", "s.dat", "--library", "./STDLIB.NLB", "-o", "b.dat"});
+  EXPECT_THAT(namesOf(own["nuclides"]), ::testing::ElementsAre("Mine-137"));
+  sourceIs(own["made_from"]["library"], std::filesystem::absolute("STDLIB.NLB"));
+  good({"set", "STANDARD.ASF", "ORB_T_ETITLE", "Nothing"});
+  EXPECT_EQ(orb({"run", "b.dat", "--sequence", "./STANDARD.ASF"}).status, 0);
+  sourceIs(json({"nuclides", "b.dat"})["made_from"]["sequence"], std::filesystem::absolute("STANDARD.ASF"));
 }
 
 TEST_F(EnginesCommandTest, SequenceIsEditedStepByStep) {

@@ -47,7 +47,7 @@ _orb_options() {
     nuclides) echo "--library --energy --tol --name --limits --json --verbose --help" ;;
     run) echo "--sequence --aef --engines --skip-errors --json --verbose --help" ;;
     sequence) echo "--title --library --at --options --description --force --json --verbose --help" ;;
-    engines) echo "--aef --engines --json --verbose --help" ;;
+    engines) echo "--aef --engines --check --json --verbose --help" ;;
     copy) echo "--class --all --calibrations --force --verbose --help" ;;
   esac
 }

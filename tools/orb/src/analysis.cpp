@@ -7,14 +7,27 @@
 #include "failure.h"
 #include "nuclide_library.h"
 #include "open_file.h"
+#include "sha256.h"
 #include "terminal_text.h"
 
 namespace orb::tool {
+
+namespace fs = std::filesystem;
+using com::norvale::datatypes::sha256OfRead;
 
 namespace {
 
 constexpr std::uint32_t kIdentificationLibrary = 0x2010004A;
 constexpr std::uint32_t kLimitLibrary = 0x20100072;
+constexpr std::uint32_t kStepEngine = 0x2010006D;
+constexpr std::uint32_t kSequenceSource = 0x20100077;
+constexpr std::uint32_t kSequenceHash = 0x20100078;
+
+/// A path, or its end where it is longer than a parameter for names holds.
+std::string endOf(const std::string& path) {
+  constexpr std::size_t kLongest = 255;
+  return path.size() <= kLongest ? path : path.substr(path.size() - kLongest);
+}
 
 /// The content of a data file in a new one, which is left open.
 void copyFile(const std::string& source, FileAccess& file, const std::string& target, const std::string& shown_name) {
@@ -24,15 +37,31 @@ void copyFile(const std::string& source, FileAccess& file, const std::string& ta
   require(from.duplicateTo(file), shown_name, "cannot copy " + source);
 }
 
+/// The sequence lies in the file afterwards, with word of where it came from.
+/// @return the code of what failed @throws Failure when the sequence cannot be opened
+std::uint32_t takeSequence(FileAccess& file, const std::string& path) {
+  std::uint32_t status = 0;
+  const auto hash = sha256OfRead(path, [&] {
+    FileAccess sequence;
+    openForReading(sequence, path);
+    std::uint16_t n_steps = 0;
+    status = sequence.countItems(kStepEngine, n_steps, 0);
+    if (status == 0) status = sequence.copySequenceTo(file);
+  });
+  if (status != 0) return status;
+  if (!hash) throw Failure(path, "cannot be read as a whole: somebody keeps changing it");
+  putValue(file, kSequenceSource, Variant(endOf(fs::absolute(path).lexically_normal().string())));
+  putValue(file, kSequenceHash, Variant(*hash));
+  return 0;
+}
+
 /// The sequence lies in the file afterwards. Its libraries give way to that of the request, those of the standard
 /// sequence to the file's own as well.
 void adoptSequence(FileAccess& file, const AnalysisRequest& request, const std::string& shown_name) {
-  FileAccess sequence;
-  openForReading(sequence, findSequence(request.sequence));
   std::string libraries[] = {findText(file, kIdentificationLibrary), findText(file, kLimitLibrary)};
-  require(sequence.copySequenceTo(file), shown_name, "cannot take over the sequence");
+  require(takeSequence(file, findSequence(request.sequence)), shown_name, "cannot take over the sequence");
   if (!request.library.empty()) {
-    const auto path = std::filesystem::absolute(findLibrary(request.library)).lexically_normal();
+    const auto path = fs::absolute(findLibrary(request.library)).lexically_normal();
     libraries[0] = libraries[1] = path.string();
   } else if (!request.sequence.empty()) {
     return;
@@ -77,12 +106,10 @@ void analyse(const AnalysisRequest& request, FileAccess& file, const std::string
 }
 
 std::uint32_t runSequence(FileAccess& file, const std::string& sequence, const EngineSet& engines, bool skip_errors) {
-  if (isSameFile(sequence, file.name())) {
-    return file.executeSequence(file, engines.catalogue, engines.folder, skip_errors);
+  if (!isSameFile(sequence, file.name())) {
+    if (const std::uint32_t status = takeSequence(file, sequence)) return status;
   }
-  FileAccess steps;
-  openForReading(steps, sequence);
-  return file.executeSequence(steps, engines.catalogue, engines.folder, skip_errors);
+  return file.executeSequence(file, engines.catalogue, engines.folder, skip_errors);
 }
 
 }  // namespace orb::tool

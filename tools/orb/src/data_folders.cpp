@@ -1,22 +1,17 @@
 #include "data_folders.h"
 
-#include <cstdlib>
-
+#include "known_files.h"
 #include "open_file.h"
 
 namespace orb::tool {
 
 namespace {
 
-std::vector<std::filesystem::path> dataFolders() {
-  std::vector<std::filesystem::path> folders;
-  if (const char* const named = std::getenv("ORB_DATA_DIR"); named != nullptr && *named != '\0')
-    folders.emplace_back(named);
+/// Where an installation, or a build, keeps the data files.
+std::vector<std::string> installedFolders() {
   const auto folder = programFolder();
-  if (folder.empty()) return folders;
-  folders.push_back(folder / "../share/orbfileaccess");
-  folders.push_back(folder / "../../data");
-  return folders;
+  if (folder.empty()) return {};
+  return {folder / "../share/orbfileaccess", folder / "../../data"};
 }
 
 }  // namespace
@@ -28,13 +23,8 @@ std::filesystem::path programFolder() {
 }
 
 std::optional<std::string> findDataFile(const std::string& name) {
-  if (pathExists(name)) return name;
-  if (name.find('/') != std::string::npos) return std::nullopt;
-  for (const auto& folder : dataFolders()) {
-    const std::string path = (folder / name).lexically_normal().string();
-    if (pathExists(path)) return path;
-  }
-  return std::nullopt;
+  if (name.find('/') != std::string::npos) return pathExists(name) ? std::optional(name) : std::nullopt;
+  return com::norvale::datatypes::findKnownFile(name, installedFolders(), ".");
 }
 
 }  // namespace orb::tool

@@ -7,6 +7,7 @@
 #include "aiostatus.h"
 #include "data_folders.h"
 #include "failure.h"
+#include "known_files.h"
 #include "open_file.h"
 
 namespace orb::tool {
@@ -25,6 +26,17 @@ std::filesystem::path shippedFolder() {
     if (pathExists((found / kCatalogueName).string())) return found;
   }
   return {};
+}
+
+/// A catalogue names libraries of its folder; one that reaches out of it is refused before anything of it is loaded.
+void requireEngines(const std::string& catalogue) {
+  const auto engines = parseAEF(catalogue);
+  if (engines.empty()) throw Failure(catalogue, "the catalogue holds no engine");
+  for (const auto& engine : engines) {
+    if (com::norvale::datatypes::isPlainFileName(engine.Resource)) continue;
+    throw Failure(catalogue, "the library of the engine '" + engine.Name + "', '" + engine.Resource +
+                                 "', is not a plain file name");
+  }
 }
 
 }  // namespace
@@ -51,7 +63,9 @@ EngineSet findEngines(const EngineOptions& options) {
   if (engines.folder.empty()) engines.folder = ".";
   if (engines.folder.back() != '/') engines.folder += '/';
   if (!pathExists(engines.catalogue)) failWithErrno(ENOENT, engines.catalogue, "cannot read the engine catalogue");
-  if (parseAEF(engines.catalogue).empty()) throw Failure(engines.catalogue, "the catalogue holds no engine");
+  if (!std::filesystem::is_regular_file(engines.catalogue))  // a pipe would be waited for
+    throw Failure(engines.catalogue, "cannot read the engine catalogue", convertReturnCode(AIO_NOTREGULAR));
+  requireEngines(engines.catalogue);
   return engines;
 }
 

@@ -25,7 +25,7 @@ void addSequenceOption(CLI::App& command, std::string& sequence);
 
 /// The engines that the options name. Without a folder it is that of the catalogue; without either it is the one that
 /// the environment variable ORB_ENGINES names, that of an installed orb, or that of the build tree.
-/// @throws Failure when the catalogue cannot be read or holds no engine
+/// @throws Failure when the catalogue cannot be read, holds no engine, or names a library outside the folder
 EngineSet findEngines(const EngineOptions& options);
 
 /// The engines' libraries, loaded for as long as the objects live. A step then loads its engine at next to no cost, and

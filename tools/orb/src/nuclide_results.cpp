@@ -97,6 +97,9 @@ void printLimits(const std::vector<LimitRow>& limits, Console& console) {
 
 NuclideResults readNuclides(const FileAccess& file) {
   NuclideResults results;
+  results.library = {findText(file, 0x20080041), findText(file, 0x20080043)};
+  results.limit_library = {findText(file, 0x20090041), findText(file, 0x20090043)};
+  results.sequence = {findText(file, 0x20100077), findText(file, 0x20100078)};
   for (const AioBlockInfo_T& block : listBlocks(file)) {
     results.is_analysed |= block.usClass == ORB_CLS_NUCRESULTS;
     for (std::uint32_t i = 1; i <= block.usRecords; ++i) {
@@ -133,6 +136,10 @@ void appendNuclides(Json& json, const NuclideResults& results) {
                                  {"detection_limit_counts", orNull(row.limit_counts)}});
   }
   json["unidentified"] = results.unidentified;
+  for (const auto& [what, source] : {std::pair{"library", &results.library},
+                                     {"limit_library", &results.limit_library},
+                                     {"sequence", &results.sequence}})
+    if (!source->path.empty()) json["made_from"][what] = {{"path", source->path}, {"sha256", source->sha256}};
 }
 
 void printNuclides(const NuclideResults& results, bool with_limits, Console& console) {

@@ -29,17 +29,24 @@ struct LimitRow {
   std::optional<double> threshold_counts, limit_counts;
 };
 
+/// A file that the results were made from.
+struct SourceFile {
+  std::string path;
+  std::string sha256;
+};
+
 struct NuclideResults {
   std::vector<NuclideRow> nuclides;  ///< judged present, by falling confidence
   std::vector<LimitRow> not_found;
   std::vector<double> unidentified;  ///< energies of the peaks that nothing explains [keV]
   bool is_analysed = false;          ///< nuclides were looked for
+  SourceFile library, limit_library, sequence;
 };
 
 /// @throws Failure
 NuclideResults readNuclides(const FileAccess& file);
 
-/// Adds "nuclides", "not_found" and "unidentified" to an object.
+/// Adds "nuclides", "not_found", "unidentified" and, of an analysed file, "made_from" to an object.
 void appendNuclides(Json& json, const NuclideResults& results);
 /// @param with_limits  also the detection limits of what was not found, some hundred lines
 void printNuclides(const NuclideResults& results, bool with_limits, Console& console);

@@ -107,9 +107,16 @@ class ResultReader {
     std::string reference = header.time(0x20080040);
     if (reference.empty()) reference = header.time(kSampleDate);
     add("Reference date", reference);
-    add("Nuclide library", header.text(0x20080041));
+    const std::string library = header.text(0x20080041);
     const std::string limit_library = header.text(0x20090041);
-    if (limit_library != header.text(0x20080041)) add("Library of the limits", limit_library);
+    const std::string hash = header.text(0x20080043);
+    const std::string limit_hash = header.text(0x20090043);
+    add("Nuclide library", library);
+    add("SHA-256 of the library", hash);
+    if (limit_library != library) add("Library of the limits", limit_library);
+    if (limit_hash != hash) add("SHA-256 of the library of the limits", limit_hash);
+    add("Sequence", header.text(0x20100077));
+    add("SHA-256 of the sequence", header.text(0x20100078));
     if (factor_ != 1) add("Activities are multiplied by", numberText(factor_));
   }
 
