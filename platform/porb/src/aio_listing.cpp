@@ -49,14 +49,14 @@ extern "C" ULONG AioListValues(void* handle, USHORT cls, USHORT record, AioValue
     const Record* found = table->record(record);
     if (found == nullptr) return AIO_BADRECORD;
     ULONG n = 0;
-    for (std::size_t entry = 0; entry <= found->entryCount(); ++entry) {
-      for (const Cell& cell : found->entry(entry)->cells()) {
+    found->forEachRow([&](std::size_t entry, const CellRow& row) {
+      for (const Cell& cell : row.cells()) {
         if (n < capacity)
           values[n] = {static_cast<ULONG>(cls) << 16 | cell.param(), static_cast<USHORT>(entry), cell.size(),
                        cell.type()};
         ++n;
       }
-    }
+    });
     *count = n;
     return AIO_OK;
   });

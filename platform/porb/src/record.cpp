@@ -69,21 +69,60 @@ CellRow CellRow::clone() const {
   return copy;
 }
 
+std::vector<Entries::Row>::iterator Entries::place(std::size_t number) noexcept {
+  return std::lower_bound(rows_.begin(), rows_.end(), number,
+                          [](const Row& row, std::size_t wanted) { return row.number < wanted; });
+}
+
+const CellRow* Entries::find(std::size_t number) const noexcept {
+  // Mostly every entry has values, and so its row a place that its number tells.
+  if (number - 1 < rows_.size() && rows_[number - 1].number == number) return &rows_[number - 1].values;
+  const auto at = const_cast<Entries*>(this)->place(number);
+  return at != rows_.end() && at->number == number ? &at->values : nullptr;
+}
+
+CellRow& Entries::row(std::size_t number) {
+  auto at = place(number);
+  if (at == rows_.end() || at->number != number) at = rows_.insert(at, {number, {}});
+  return at->values;
+}
+
+void Entries::append(CellRow&& row) {
+  rows_.push_back({count_ + 1, std::move(row)});
+  ++count_;
+}
+
+void Entries::insert(std::size_t after) noexcept {
+  for (auto row = place(after + 1); row != rows_.end(); ++row) ++row->number;
+  ++count_;
+}
+
+void Entries::erase(std::size_t number) noexcept {
+  auto row = place(number);
+  if (row != rows_.end() && row->number == number) row = rows_.erase(row);
+  for (; row != rows_.end(); ++row) --row->number;
+  --count_;
+}
+
+Entries Entries::clone() const {
+  Entries copy(count_);
+  copy.rows_.reserve(rows_.size());
+  for (const Row& row : rows_) copy.rows_.push_back({row.number, row.values.clone()});
+  return copy;
+}
+
 Record Record::clone() const {
   Record copy;
   copy.values = values.clone();
-  if (entries) {
-    copy.entries = std::make_unique<Entries>();
-    copy.entries->reserve(entries->size());
-    for (const CellRow& row : *entries) copy.entries->push_back(row.clone());
-  }
+  if (entries) copy.entries = std::make_unique<Entries>(entries->clone());
   return copy;
 }
 
 std::uint64_t Record::hash() const noexcept {
   const std::uint64_t key = mixHash(1, id);
-  std::uint64_t sum = mixHash(mixHash(key, static_cast<std::uint64_t>(rank)), entryCount()) + hashRow(values, key);
-  for (std::size_t i = 0; i < entryCount(); ++i) sum += hashRow((*entries)[i], mixHash(key, i + 1));
+  std::uint64_t sum = mixHash(mixHash(key, static_cast<std::uint64_t>(rank)), entryCount());
+  forEachRow(
+      [&](std::size_t entry, const CellRow& row) { sum += hashRow(row, entry == 0 ? key : mixHash(key, entry)); });
   return sum;
 }
 

@@ -41,10 +41,42 @@ class CellRow {
   bool is_indexed_ = false;
 };
 
+/// The entries 1..n of a record. Only those that hold values take memory, the others are merely counted: a file must
+/// not be able to ask for more than it holds.
+class Entries {
+ public:
+  struct Row {
+    std::size_t number;
+    CellRow values;
+  };
+
+  explicit Entries(std::size_t count = 0) noexcept : count_(count) {}
+
+  std::size_t count() const noexcept { return count_; }
+  /// Null for an entry without values.
+  const CellRow* find(std::size_t number) const noexcept;
+  /// The values of entry 1..n. @throws std::bad_alloc
+  CellRow& row(std::size_t number);
+  /// @throws std::bad_alloc, and nothing has changed
+  void append(CellRow&& row);
+  /// Puts an empty entry behind entry `after`.
+  void insert(std::size_t after) noexcept;
+  void erase(std::size_t number) noexcept;
+  /// Ascending by number.
+  const std::vector<Row>& rows() const noexcept { return rows_; }
+  std::vector<Row>& rows() noexcept { return rows_; }
+  /// @throws std::bad_alloc
+  Entries clone() const;
+
+ private:
+  std::vector<Row>::iterator place(std::size_t number) noexcept;
+
+  std::vector<Row> rows_;
+  std::size_t count_;
+};
+
 /// One record of a table, or the working record (which also holds the header values of its block).
 struct Record {
-  using Entries = std::vector<CellRow>;
-
   std::uint32_t id = 0;              ///< names the record on disk for life; 0 is the working record
   bool dirty = false;                ///< has something to write
   bool rewrite = false;              ///< entries moved: all values of the record are written anew
@@ -52,10 +84,18 @@ struct Record {
   CellRow values;                    ///< record and header values, and the working entry
   std::unique_ptr<Entries> entries;  ///< entries 1..m; null while there are none
 
-  std::size_t entryCount() const noexcept { return entries ? entries->size() : 0; }
+  std::size_t entryCount() const noexcept { return entries ? entries->count() : 0; }
+  /// Null when there is no such entry, or nothing in it.
   const CellRow* entry(std::size_t number) const noexcept {
     if (number == 0) return &values;
-    return number <= entryCount() ? &(*entries)[number - 1] : nullptr;
+    return entries ? entries->find(number) : nullptr;
+  }
+  /// Calls visit(entry, row) for every row with values, the record's own as entry 0.
+  template <typename Visit>
+  void forEachRow(Visit&& visit) const {
+    visit(std::size_t{0}, values);
+    if (!entries) return;
+    for (const Entries::Row& row : entries->rows()) visit(row.number, row.values);
   }
   /// @throws std::bad_alloc
   Record clone() const;

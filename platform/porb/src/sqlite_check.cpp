@@ -73,10 +73,10 @@ void checkTypes(std::uint16_t cls, const CellRow& row, const std::string& place,
 
 void checkTable(std::uint16_t cls, const Table& table, const Dictionary& dictionary, Findings& findings) {
   for (std::size_t number = 0; number <= table.recordCount(); ++number) {
-    const Record& record = *table.record(number);
-    for (std::size_t entry = 0; entry <= record.entryCount(); ++entry)
-      checkTypes(cls, *record.entry(entry), " at record " + std::to_string(number) + ", entry " + std::to_string(entry),
-                 dictionary, findings);
+    table.record(number)->forEachRow([&](std::size_t entry, const CellRow& row) {
+      checkTypes(cls, row, " at record " + std::to_string(number) + ", entry " + std::to_string(entry), dictionary,
+                 findings);
+    });
   }
 }
 

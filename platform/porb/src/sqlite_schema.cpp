@@ -129,6 +129,12 @@ void verifyFormat(const Database& database) {
   verifyTables(database);
 }
 
+void verifySize(const Database& database) {
+  const FirstLook look(database);
+  if (!look.isRead()) throw Failure(AIO_IOERROR);
+  if (look.isTruncated()) throw Failure(AIO_TRUNCATED);
+}
+
 Status diagnose(const Database& database, Status otherwise) noexcept {
   const FirstLook look(database);
   if (!look.isRead()) return otherwise;

@@ -15,6 +15,9 @@ constexpr std::int32_t kFormatVersion = 1;
 /// AIO_BADCONTENT, AIO_CORRUPT, AIO_IOERROR)
 void verifyFormat(const Database& database);
 
+/// Proves that the file still has all of its pages. @throws Failure(AIO_TRUNCATED, AIO_IOERROR)
+void verifySize(const Database& database);
+
 /// What the first bytes and the size of a file say when SQLite would not read it: AIO_NOTADATABASE,
 /// AIO_TRUNCATED or `otherwise`.
 Status diagnose(const Database& database, Status otherwise) noexcept;

@@ -126,6 +126,7 @@ void SqliteStorage::requireSoleWriter() {
   const struct stat state = stateOf(path_);
   if (identityOf(state) != identity_) throw Failure(AIO_NOFILE);
   requireOneName(state);
+  verifySize(database_);
 }
 
 std::uint64_t SqliteStorage::glance() {
@@ -392,16 +393,17 @@ void SqliteStorage::writeRecord(std::uint16_t cls, const Record& record, bool al
         .bind(3, record.rank)
         .bind(4, static_cast<std::int64_t>(record.entryCount()))
         .run();
-  for (std::size_t entry = 0; entry <= record.entryCount(); ++entry) writeRow(cls, record, entry, all, dictionary);
+  record.forEachRow(
+      [&](std::size_t entry, const CellRow& row) { writeRow(cls, record.id, entry, row, all, dictionary); });
 }
 
-void SqliteStorage::writeRow(std::uint16_t cls, const Record& record, std::size_t entry, bool all,
+void SqliteStorage::writeRow(std::uint16_t cls, std::uint32_t record, std::size_t entry, const CellRow& row, bool all,
                              const Dictionary& dictionary) {
-  for (const Cell& cell : record.entry(entry)->cells()) {
+  for (const Cell& cell : row.cells()) {
     if (!all && !cell.dirty()) continue;
     const std::uint32_t code = std::uint32_t{cls} << 16 | cell.param();
     Statement& put = prepared(put_value_, "INSERT OR REPLACE INTO value VALUES(?,?,?,?,?,?)");
-    put.bind(1, cls).bind(2, record.id).bind(3, static_cast<std::int64_t>(entry)).bind(4, code).bind(5, cell.type());
+    put.bind(1, cls).bind(2, record).bind(3, static_cast<std::int64_t>(entry)).bind(4, code).bind(5, cell.type());
     bindValue(put, 6, cell);
     put.run();
     writeName(code, dictionary);

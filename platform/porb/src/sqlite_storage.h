@@ -60,7 +60,8 @@ class SqliteStorage final : public Storage {
   void writeBlock(const Block& block, const Dictionary& dictionary);
   void writeTable(std::uint16_t cls, const Table& table, const Dictionary& dictionary);
   void writeRecord(std::uint16_t cls, const Record& record, bool all, const Dictionary& dictionary);
-  void writeRow(std::uint16_t cls, const Record& record, std::size_t entry, bool all, const Dictionary& dictionary);
+  void writeRow(std::uint16_t cls, std::uint32_t record, std::size_t entry, const CellRow& row, bool all,
+                const Dictionary& dictionary);
   void writeSpectra(const Spectra& spectra);
   void writeName(std::uint32_t code, const Dictionary& dictionary);
 

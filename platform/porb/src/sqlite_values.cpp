@@ -113,13 +113,13 @@ Cell readValue(const Statement& row, int column, std::uint16_t param, int type) 
 ValueLoader::ValueLoader(Table& table, std::uint32_t working_entries, const std::vector<std::uint32_t>& ids,
                          const std::vector<std::uint32_t>& entries)
     : table_(table), ids_(ids), entries_(entries), record_(&table.working()) {
-  if (working_entries != 0) record_->entries = std::make_unique<Record::Entries>(working_entries);
+  if (working_entries != 0) record_->entries = std::make_unique<Entries>(working_entries);
 }
 
 void ValueLoader::startRecord(std::int64_t id) {
   while (next_ < ids_.size() && record_->id < id) {
     record_ = &table_.loaded(next_);
-    if (entries_[next_] != 0) record_->entries = std::make_unique<Record::Entries>(entries_[next_]);
+    if (entries_[next_] != 0) record_->entries = std::make_unique<Entries>(entries_[next_]);
     ++next_;
   }
   requireContent(record_->id == id);
@@ -128,7 +128,7 @@ void ValueLoader::startRecord(std::int64_t id) {
 void ValueLoader::storeRow() {
   if (row_.empty()) return;
   requireContent(static_cast<std::size_t>(entry_) <= record_->entryCount());
-  CellRow& target = entry_ == 0 ? record_->values : (*record_->entries)[static_cast<std::size_t>(entry_ - 1)];
+  CellRow& target = entry_ == 0 ? record_->values : record_->entries->row(static_cast<std::size_t>(entry_));
   target.assign(row_);
   row_.clear();
 }

@@ -23,13 +23,13 @@ Status putInto(Record& record, std::size_t entry, Cell&& cell) {
   if (entry > n + 1) return AIO_BADENTRY;
   if (entry > AIO_MAX_ENTRIES) return AIO_ENTRIESFULL;
   if (entry <= n) {
-    (*record.entries)[entry - 1].put(std::move(cell));
+    record.entries->row(entry).put(std::move(cell));
     return AIO_OK;
   }
   CellRow row;
   row.put(std::move(cell));
-  if (!record.entries) record.entries = std::make_unique<Record::Entries>();
-  record.entries->push_back(std::move(row));
+  if (!record.entries) record.entries = std::make_unique<Entries>();
+  record.entries->append(std::move(row));
   return AIO_OK;
 }
 
@@ -41,7 +41,7 @@ void clean(Record& record) noexcept {
   record.dirty = record.rewrite = false;
   clean(record.values);
   if (record.entries)
-    for (CellRow& row : *record.entries) clean(row);
+    for (Entries::Row& row : record.entries->rows()) clean(row.values);
 }
 
 }  // namespace
@@ -133,9 +133,8 @@ Status Table::insertEntry(std::size_t record, std::size_t after) {
   if (record > order_.size()) return AIO_BADRECORD;
   Record& target = *writable(record);
   if (target.entryCount() >= AIO_MAX_ENTRIES) return AIO_ENTRIESFULL;
-  if (!target.entries) target.entries = std::make_unique<Record::Entries>();
-  const auto place = target.entries->begin() + static_cast<std::ptrdiff_t>(std::min(after, target.entries->size()));
-  target.entries->insert(place, CellRow{});
+  if (!target.entries) target.entries = std::make_unique<Entries>();
+  target.entries->insert(std::min(after, target.entryCount()));
   target.rewrite = true;
   return AIO_OK;
 }
@@ -158,7 +157,7 @@ Status Table::deleteEntry(std::size_t record, std::size_t entry) {
   const Record& target = *this->record(record);
   if (entry == 0 || entry > target.entryCount()) return AIO_BADENTRY;
   Record& changed = *writable(record);
-  changed.entries->erase(changed.entries->begin() + static_cast<std::ptrdiff_t>(entry - 1));
+  changed.entries->erase(entry);
   changed.rewrite = true;
   return AIO_OK;
 }

@@ -28,17 +28,23 @@ void openToWriters(int descriptor, const std::string& path) {
   if (fchmod(descriptor, mode) != 0) return;  // then only its owner can take it over
 }
 
+struct LockFile {
+  Descriptor descriptor;
+  bool is_new = false;
+};
+
 /// Opens the lock file, making it when there is none. Nothing is open when it came or went meanwhile.
-Descriptor openLockFile(const std::string& lock_path, const std::string& path) {
-  Descriptor opened(open(lock_path.c_str(), O_RDWR | kFlags));
-  if (!opened && errno == EACCES) opened.reset(open(lock_path.c_str(), O_RDONLY | kFlags));
-  if (opened) return opened;
+LockFile openLockFile(const std::string& lock_path, const std::string& path) {
+  LockFile file{Descriptor(open(lock_path.c_str(), O_RDWR | kFlags))};
+  if (!file.descriptor && errno == EACCES) file.descriptor.reset(open(lock_path.c_str(), O_RDONLY | kFlags));
+  if (file.descriptor) return file;
   if (errno == ELOOP || errno == EISDIR || errno == ENXIO) throw Failure(AIO_BADLOCKFILE);
   if (errno != ENOENT) throw Failure(statusOfErrno(errno));
-  opened.reset(open(lock_path.c_str(), O_RDWR | O_CREAT | O_EXCL | kFlags, 0600));
-  if (!opened && errno != EEXIST) throw Failure(statusOfErrno(errno));
-  if (opened) openToWriters(opened.get(), path);
-  return opened;
+  file.descriptor.reset(open(lock_path.c_str(), O_RDWR | O_CREAT | O_EXCL | kFlags, 0600));
+  if (!file.descriptor && errno != EEXIST) throw Failure(statusOfErrno(errno));
+  file.is_new = static_cast<bool>(file.descriptor);
+  if (file.is_new) openToWriters(file.descriptor.get(), path);
+  return file;
 }
 
 void requireLockFile(int descriptor) {
@@ -55,12 +61,16 @@ WriterLock::WriterLock(const std::string& path) : path_(path), lock_path_(path +
 
 void WriterLock::take() {
   do {
-    Descriptor opened = openLockFile(lock_path_, path_);
-    if (!opened) continue;
-    requireLockFile(opened.get());
-    if (flock(opened.get(), LOCK_EX | LOCK_NB) != 0)
-      throw Failure(errno == EWOULDBLOCK ? Status{AIO_LOCKED} : statusOfErrno(errno));
-    descriptor_ = std::move(opened);
+    LockFile file = openLockFile(lock_path_, path_);
+    if (!file.descriptor) continue;
+    requireLockFile(file.descriptor.get());
+    if (flock(file.descriptor.get(), LOCK_EX | LOCK_NB) != 0) {
+      const int error = errno;
+      if (error == EWOULDBLOCK) throw Failure(AIO_LOCKED);
+      if (file.is_new) unlink(lock_path_.c_str());
+      throw Failure(statusOfErrno(error));
+    }
+    descriptor_ = std::move(file.descriptor);
   } while (!isStillThere());  // the writer before us may have removed it between our open and our lock
 }
 
@@ -68,11 +78,17 @@ void WriterLock::dataFileIsThere() {
   openToWriters(descriptor_.get(), path_);
 }
 
+/// @throws Failure when that cannot be found out
 bool WriterLock::isStillThere() const {
   struct stat opened {};
   struct stat named {};
-  return descriptor_ && fstat(descriptor_.get(), &opened) == 0 && lstat(lock_path_.c_str(), &named) == 0 &&
-         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino && named.st_size == 0;
+  if (!descriptor_) return false;
+  if (fstat(descriptor_.get(), &opened) != 0) throw Failure(statusOfErrno(errno));
+  if (lstat(lock_path_.c_str(), &named) != 0) {
+    if (errno == ENOENT) return false;
+    throw Failure(statusOfErrno(errno));
+  }
+  return opened.st_dev == named.st_dev && opened.st_ino == named.st_ino && named.st_size == 0;
 }
 
 void WriterLock::requireHeld() {
@@ -81,7 +97,12 @@ void WriterLock::requireHeld() {
 }
 
 WriterLock::~WriterLock() {
-  if (getpid() == owner_ && isStillThere()) unlink(lock_path_.c_str());  // while it is still ours
+  if (getpid() != owner_) return;
+  try {
+    if (isStillThere()) unlink(lock_path_.c_str());  // while it is still ours
+  } catch (const Failure&) {
+    // An empty file stays that the next writer takes over.
+  }
 }
 
 }  // namespace porb

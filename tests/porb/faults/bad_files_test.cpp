@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -495,6 +496,54 @@ TEST_F(BadFile, NoPermission) {
   }
   EXPECT_TRUE(readBytes(path_) == states().file_a);
   EXPECT_EQ(namesIn(dir_.path()), "file");
+}
+
+/// Most memory that a process of its own takes for a function [MB].
+long memoryOf(const std::function<void()>& run) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    run();
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int result = 0;
+  rusage usage{};
+  wait4(pid, &result, 0, &usage);
+  EXPECT_EQ(result, 0);
+  return usage.ru_maxrss / 1024;
+}
+
+/// Entries are cheap to ask for: a number in a row of the file. Only those with values may cost anything.
+TEST_F(BadFile, EntriesWithoutValuesTakeNoMemory) {
+  const long usual = memoryOf([&] { writeBytes(path_, states().file_a); });
+  runSql(path_,
+         "UPDATE record SET entries=65535 WHERE class=8198;"
+         "WITH RECURSIVE n(i) AS (SELECT 1000 UNION ALL SELECT i+1 FROM n WHERE i<2000) "
+         "INSERT INTO record SELECT 8198,i,i*1000000,65535 FROM n");
+  EXPECT_LT(memoryOf([&] {
+              const File file(path_);
+              USHORT n = 0;
+              EXPECT_EQ(nameOf(AioCount(file, ORB_CLS_PEAKS, 1, 0, &n)), "AIO_BADCONTENT");
+            }),
+            usual + 100);
+
+  writeBytes(path_, states().file_a);
+  EXPECT_LT(memoryOf([&] {
+              File file(path_);
+              for (USHORT record = 1; record <= 20; ++record)
+                for (int entry = 0; entry < 65535; ++entry)
+                  ASSERT_EQ(AioInsertEntry(file, ORB_CLS_PEAKS, record, 0), ULONG{AIO_OK});
+              EXPECT_EQ(nameOf(put(file, 0x20060071, 7, 65535, 1.5)), "AIO_OK");
+              EXPECT_EQ(nameOf(AioInsertEntry(file, ORB_CLS_PEAKS, 7, 0)), "AIO_ENTRIESFULL");
+              EXPECT_EQ(nameOf(AioFlush(file)), "AIO_OK");
+              file.close();
+              const File reader(path_, AIO_READ_ONLY);
+              double value = 0;
+              EXPECT_EQ(nameOf(get(reader, 0x20060071, 7, 65535, value)), "AIO_OK");
+              EXPECT_EQ(value, 1.5);
+              EXPECT_EQ(nameOf(get(reader, 0x20060071, 7, 65534, value)), "AIO_NOVALUE");
+              EXPECT_EQ(nameOf(AioCheck(reader, nullptr, nullptr)), "AIO_OK");
+            }),
+            usual + 100);
 }
 
 /// Another tool left the file in write-ahead mode, with changes that lie beside it.

@@ -174,6 +174,12 @@ TEST_F(FileGone, ReplacedAndDeleted) {
   EXPECT_TRUE(readBytes(path_) == states().file_b);
 }
 
+/// Cut off by one byte behind the back of a writer: what it would add makes nothing whole again.
+TEST_F(FileGone, CutOffBeforeAFlush) {
+  ASSERT_EQ(truncate(path_.c_str(), static_cast<off_t>(states().file_a.size() - 1)), 0);
+  EXPECT_EQ(nameOf(AioFlush(file_)), "AIO_TRUNCATED");
+}
+
 /// A file cut off behind the back of a writer that has not read all of it.
 TEST_F(FileGone, CutOff) {
   file_.close();
