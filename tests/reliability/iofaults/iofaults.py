@@ -73,8 +73,11 @@ class Command:
         done = run_with(fault, [ORB, *self.words.split()], self.folder, self.place)
         wrong = ended_badly(done, fault) or self.judge(done.returncode == 0)
         may_leave = fault.startswith("unlink") or fault.endswith("kill") or done.returncode != 0 and "+" in fault
-        if not wrong and not may_leave and not set(names(self.folder)) <= set(self.names):
-            wrong = f"left in the folder: {set(names(self.folder)) - set(self.names)}"
+        left = set(names(self.folder)) - set(self.names)
+        if fault.startswith("stat"):  # an empty lock file that cannot be looked at may be another's
+            left = {name for name in left if not name.endswith("-lock")}
+        if not wrong and not may_leave and left:
+            wrong = f"left in the folder: {left}"
         if not wrong and done.returncode != 0:
             again = orb(self.words, self.folder)
             if again.returncode != 0 and b"not overwritten without --force" not in again.stderr:
@@ -142,7 +145,7 @@ def fill_disk(place, limit):
     subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4m", "tmpfs", disk], check=True)
     for _, words, targets in COMMANDS:
         command = Command(template, disk, words, targets)
-        for pages in range(0, 400, by_length(25, 2, 1)):
+        for pages in range(0, 400, by_length(40, 4, 1)):
             fresh_folder(template, command.folder)
             (disk / "trace").unlink(missing_ok=True)
             filler = disk / "filler"
@@ -161,8 +164,11 @@ def fill_disk(place, limit):
 def measure(row, cases, figure):
     begin, faults, n, hits = time.monotonic(), [], 0, 0
     for wrong, hit in cases:
-        n, hits, faults = n + 1, hits + hit, faults + ([wrong] if wrong else [])
-    print(f"{row}: {figure.format(n=n, hits=hits)}", *faults[:40], sep="\n  ", flush=True)
+        n, hits = n + 1, hits + hit
+        if wrong:
+            faults.append(wrong)
+            print("  " + wrong, flush=True)
+    print(f"{row}: {figure.format(n=n, hits=hits)}", flush=True)
     report(row, figure.format(n=n, hits=hits), len(faults) + (hits == 0), time.monotonic() - begin, COMMAND)
     return len(faults) + (hits == 0)
 
@@ -173,9 +179,9 @@ def main():
     if "full-disk" in sys.argv:  # in a mount namespace of its own
         return measure("full disk, the tool", fill_disk(place, 0), "{n} runs with so much room or less, {hits} without enough")
     writer, tool = scratch(), scratch()
-    failures = measure("file calls of a writer through the file object", fail_writer(writer, by_length(150, 4000, 1000000)),
+    failures = measure("file calls of a writer through the file object", fail_writer(writer, by_length(60, 700, 1000000)),
                        "{n} runs, a call failed in {hits}")
-    failures += measure("file calls of the tool", fail_tool(tool, by_length(25, 300, 1000000)),
+    failures += measure("file calls of the tool", fail_tool(tool, by_length(8, 150, 1000000)),
                         "{n} runs, a call failed in {hits}")
     can = subprocess.run(["unshare", "-rm", "mount", "-t", "tmpfs", "tmpfs", place], capture_output=True).returncode == 0
     if can:

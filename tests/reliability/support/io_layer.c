@@ -1,7 +1,8 @@
 // A layer between a program and the C library, loaded with LD_PRELOAD. It follows what the program does with the files
 // below one folder, writes that down and fails calls on demand.
 //   ORB_IO_ROOT   the folder, as an absolute path without links
-//   ORB_IO_LOG    file for the changes, one a line: create PATH INODE, write INODE OFFSET HEX, truncate INODE SIZE,
+//   ORB_IO_LOG    file for the changes, one a line: create PATH INODE, unnamed INODE, name PATH INODE, write INODE
+//   OFFSET HEX, truncate INODE SIZE,
 //                 sync INODE, rename FROM TO, link FROM TO, unlink PATH, told HEX (written to standard output)
 //   ORB_IO_TRACE  file for the kind of each call, and `hit` for one that failed on demand
 //   ORB_IO_FAULT  KIND:N:ACTION or KIND:N+:ACTION: the N-th call of that kind (`any` is a kind too), and with + all
@@ -172,6 +173,10 @@ static int openFollowed(int at, const char* path, int flags, mode_t mode) {
   if (enter("open") > 0) return -1;
   const int was_there = (flags & O_CREAT) == 0 || inodeNamed(full) != 0;
   const int result = (int)syscall(SYS_openat, at, path, flags, mode);
+  if (result >= 0 && (flags & O_TMPFILE) == O_TMPFILE) {
+    note("unnamed %lu\n", inodeOf(result));
+    return result;
+  }
   if (result >= 0 && !was_there) note("create %s %lu\n", full, inodeOf(result));
   if (result >= 0 && was_there && (flags & O_TRUNC) != 0) note("truncate %lu 0\n", inodeOf(result));
   return result;
@@ -357,7 +362,7 @@ static int linkFollowed(int from_at, const char* from, int to_at, const char* to
   const int is_followed = follow(to_at, to, to_full);
   if (is_followed && enter("link") > 0) return -1;
   const int result = (int)syscall(SYS_linkat, from_at, from, to_at, to, flags);
-  if (is_followed && result == 0 && is_unnamed) note("create %s %lu\n", to_full, inode);
+  if (is_followed && result == 0 && is_unnamed) note("name %s %lu\n", to_full, inode);
   if (is_followed && result == 0 && !is_unnamed && follow(from_at, from, from_full))
     note("link %s %s\n", from_full, to_full);
   return result;

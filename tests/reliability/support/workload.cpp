@@ -7,6 +7,7 @@
 // What a flush changes depends on its number alone, so the content after it is known from a run that nobody disturbed.
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -15,6 +16,7 @@
 
 #include "FileAccess.h"
 #include "fault_support.h"
+#include "writelog.h"
 
 using namespace com::norvale::orb;
 using com::norvale::datatypes::Variant;
@@ -40,6 +42,20 @@ void tell(unsigned number) {
   if (write(STDOUT_FILENO, line.data(), line.size()) < 0) std::exit(1);
 }
 
+/// Some operations pass over the failure of a single value, but not without a line in the log.
+std::atomic<std::uint32_t> g_logged_failure{0};
+
+bool isFailureOfTheMachine(std::uint32_t code) {
+  for (const unsigned status : {AIO_IOERROR, AIO_DISKFULL, AIO_NOMEMORY, AIO_CORRUPT, AIO_BUSY, AIO_INTERNAL})
+    if (code == convertReturnCode(status)) return true;
+  return false;
+}
+
+/// Ends the process for a failure of disk or memory; what the state of the file does not allow is no failure.
+void checked(std::uint32_t code) {
+  if (isFailureOfTheMachine(code)) stop("change", code);
+}
+
 /// Changes of one flush. What a change answers does not matter as long as it is no failure of disk or memory: to delete
 /// a record that is not there is refused each time.
 class Changes {
@@ -58,46 +74,45 @@ class Changes {
   void makeOne(unsigned kind) {
     switch (kind) {
       case 0:
-        return check(file_.setParameter(0x20000005, Variant(static_cast<double>(random_())), 0, 0));
+        return checked(file_.setParameter(0x20000005, Variant(static_cast<double>(random_())), 0, 0));
       case 1:
-        return check(file_.setParameter(0x2010006F, Variant(text()), record(), 0));
+        return checked(file_.setParameter(0x2010006F, Variant(text()), record(), 0));
       case 2:
-        return check(file_.setParameter(0x20060007, Variant(upTo(4000) / 8.0), record(), 0));
+        return checked(file_.setParameter(0x20060007, Variant(upTo(4000) / 8.0), record(), 0));
       case 3:
-        return check(file_.insertItem(0x20060000, record(), 0));
+        return checked(file_.insertItem(0x20060000, record(), 0));
       case 4:
-        return check(file_.deleteItem(0x20060000, record(), 0));
+        return checked(file_.deleteItem(0x20060000, record(), 0));
       case 5:
-        return check(file_.setParameter(0x20080021, Variant(static_cast<int>(upTo(99))), record(), record()));
+        return checked(file_.setParameter(0x20080021, Variant(static_cast<int>(upTo(99))), record(), record()));
       case 6:
-        return check(file_.deleteItem(0x20080000, record(), record()));
+        return checked(file_.deleteItem(0x20080000, record(), record()));
       case 7:
-        return upTo(2) ? check(file_.createBlock(0x20130000, 0, 1, 1)) : check(file_.deleteBlock(0x20130000));
+        return upTo(2) ? checked(file_.createBlock(0x20130000, 0, 1, 1)) : checked(file_.deleteBlock(0x20130000));
       case 8:
         return setSpectrum();
       case 9:
-        return check(donor_.copyTo(file_, upTo(2) ? 0x20090000 : 0x20060000));
+        return checked(donor_.copyTo(file_, upTo(2) ? 0x20090000 : 0x20060000));
       case 10:
-        return check(donor_.moveTo(file_, 0x2006, record(), record()));
+        return checked(donor_.moveTo(file_, 0x2006, record(), record()));
       case 11:
-        return upTo(2) ? check(donor_.copySequenceTo(file_))
-                       : check(donor_.copyCalibrationsTo(file_, CopyCalibrationOptions(15)));
+        return upTo(2) ? checked(donor_.copySequenceTo(file_))
+                       : checked(donor_.copyCalibrationsTo(file_, CopyCalibrationOptions(15)));
       default:
-        return upTo(4) == 0 ? check(donor_.duplicateTo(file_)) : setSpectrum();
+        return upTo(4) == 0 ? checked(donor_.duplicateTo(file_)) : setSpectrum();
     }
   }
 
   void setSpectrum() {
+    // A spectrum that cannot be written for whatever reason is written into a new block, so the old one is read first:
+    // a block that cannot be read must not come to that.
+    std::vector<int> old;
+    checked(file_.getSpectrum(old, 1, 1));
     if (upTo(3) == 0)
-      return check(file_.setSpectrum(std::vector<float>(kChannels, static_cast<float>(upTo(999)) / 4), 1, 1));
+      return checked(file_.setSpectrum(std::vector<float>(kChannels, static_cast<float>(upTo(999)) / 4), 1, 1));
     std::vector<unsigned> counts(upTo(8) == 0 ? kChannels * 2 : kChannels);
     for (unsigned& channel : counts) channel = upTo(100000);
-    check(file_.setSpectrum(counts, 1, 1));
-  }
-
-  void check(std::uint32_t code) {
-    for (const unsigned status : {AIO_IOERROR, AIO_DISKFULL, AIO_NOMEMORY, AIO_CORRUPT, AIO_BUSY, AIO_INTERNAL})
-      if (code == convertReturnCode(status)) stop("change", code);
+    checked(file_.setSpectrum(counts, 1, 1));
   }
 
   FileAccess& file_;
@@ -111,7 +126,9 @@ unsigned count(const std::string& text) {
 
 unsigned numberOf(const FileAccess& file) {
   Variant title;
-  if (file.getParameter(kTitle, title, 0, 0) != 0) return 0;
+  const std::uint32_t code = file.getParameter(kTitle, title, 0, 0);
+  checked(code);
+  if (code != 0) return 0;
   const std::string text = title.toString();
   return text.rfind(kTitleStart, 0) == 0 ? count(text.substr(kTitleStart.size())) : 0;
 }
@@ -119,6 +136,7 @@ unsigned numberOf(const FileAccess& file) {
 void change(FileAccess& file, const FileAccess& donor, unsigned number) {
   Changes(file, donor, number).make();
   must("title", file.setParameter(kTitle, Variant(kTitleStart + std::to_string(number)), 0, 0));
+  must("a line in the log", g_logged_failure);
 }
 
 std::string contentHash(void* handle) {
@@ -189,6 +207,9 @@ std::string look(const std::string& path) {
 int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
   if (words.empty()) return 2;
+  com::norvale::application::vyx::routeLog([](const com::norvale::application::vyx::LogLine& line) {
+    if (isFailureOfTheMachine(line.code)) g_logged_failure = line.code;
+  });
   if (words[0] == "donor" && argc == 3) makeDonor(words[1]);
   if (words[0] == "write" && argc == 5) writeFlushes(words[1], words[2], count(words[3]), false);
   if (words[0] == "reference" && argc == 5) writeFlushes(words[1], words[2], count(words[3]), true);

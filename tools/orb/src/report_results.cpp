@@ -6,6 +6,7 @@
 #include "anautils.h"
 #include "blocks.h"
 #include "comdefs.h"
+#include "failure.h"
 #include "peak_results.h"
 #include "report_data.h"
 #include "report_values.h"
@@ -59,7 +60,7 @@ class ResultReader {
       nuclide.lines_found = std::to_string(view.whole(0x2008000C)) + " of " + numberText(*lines);
     nuclide.remarks = wordsOf(kNuclideMarks, view.whole(0x20080012));
     std::uint16_t n = 0;
-    if (file_.countItems(ORB_CLS_NUCRESULTS, n, record) != 0) n = 0;
+    require(file_.countItems(ORB_CLS_NUCRESULTS, n, record), file_.name(), "cannot count the lines of a nuclide");
     for (std::uint32_t i = 1; i <= n; ++i) nuclide.lines.push_back(readLine(record, static_cast<std::uint16_t>(i)));
     report_.nuclides.push_back(std::move(nuclide));
   }
