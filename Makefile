@@ -30,7 +30,10 @@ accuracy:
 #   make reliability PARTS=kills          one part, the page stays
 #   ORB_RELIABILITY=long make reliability a night
 reliability: build/test/build.ninja
+	scripts/install-packages.sh reliability
 	cmake --build --preset test -j $(JOBS) --target reliability
+	cmake --preset coverage
+	cmake --build --preset coverage -j $(JOBS)
 	scripts/reliability.py $(addprefix --part ,$(PARTS)) build/test
 
 # The random tests with more seeds: make soak ORB_SOAK_SEEDS=1000

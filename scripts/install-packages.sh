@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs the Debian packages that are missing for a job; does nothing when all are there.
-#   install-packages.sh build|test|bench|fuzz|armv7|format|browser
+#   install-packages.sh build|test|bench|fuzz|armv7|format|browser|reliability
 # Uses sudo when not run as root.
 set -eu
 
@@ -13,8 +13,9 @@ case "${1:-}" in
   fuzz) packages="$build clang libclang-rt-dev" ;;
   armv7) packages="$build g++-arm-linux-gnueabihf qemu-user" ;;
   format) packages="clang-format clang-tidy" ;;
+  reliability) packages="gcovr" ;;
   browser) packages="chromium chromium-driver" ;;
-  *) echo "usage: $0 build|test|bench|fuzz|armv7|format|browser" >&2; exit 2 ;;
+  *) echo "usage: $0 build|test|bench|fuzz|armv7|format|browser|reliability" >&2; exit 2 ;;
 esac
 
 missing=""

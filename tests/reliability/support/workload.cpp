@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
 #include <random>
 #include <string>
@@ -159,7 +158,7 @@ void makeDonor(const std::string& path) {
 void writeFlushes(const std::string& path, const std::string& donor_path, unsigned n, bool is_reference) {
   FileAccess donor, file;
   must("open donor", donor.open(donor_path, READONLY));
-  if (std::filesystem::exists(path))
+  if (access(path.c_str(), F_OK) == 0)
     must("open", file.open(path, READWRITE));
   else
     must("create", file.create(path, kChannels, false));
@@ -183,7 +182,7 @@ void writeFlushes(const std::string& path, const std::string& donor_path, unsign
 void createFiles(const std::string& folder, unsigned n) {
   for (unsigned number = 1; n > 0; ++number) {
     const std::string path = folder + "/" + std::to_string(number);
-    if (std::filesystem::exists(path)) continue;
+    if (access(path.c_str(), F_OK) == 0) continue;
     FileAccess file;
     must("create", file.create(path, kChannels, false));
     must("flush", file.flush());
@@ -194,7 +193,7 @@ void createFiles(const std::string& folder, unsigned n) {
 
 std::string look(const std::string& path) {
   FileAccess file;
-  if (!std::filesystem::exists(path)) return "none";
+  if (access(path.c_str(), F_OK) != 0) return "none";
   const std::uint32_t code = file.open(path, READWRITE);
   if (code != 0) return "refused " + std::to_string(code);
   const ULONG status = AioCheck(file.handle(), nullptr, nullptr);
