@@ -50,10 +50,6 @@ std::uint64_t checksumOfShape(std::uint16_t cls, std::uint32_t size, const Spect
 /// else their rows hold is for their own checksums, so that damage to one does not close the whole file.
 constexpr std::int64_t kListRow = -1;
 
-std::uint64_t hashOfListed(std::uint16_t cls) noexcept {
-  return mixHash(4, cls);
-}
-
 }  // namespace
 
 std::uint64_t checksumOf(const Block& block) {
@@ -63,6 +59,10 @@ std::uint64_t checksumOf(const Block& block) {
   for (const auto& [key, spectrum] : spectra->written())
     sum += mixHash(mixHash(mixHash(3, key.group), key.row), spectrum.hash());
   return sum;
+}
+
+std::uint64_t hashOfListed(std::uint16_t cls) noexcept {
+  return mixHash(4, cls);
 }
 
 std::unique_ptr<Storage> openSqliteStorage(const std::string& path, bool writable) {
@@ -247,10 +247,15 @@ std::uint32_t SqliteStorage::countRecords(std::uint16_t cls) {
   return bounded<std::uint32_t>(query, 0, 0, AIO_MAX_RECORDS);
 }
 
-std::unique_ptr<Block> SqliteStorage::loadBlock(const BlockHeader& header) {
+std::unique_ptr<Block> SqliteStorage::readBlock(const BlockHeader& header) {
   requireShape(header);
-  auto block = header.cls == ORB_CLS_SPECTRUM ? std::make_unique<Block>(header.cls, header.size, loadSpectra(header))
-                                              : std::make_unique<Block>(header.cls, header.size, loadTable(header));
+  if (header.cls == ORB_CLS_SPECTRUM)
+    return std::make_unique<Block>(header.cls, header.size, loadSpectra(header));
+  return std::make_unique<Block>(header.cls, header.size, loadTable(header));
+}
+
+std::unique_ptr<Block> SqliteStorage::loadBlock(const BlockHeader& header) {
+  auto block = readBlock(header);
   requireContent(checksumOf(*block) == header.checksum);
   return block;
 }

@@ -44,6 +44,9 @@ class SqliteStorage final : public Storage {
 
   std::unique_ptr<WriterLock> giveUpLock() noexcept { return std::move(lock_); }
 
+  /// A block as its rows say, not yet proved against its checksum.
+  std::unique_ptr<Block> readBlock(const BlockHeader& header);
+
  private:
   void openForReading();
   void requireOwnProcess() const;
@@ -91,5 +94,7 @@ std::unique_ptr<WriterLock> recover(const std::string& path, std::unique_ptr<Wri
 
 /// Checksum over a block: its row, its records and values, or its spectra.
 std::uint64_t checksumOf(const Block& block);
+/// What a block adds to the checksum over the list of blocks.
+std::uint64_t hashOfListed(std::uint16_t cls) noexcept;
 
 }  // namespace porb
