@@ -55,11 +55,13 @@ tsan:
 	cmake --build --preset tsan -j $(JOBS) --target concurrent_tests
 	ctest --preset tsan -L 'unit|behaviour|threads'
 
+# Arbitrary input for FUZZ_SECONDS each: make fuzz FUZZ_SECONDS=600 FUZZ_TARGETS="spe n42"
+FUZZ_SECONDS ?= 60
 fuzz:
 	scripts/install-packages.sh fuzz
 	cmake --preset fuzz
-	cmake --build --preset fuzz -j $(JOBS) --target make_seeds fuzz_deserialize fuzz_open_file fuzz_spe fuzz_n42 fuzz_csv
-	scripts/fuzz.sh build/fuzz
+	cmake --build --preset fuzz -j $(JOBS) --target fuzz_targets
+	scripts/fuzz.sh build/fuzz $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 test-armv7:
 	scripts/install-packages.sh armv7
