@@ -96,6 +96,7 @@ TEST_F(CommandTest, AnUnknownNameSuggestsNearOnes) {
   EXPECT_THAT(typo.err, HasSubstr("(0xE06100C2); near: ORB_D_LIVETIME"));
   EXPECT_THAT(orb({"get", "a.dat", "livetime"}).err, HasSubstr("near: ORB_D_LIVETIME"));
   EXPECT_THAT(orb({"get", "a.dat", "qqqqqqqqqq"}).err, Not(HasSubstr("near")));
+  EXPECT_THAT(orb({"get", "a.dat", std::string(100000, 'q')}).err, Not(HasSubstr("near")));
   EXPECT_THAT(orb({"get", "a.dat", "0x20009999"}).err, HasSubstr("no parameter '0x20009999'"));
 }
 

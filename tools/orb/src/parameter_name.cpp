@@ -85,7 +85,7 @@ std::vector<AioParamInfo_T> allParameters() {
 
 std::vector<std::string> nearNames(const std::string& name, std::size_t limit) {
   const std::string wanted(withoutPrefix(toLower(name)));
-  if (wanted.empty()) return {};
+  if (wanted.empty() || wanted.size() > AIO_NAME_LENGTH) return {};  // comparing takes the product of the lengths
   std::vector<std::pair<std::size_t, std::string>> ranked;
   for (const AioParamInfo_T& parameter : allParameters()) {
     const std::string known(withoutPrefix(toLower(parameter.szName)));
