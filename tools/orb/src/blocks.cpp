@@ -1,6 +1,7 @@
 #include "blocks.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <memory>
@@ -77,8 +78,11 @@ bool looksLikeDataFile(const std::string& path) {
   constexpr std::string_view kDatabase("SQLite format 3\0", 16);
   char start[kDatabase.size()];
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-  return file && std::fread(start, 1, sizeof start, file.get()) == sizeof start &&
-         std::string_view(start, sizeof start) == kDatabase;
+  if (!file && errno != ENOENT && errno != ENOTDIR) failWithErrno(errno, path, "cannot open");
+  if (!file) return false;
+  const std::size_t n = std::fread(start, 1, sizeof start, file.get());
+  if (std::ferror(file.get()) != 0 && errno != EISDIR) failWithErrno(errno, path, "cannot read");
+  return n == sizeof start && std::string_view(start, sizeof start) == kDatabase;
 }
 
 bool hasBlock(const std::vector<AioBlockInfo_T>& blocks, std::uint16_t cls) {

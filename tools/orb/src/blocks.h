@@ -23,7 +23,8 @@ std::string classWords(std::uint16_t cls);
 /// @throws UsageError
 std::uint16_t parseClass(const std::string& text);
 
-/// Whether a file is worth opening as a data file: it begins as a database does.
+/// Whether a file is worth opening as a data file: it begins as a database does. One that is not there is not.
+/// @throws Failure when the file cannot be looked at
 bool looksLikeDataFile(const std::string& path);
 
 /// The spectral block of a file; null when there is none.
