@@ -27,7 +27,7 @@ accuracy:
 	scripts/accuracy.sh build/release
 
 # What the storage, the tool and their surroundings stand: writes docs/reliability.md. Fails when a fault is found.
-#   make reliability PARTS=kills          one part, the page stays
+#   make reliability PARTS=kills          one part; the page keeps the figures of the others
 #   ORB_RELIABILITY=long make reliability a night
 reliability: build/test/build.ninja
 	scripts/install-packages.sh reliability

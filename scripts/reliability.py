@@ -13,7 +13,7 @@ cores. What the page says of a part beside the measured figures is tests/reliabi
   row = "..."             name of the row, or its beginning
   text = "..."
 
-With --part only these parts run, and the page stays as it is.
+With --part only these parts run. The page has the latest results of every run, which lie in build/reliability.
 """
 import argparse
 import concurrent.futures
@@ -28,15 +28,16 @@ import tomllib
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PAGE = ROOT / "docs" / "reliability.md"
+RESULTS = ROOT / "build" / "reliability"
 INTRODUCTION = """# Reliability
 
-Made by `make reliability`; do not edit. The figures are those of one run, of the length "{length}": {runs} runs in
-{minutes:.0f} minutes on {cores} cores, {failures}. Random choices have fixed seeds where the
-clock has no part in them. `ORB_RELIABILITY=long make reliability` takes a night. The same programs run for some seconds
+Made by `make reliability`; do not edit. The figures are those of the latest run of each part: {runs} programs, {minutes:.0f}
+minutes of them on {cores} cores, {failures}. Random choices have fixed seeds where the clock has no part in them.
+`ORB_RELIABILITY=long make reliability` takes a night. The same programs run for some seconds
 each with all tests (`ctest --preset test -L reliability`).
 
 A row tells what was tried, how often, how often it went wrong in this run, and, where it ever found something, what that
-was and what was done. `make reliability PARTS=NAME` repeats a section.
+was and what was done. `make reliability PARTS=NAME` measures a section anew.
 """
 
 
@@ -47,6 +48,9 @@ class Run:
         self.part, self.name = file.name.removesuffix(".run").split(".", 1)
         self.words = file.read_text().splitlines()
         self.rows, self.seconds, self.code, self.output = [], 0, 0, ""
+        self.results = RESULTS / f"{self.part}.{self.name}.json"
+        if self.results.exists():
+            self.seconds, self.rows = json.loads(self.results.read_text())
 
     def execute(self):
         handle, results = tempfile.mkstemp(suffix=".jsonl")
@@ -62,6 +66,8 @@ class Run:
         self.rows = [json.loads(line) for line in pathlib.Path(results).read_text().splitlines()]
         os.unlink(results)
         self.judge()
+        RESULTS.mkdir(parents=True, exist_ok=True)
+        self.results.write_text(json.dumps([self.seconds, self.rows]))
         return self
 
     def judge(self):
@@ -107,10 +113,10 @@ def section(part, runs):
     return about.get("order", 1000), part, "\n".join(lines) + "\n"
 
 
-def write_page(runs, minutes):
+def write_page(runs):
     failures = sum(run.failures() for run in runs)
-    text = INTRODUCTION.format(length=os.environ["ORB_RELIABILITY"], runs=len(runs), minutes=minutes,
-                               cores=os.cpu_count(), failures=f"**{failures} failures**" if failures else "no failure")
+    text = INTRODUCTION.format(runs=len(runs), minutes=sum(run.seconds for run in runs) / 60, cores=os.cpu_count(),
+                               failures=f"**{failures} failures**" if failures else "no failure")
     parts = sorted({run.part for run in runs})
     sections = sorted(section(part, [run for run in runs if run.part == part]) for part in parts)
     PAGE.write_text(text + "".join(body for _, _, body in sections))
@@ -124,21 +130,19 @@ def main():
     arguments = parser.parse_args()
     os.environ.setdefault("ORB_RELIABILITY", "quarter")
     runs = [Run(file) for build in arguments.builds for file in sorted((build / "reliability").glob("*.run"))]
-    runs = [run for run in runs if not arguments.part or run.part in arguments.part]
-    if not runs:
+    chosen = [run for run in runs if not arguments.part or run.part in arguments.part]
+    if not chosen:
         sys.exit("no runs of the campaign in " + ", ".join(map(str, arguments.builds)))
-    begin = time.monotonic()
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for done in concurrent.futures.as_completed([pool.submit(run.execute) for run in runs]):
+        for done in concurrent.futures.as_completed([pool.submit(run.execute) for run in chosen]):
             run = done.result()
             print(f"{run.part}.{run.name}: {run.seconds:.0f} s, {run.failures()} failures", flush=True)
             for row in run.rows:
                 print(f"    {row['row']}: {row['figure']}")
             if run.failures():
                 print(run.output[-8000:])
-    if not arguments.part:
-        write_page(runs, (time.monotonic() - begin) / 60)
-    return 1 if any(run.failures() for run in runs) else 0
+    write_page([run for run in runs if run.rows])
+    return 1 if any(run.failures() for run in chosen) else 0
 
 
 if __name__ == "__main__":
