@@ -32,9 +32,11 @@ accuracy:
 reliability: build/test/build.ninja
 	scripts/install-packages.sh reliability
 	cmake --build --preset test -j $(JOBS) --target reliability
+	cmake --preset asan
+	cmake --build --preset asan -j $(JOBS) --target reliability
 	cmake --preset coverage
 	cmake --build --preset coverage -j $(JOBS)
-	scripts/reliability.py $(addprefix --part ,$(PARTS)) build/test
+	scripts/reliability.py $(addprefix --part ,$(PARTS)) build/test build/asan
 
 # The random tests with more seeds: make soak ORB_SOAK_SEEDS=1000
 soak: export ORB_SOAK_SEEDS ?= 200

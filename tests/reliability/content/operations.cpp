@@ -183,9 +183,10 @@ std::string checkCommand(const std::vector<std::string>& words) {
   return {};
 }
 
+/// The files as an operation finds them, whatever the last one left: it may have been killed.
 void restore() {
   for (const auto& [name, place] : folder())
-    if (name.rfind("O.", 0) == 0) fs::remove_all(name);
+    if (name != kHostile && name != kGood && name != kWithLibrary) fs::remove_all(name);
   constexpr auto over = fs::copy_options::overwrite_existing;
   fs::copy_file(kHostile, kHostileCopy, over);
   fs::copy_file(kGood, kGoodCopy, over);
