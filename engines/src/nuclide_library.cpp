@@ -28,7 +28,8 @@ fs::path engineFolder() {
 fs::path dataFileFolder(void* handle) {
   std::string path(4096, '\0');
   check(AioFileInfo(handle, path.data(), static_cast<ULONG>(path.size()), nullptr));
-  return fs::path(path.c_str()).parent_path();
+  const fs::path folder = fs::path(path.c_str()).parent_path();
+  return com::norvale::datatypes::isDraftFolder(folder.filename().string()) ? folder.parent_path() : folder;
 }
 
 /// A value that is not possible counts as not known.

@@ -102,6 +102,7 @@ TEST_F(WritelogTest, OneCallIsOneLineOfText) {
       {"w\n", "\x1B[1m\x7F", 1, "w\\n: \\x1B[1m\\x7F (0x00000001)"},
       {"w", std::string("a\0b", 3), 1, "w: a\\x00b (0x00000001)"},
       {"w", "\xC2\xB5s \\n", 1, "w: \xC2\xB5s \\n (0x00000001)"},
+      {"w", "\xC2\x9B \xE2\x80\xAE \xFF", 1, "w: \\x9B \\u202E \\xFF (0x00000001)"},
       {"w", std::string(100000, 'x'), 1, "w: " + std::string(100000, 'x') + " (0x00000001)"},
   };
   for (const auto& c : cases) EXPECT_EQ(formatLogLine({c.where, 3, c.message, c.code}), c.text);

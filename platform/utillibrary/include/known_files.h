@@ -2,6 +2,7 @@
 #pragma once
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "utillibrary_export.h"
@@ -22,5 +23,9 @@ UTILLIBRARY_EXPORT std::optional<std::string> findKnownFile(const std::string& n
 
 /// Whether a text names a file without a folder: no slash in it, and neither empty nor "." nor "..".
 UTILLIBRARY_EXPORT bool isPlainFileName(const std::string& text);
+
+/// Whether a folder of that name holds a file that does not bear its name yet: it lies beside the file's place, so what
+/// is looked for beside the file is looked for beside the folder. ".orb-", six letters or digits, ".part".
+UTILLIBRARY_EXPORT bool isDraftFolder(std::string_view name);
 
 }  // namespace com::norvale::datatypes

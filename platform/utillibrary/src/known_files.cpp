@@ -11,6 +11,11 @@ bool isPlainFileName(const std::string& text) {
   return !text.empty() && text != "." && text != ".." && text.find_first_of(std::string("/\0", 2)) == std::string::npos;
 }
 
+bool isDraftFolder(std::string_view name) {
+  constexpr std::size_t kLength = 16;
+  return name.size() == kLength && name.substr(0, 5) == ".orb-" && name.substr(kLength - 5) == ".part";
+}
+
 std::optional<std::string> findKnownFile(const std::string& name, const std::vector<std::string>& installed,
                                          const std::string& own) {
   if (!isPlainFileName(name)) return std::nullopt;

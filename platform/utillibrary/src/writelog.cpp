@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "shown_text.h"
+
 namespace com::norvale::application::vyx {
 namespace {
 
@@ -29,35 +31,6 @@ Router& router() {
 
 // True while this thread runs a sink, and therefore holds the router's mutex.
 thread_local bool inside_sink = false;
-
-void appendEscape(std::string& out, unsigned char c) {
-  switch (c) {
-    case '\n':
-      out += "\\n";
-      break;
-    case '\r':
-      out += "\\r";
-      break;
-    case '\t':
-      out += "\\t";
-      break;
-    default:
-      out += "\\x";
-      out += kHexDigits[c >> 4];
-      out += kHexDigits[c & 0xF];
-  }
-}
-
-void appendEscaped(std::string& out, const std::string& text) {
-  for (const char ch : text) {
-    const auto c = static_cast<unsigned char>(ch);
-    if (c < 0x20 || c == 0x7F) {
-      appendEscape(out, c);
-    } else {
-      out += ch;
-    }
-  }
-}
 
 void appendCode(std::string& out, unsigned code) {
   out += "0x";
@@ -121,9 +94,9 @@ void writelog(const std::string& where, int priority, const std::string& message
 std::string formatLogLine(const LogLine& line) {
   std::string out;
   out.reserve(line.where.size() + line.message.size() + 16);
-  appendEscaped(out, line.where);
+  out += datatypes::shownText(line.where);
   out += ": ";
-  appendEscaped(out, line.message);
+  out += datatypes::shownText(line.message);
   out += " (";
   appendCode(out, line.code);
   out += ')';

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <sstream>
 
 #include "command_runner.h"
@@ -10,6 +11,7 @@
 namespace orbtest {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -220,6 +222,51 @@ TEST_F(CommandTest, ControlCharactersOfAFileDoNotReachTheTerminal) {
   const std::string name = "no\x1B[31mred";
   EXPECT_THAT(orb({"info", name}).err, HasSubstr("no\\x1B[31mred"));
   EXPECT_THAT(orb({"get", "a.dat", name}).err, HasSubstr("no\\x1B[31mred"));
+}
+
+TEST_F(CommandTest, WhatAViewerWouldObeyIsInNoFileThatIsWritten) {
+  const std::string evil = "C1 \xC2\x9B[2J turn \xE2\x80\xAE hide \xE2\x80\x8B\xEF\xBB\xBF del \x7F end";
+  create("a.dat");
+  good({"set", "a.dat", "ORB_T_CTITLE", evil});
+  std::map<std::string, std::string> written;
+  for (const char* const name : {"a.spe", "a.csv", "a.n42", "a.json"}) {
+    EXPECT_EQ(orb({"export", "a.dat", name}).status, 0) << name;
+    written[name] = readFile(name);
+  }
+  EXPECT_EQ(orb({"plot", "a.dat", "-o", "a.svg"}).status, 0);
+  written["a.svg"] = readFile("a.svg");
+  if (orb({"report", "a.dat", "-o", "a.html"}).status == 0) written["a.html"] = readFile("a.html");
+  written["info --json"] = good({"info", "a.dat", "--json"});
+  written["dump --json"] = good({"dump", "a.dat", "--json"});
+  for (const auto& [name, text] : written) {
+    EXPECT_THAT(text, HasSubstr("turn ")) << name;
+    for (const char* const mark : {"\xC2\x9B", "\xE2\x80\xAE", "\xE2\x80\x8B", "\xEF\xBB\xBF", "\x7F"})
+      EXPECT_THAT(text, Not(HasSubstr(mark))) << name;
+  }
+  EXPECT_EQ(json({"info", "a.dat"})["title"], evil) << "JSON says what the file says";
+  EXPECT_EQ(nlohmann::json::parse(written["a.json"])["title"], evil);
+}
+
+TEST_F(CommandTest, NoCellOfATableIsComputedAndTextsComeBackAsTheyWere) {
+  for (const char* const title :
+       {"=1+1", "a,=cmd()", "a; -2, b", "x,\"=1\"", "plain, and \"quoted\", here", "\"# x\""}) {
+    create("a.dat");
+    good({"set", "a.dat", "ORB_T_CTITLE", title});
+    EXPECT_EQ(orb({"export", "a.dat", "a.csv", "--force"}).status, 0);
+    std::istringstream lines(readFile("a.csv"));
+    for (std::string line; std::getline(lines, line);) {
+      const bool is_quoted = line.starts_with("\"#") && line.ends_with("\"");
+      EXPECT_TRUE(is_quoted || line.find_first_of("=@") == std::string::npos || line.starts_with("# title: =")) << line;
+    }
+    const Result imported = orb({"import", "a.csv", "b.dat", "--detector", "hpge", "--force"});
+    EXPECT_EQ(imported.status, 0) << imported.err;
+    EXPECT_EQ(good({"get", "b.dat", "ORB_T_CTITLE"}), std::string(title) + "\n");
+    std::filesystem::remove("a.dat");
+  }
+  for (const char* const name : {"=x.spe", "@x.spe", "+x.spe", "-x.spe"}) writeFile(name, "none");
+  EXPECT_EQ(orb({"batch", "=x.spe", "@x.spe", "+x.spe", "./-x.spe", "-o", "out", "--csv", "r.csv"}).status, 1);
+  EXPECT_THAT(readFile("r.csv"), AllOf(HasSubstr("\n\"'=x.spe\","), HasSubstr("\n\"'@x.spe\","),
+                                       HasSubstr("\n\"'+x.spe\","), HasSubstr("\n\"./-x.spe\",")));
 }
 
 TEST(OrbDocuments, TheManPageIsCleanAndNamesEveryCommand) {

@@ -87,7 +87,7 @@ def kill_command(template, folder, words, targets, rounds):
         is_published = b"not overwritten without --force" in again.stderr
         if again.returncode != 0 and not is_published:
             faults.append(f"{words}: the next run: {again.stderr.decode()}")
-        if [name for name in names(folder) if ".orb-" not in name] != expected_names:
+        if names(folder) != expected_names:
             faults.append(f"{words}: left in the folder: {set(names(folder)) ^ set(expected_names)}")
     return faults, in_time_count
 

@@ -30,7 +30,11 @@ class Reader {
     Lines lines(source_.text());
     std::string_view line;
     while (lines.next(line)) {
-      if (!line.empty()) take(line, lines.number());
+      if (line.starts_with("\"#")) {
+        take(unquotedField(line), lines.number());
+      } else if (!line.empty()) {
+        take(line, lines.number());
+      }
     }
     if (table_.rows() == 0) source_.failFile("there are no counts: no line consists of numbers");
     assignColumns();

@@ -8,8 +8,21 @@
 namespace orb::formats {
 namespace {
 
+/// Whether a spreadsheet would begin a cell in the midst of the text and compute it.
+bool holdsFormula(std::string_view text) {
+  while (true) {
+    const std::size_t separator = text.find_first_of(",;");
+    if (separator == std::string_view::npos) return false;
+    text = trimmed(text.substr(separator + 1));
+    if (!text.empty() && std::string_view("=+-@\"").find(text.front()) != std::string_view::npos) return true;
+  }
+}
+
+/// A line that holds a formula is quoted as a whole.
 void appendKey(std::string& out, const char* key, const std::string& value) {
-  if (!value.empty()) out.append("# ").append(key).append(": ").append(value).append("\n");
+  if (value.empty()) return;
+  const std::string line = std::string("# ") + key + ": " + value;
+  out += (holdsFormula(value) ? quotedField(line) : line) + "\n";
 }
 
 void appendPoints(std::string& out, const char* key, const std::vector<CalibrationPoint>& points) {
@@ -17,16 +30,16 @@ void appendPoints(std::string& out, const char* key, const std::vector<Calibrati
 }
 
 void appendHeader(const SpectrumData& spectrum, bool has_axis, std::string& out) {
-  appendKey(out, "title", cleanText(spectrum.title));
-  appendKey(out, "name", cleanText(spectrum.name));
-  appendKey(out, "detector", cleanText(spectrum.detector));
-  appendKey(out, "instrument", cleanText(spectrum.instrument));
-  for (const std::string& remark : spectrum.remarks) appendKey(out, "remark", cleanText(remark));
+  appendKey(out, "title", writtenText(spectrum.title));
+  appendKey(out, "name", writtenText(spectrum.name));
+  appendKey(out, "detector", writtenText(spectrum.detector));
+  appendKey(out, "instrument", writtenText(spectrum.instrument));
+  for (const std::string& remark : spectrum.remarks) appendKey(out, "remark", writtenText(remark));
   if (spectrum.start) appendKey(out, "start_time", spectrum.start->toString());
   if (spectrum.live_s) appendKey(out, "live_time_s", plainNumberText(*spectrum.live_s));
   if (spectrum.real_s) appendKey(out, "real_time_s", plainNumberText(*spectrum.real_s));
   const EnergyCalibration& energy = spectrum.energy;
-  if (!energy.empty()) appendKey(out, "energy_unit", cleanText(energy.unit));
+  if (!energy.empty()) appendKey(out, "energy_unit", writtenText(energy.unit));
   appendKey(out, "energy_coefficients", joined(energy.coefficients));
   if (!has_axis) appendPoints(out, "energy_point", energy.points);
   const FwhmCalibration& fwhm = spectrum.fwhm;

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <string>
 
+#include "shown_text.h"
 #include "spectrum_data.h"
 
 namespace orb::formats {
@@ -71,7 +72,8 @@ Written writeJson(const SpectrumData& spectrum) {
   for (const double count : spectrum.counts) counts.push_back(number(count));
   object["counts"] = std::move(counts);
   // Texts of callers may be any bytes; what is no UTF-8 becomes U+FFFD.
-  return {object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n", {}};
+  const std::string text = object.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return {com::norvale::datatypes::shownJson(text) + "\n", {}};
 }
 
 }  // namespace orb::formats

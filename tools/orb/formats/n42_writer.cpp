@@ -19,7 +19,7 @@ constexpr std::string_view kHead =
 
 std::string escaped(const std::string& text) {
   std::string out;
-  for (const char c : cleanText(text)) {
+  for (const char c : writtenText(text)) {
     switch (c) {
       case '&':
         out += "&amp;";

@@ -9,7 +9,7 @@ namespace {
 
 /// One line of text. A dollar sign in front would begin a section: a blank keeps it away from the edge.
 std::string lineOf(const std::string& text) {
-  const std::string clean = cleanText(text);
+  const std::string clean = writtenText(text);
   return (clean.starts_with('$') ? " " : "") + clean + "\n";
 }
 

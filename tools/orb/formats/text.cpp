@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "number_scan.h"
+#include "shown_text.h"
 
 namespace orb::formats {
 namespace {
@@ -78,17 +79,40 @@ std::string cleanText(std::string_view text) {
   const bool utf8 = isUtf8(text);
   std::string out;
   out.reserve(text.size());
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7F) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool is_long = utf8 && byte(i) == 0xC2 && byte(i + 1) < 0xA0;
+    if (byte(i) < 0x20 || byte(i) == 0x7F || is_long || (!utf8 && byte(i) >= 0x80 && byte(i) < 0xA0)) {
       out += ' ';
+      i += is_long ? 1 : 0;
     } else if (utf8) {
-      out += c;
+      out += text[i];
     } else {
-      appendLatin1(out, byte);
+      appendLatin1(out, byte(i));
     }
   }
   return std::string(trimmed(out));
+}
+
+std::string writtenText(std::string_view text) {
+  return com::norvale::datatypes::shownText(cleanText(text));
+}
+
+std::string quotedField(std::string_view field) {
+  std::string text = "\"";
+  for (const char c : field) text += c == '"' ? "\"\"" : std::string(1, c);
+  return text + "\"";
+}
+
+std::string unquotedField(std::string_view text) {
+  const std::string_view whole = trimmed(text);
+  if (whole.size() < 2 || whole.front() != '"' || whole.back() != '"') return std::string(text);
+  std::string field;
+  for (std::size_t i = 1; i + 1 < whole.size(); ++i) {
+    field += whole[i];
+    if (whole[i] == '"') ++i;
+  }
+  return field;
 }
 
 std::string numberText(double value) {

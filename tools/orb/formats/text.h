@@ -12,9 +12,16 @@ std::string_view trimmed(std::string_view text);
 bool equalsIgnoringCase(std::string_view a, std::string_view b);
 /// One word of ASCII letters, as units are.
 bool isWord(std::string_view text);
-/// The text as UTF-8 on one line: bytes that are no UTF-8 count as Latin-1, control characters become blanks, blanks at
-/// both ends go.
+/// The text as UTF-8 on one line: bytes that are no UTF-8 count as Latin-1, control characters (C0, DEL,
+/// C1) become blanks, blanks at both ends go.
 std::string cleanText(std::string_view text);
+/// The same as it is written: other characters that a viewer would obey instead of showing them become escapes.
+std::string writtenText(std::string_view text);
+
+/// A field of a CSV in quotes, those in it doubled.
+std::string quotedField(std::string_view field);
+/// The field that such a text stands for; any other text as it is.
+std::string unquotedField(std::string_view text);
 
 /// The shortest form that reads as the same double; with an exponent where that is shorter.
 std::string numberText(double value);

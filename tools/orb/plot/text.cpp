@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <system_error>
 
+#include "shown_text.h"
+
 namespace orb::plot {
 namespace {
 
@@ -59,11 +61,8 @@ void encode(std::string& out, char32_t code) {
 }
 
 bool dropped(char32_t code) {
-  if (code < 0x20 || (code >= 0x7F && code < 0xA0)) return true;
-  if ((code & 0xFFFE) == 0xFFFE || (code >= 0xFDD0 && code < 0xFDF0)) return true;  // not characters
-  const bool turns = code == 0x200E || code == 0x200F || code == 0x061C || (code >= 0x202A && code <= 0x202E) ||
-                     (code >= 0x2066 && code <= 0x2069);
-  return turns || code == 0x2028 || code == 0x2029 || code == 0xFEFF;
+  const bool is_character = (code & 0xFFFE) != 0xFFFE && (code < 0xFDD0 || code >= 0xFDF0);
+  return !is_character || com::norvale::datatypes::isObeyed(code);
 }
 
 bool wide(char32_t code) {

@@ -87,7 +87,9 @@ void addAnalysisOptions(CLI::App& command, AnalysisRequest& request, EngineOptio
 
 void analyse(const AnalysisRequest& request, FileAccess& file, const std::string& target, const std::string& shown_name,
              const Note& note) {
-  if (looksLikeDataFile(request.input)) {
+  if (file.isOpen()) {
+    // what is not flushed is not there, so a failure leaves the input as it was
+  } else if (looksLikeDataFile(request.input)) {
     copyFile(request.input, file, target, shown_name);
   } else {
     importSpectrum({request.input, request.detector, request.number}, file, target, shown_name, note);

@@ -19,8 +19,8 @@ struct AnalysisRequest {
 /// --library, --sequence, and those of the engines.
 void addAnalysisOptions(CLI::App& command, AnalysisRequest& request, EngineOptions& engines);
 
-/// Copies the input to `target`, where nothing lies yet, or imports it, and runs the sequence on it. The file is open
-/// afterwards and not flushed.
+/// Copies the input to `target`, where nothing lies yet, or imports it, and runs the sequence on it. A file that is
+/// open already is the input itself and stays where it is. The file is open afterwards and not flushed.
 /// @param shown_name  by which messages call the target
 /// @throws Failure naming the step that failed; the target is then not complete
 void analyse(const AnalysisRequest& request, FileAccess& file, const std::string& target, const std::string& shown_name,

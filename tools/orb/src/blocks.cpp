@@ -1,9 +1,12 @@
 #include "blocks.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <memory>
 #include <numeric>
 #include <string_view>
@@ -77,12 +80,16 @@ std::uint16_t parseClass(const std::string& text) {
 bool looksLikeDataFile(const std::string& path) {
   constexpr std::string_view kDatabase("SQLite format 3\0", 16);
   char start[kDatabase.size()];
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!file && errno != ENOENT && errno != ENOTDIR) failWithErrno(errno, path, "cannot open");
-  if (!file) return false;
-  const std::size_t n = std::fread(start, 1, sizeof start, file.get());
-  if (std::ferror(file.get()) != 0 && errno != EISDIR) failWithErrno(errno, path, "cannot read");
-  return n == sizeof start && std::string_view(start, sizeof start) == kDatabase;
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0 && errno != ENOENT && errno != ENOTDIR) failWithErrno(errno, path, "cannot open");
+  if (descriptor < 0) return false;
+  const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* d) { close(*d); });
+  struct stat state {};
+  if (fstat(descriptor, &state) != 0) failWithErrno(errno, path, "cannot open");
+  if (!S_ISREG(state.st_mode)) return false;  // a pipe is neither waited for nor read
+  const ssize_t n = read(descriptor, start, sizeof start);
+  if (n < 0) failWithErrno(errno, path, "cannot read");
+  return n == static_cast<ssize_t>(sizeof start) && std::string_view(start, sizeof start) == kDatabase;
 }
 
 bool hasBlock(const std::vector<AioBlockInfo_T>& blocks, std::uint16_t cls) {

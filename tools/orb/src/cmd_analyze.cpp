@@ -85,34 +85,35 @@ void tellEnergies(const std::vector<PeakRow>& peaks, const Note& note) {
 /// Where the analysed file goes: -o, the data file itself, or a file that is gone afterwards.
 class Target {
  public:
-  explicit Target(const Options& options) {
-    const bool in_place = options.out.empty() && looksLikeDataFile(options.request.input);
-    if (options.out.empty() && !in_place) {
+  /// In place the file is open afterwards, so that nobody else writes to it.
+  Target(const Options& options, FileAccess& file) : name_(options.out.empty() ? options.request.input : options.out) {
+    if (!options.out.empty()) {
+      draft_ = std::make_unique<DraftFile>(options.out, options.force);
+    } else if (looksLikeDataFile(options.request.input)) {
+      openForWriting(file, options.request.input);
+    } else {
       temporary_ = std::make_unique<TemporaryFile>();
-      path_ = temporary_->path();
-      return;
     }
-    named_ = in_place ? options.request.input : options.out;
-    requireNoOtherFile(named_);
-    draft_ = std::make_unique<DraftFile>(named_, in_place || options.force);
-    path_ = draft_->path();
-    if (in_place) openForWriting(original_, named_);  // nobody writes to what is about to be replaced
   }
 
-  const std::string& path() const { return path_; }
-  const std::string& shownName(const Options& options) const { return named_.empty() ? options.request.input : named_; }
-  void publish() {
-    if (draft_) draft_->publish();
-    if (draft_) path_ = named_;
-    if (original_.isOpen()) original_.close(com::norvale::orb::NOFLUSH);
+  /// Where to make the file; nowhere in place.
+  std::string path() const { return draft_ ? draft_->path() : temporary_ ? temporary_->path() : std::string(); }
+  const std::string& shownName() const { return name_; }
+  void keep(FileAccess& file) {
+    if (draft_) {
+      draft_->write(file);
+      draft_->publish();
+    } else if (temporary_) {
+      require(file.close(com::norvale::orb::NOFLUSH), name_, "cannot close");
+    } else {
+      flushAndClose(file);
+    }
   }
 
  private:
   std::unique_ptr<TemporaryFile> temporary_;
   std::unique_ptr<DraftFile> draft_;
-  FileAccess original_;
-  std::string named_;
-  std::string path_;
+  std::string name_;
 };
 
 /// An option that would not be heeded is refused.
@@ -140,20 +141,15 @@ int run(Options options, Console& console) {
   const Note note = [&](const std::string& text) { console.note(options.request.input + ": " + text); };
   requireReportPlace(options);
   if (!options.truth.empty()) requireTruth(options.truth);
-  Target target(options);
   FileAccess file;
-  analyse(options.request, file, target.path(), target.shownName(options), note);
-  flushDraft(file, target.shownName(options));
+  Target target(options, file);
+  analyse(options.request, file, target.path(), target.shownName(), note);
   tellAdjustments(file, note);
   const auto peaks = readPeaks(file);
   tellEnergies(peaks, note);
-  if (!options.report.empty()) {
-    const std::string shown_name = options.out.empty() ? options.request.input : options.out;
-    writeReport(target.path(), options.report, options.force, shown_name, note);
-  }
+  if (!options.report.empty()) writeReport(file, options.report, options.force, target.shownName(), note);
   print(file, peaks, options, console);
-  require(file.close(com::norvale::orb::NOFLUSH), target.shownName(options), "cannot close");
-  target.publish();
+  target.keep(file);
   return kDone;
 }
 

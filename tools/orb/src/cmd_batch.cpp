@@ -16,6 +16,7 @@
 #include "peak_results.h"
 #include "progress.h"
 #include "terminal_text.h"
+#include "text.h"
 
 namespace orb::tool {
 
@@ -202,10 +203,10 @@ std::string namesOf(const NuclideResults& results, const char* separator) {
   return names;
 }
 
+/// A text as a field that a spreadsheet shows and does not compute.
 std::string quoted(const std::string& field) {
-  std::string text = "\"";
-  for (const char c : field) text += c == '"' ? "\"\"" : std::string(1, c);
-  return text + "\"";
+  const bool is_formula = !field.empty() && std::string_view("=+-@\t\r").find(field[0]) != std::string_view::npos;
+  return formats::quotedField((is_formula ? "'" : "") + escapeLine(field));
 }
 
 std::string csvOf(const std::vector<Outcome>& outcomes) {
@@ -240,7 +241,7 @@ int run(Options options, Console& console) {
   std::unique_ptr<DraftFile> table;
   if (!options.csv.empty()) {
     requireFreeTable(options.csv, inputs);
-    table = std::make_unique<DraftFile>(options.csv, true);
+    table = std::make_unique<DraftFile>(options.csv, true, DraftFile::Content::kText);
   }
   const auto loaded = keepLoaded(options.request.engines);
   const std::vector<Outcome> outcomes = Batch(options, inputs).run();

@@ -99,7 +99,6 @@ void copyCalibrations(const FileAccess& source, FileAccess& destination, lib::Co
 
 /// The whole content, as a new file that takes the destination's place.
 void copyAll(const FileAccess& source, const Options& options) {
-  requireNoOtherFile(options.destination);
   DraftFile draft(options.destination, options.force);
   FileAccess copy;
   require(copy.open(draft.path(), lib::CREATE), options.destination, "cannot create");

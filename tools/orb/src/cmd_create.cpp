@@ -19,7 +19,6 @@ struct Options {
 };
 
 int run(const Options& options, Console&) {
-  requireNoOtherFile(options.file);
   DraftFile draft(options.file, options.force);
   FileAccess file;
   require(file.create(draft.path(), options.channels, options.detector == "nai"), options.file, "cannot create");

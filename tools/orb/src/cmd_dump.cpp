@@ -39,7 +39,7 @@ class Dump {
   }
 
  private:
-  std::string compact(const Json& json) const { return jsonText(json, console_, -1); }
+  std::string compact(const Json& json) const { return jsonText(json, -1); }
 
   void writeBlock(const AioBlockInfo_T& block) {
     beginBlock(block);

@@ -60,7 +60,7 @@ int run(const Options& options, Console& console) {
   const Note note = [&](const std::string& text) { console.note(options.file + ": " + text); };
   const bool to_output = options.out == "-";
   std::unique_ptr<DraftFile> draft;
-  if (!to_output) draft = std::make_unique<DraftFile>(options.out, options.force);
+  if (!to_output) draft = std::make_unique<DraftFile>(options.out, options.force, DraftFile::Content::kText);
   if (!to_output && isSameFile(options.file, options.out)) {
     throw Failure(options.out, "source and destination are the same file", com::norvale::orb::kBadArgument);
   }

@@ -17,7 +17,6 @@ struct Options {
 };
 
 int run(const Options& options, Console& console) {
-  requireNoOtherFile(options.file);
   DraftFile draft(options.file, options.force);
   const Note note = [&](const std::string& text) { console.note(options.request.spectrum + ": " + text); };
   FileAccess file;

@@ -66,7 +66,6 @@ void fill(FileAccess& file, const std::vector<NuclideLine>& lines, const Options
 int run(const Options& options, Console& console) {
   const auto lines = readNuclideCsv(readBytes(options.table), options.table);
   if (lines.size() > AIO_MAX_RECORDS) throw Failure(options.table, "more lines than a library can hold");
-  requireNoOtherFile(options.file);
   DraftFile draft(options.file, options.force);
   FileAccess file;
   if (const std::uint32_t status = file.open(draft.path(), com::norvale::orb::CREATE))

@@ -66,7 +66,9 @@ std::string drawInTerminal(const plot::Spectrum& spectrum, const plot::Options& 
 int run(const Options& options, Console& console) {
   const Picture picture = chosenPicture(options);
   std::unique_ptr<DraftFile> draft;
-  if (picture != Picture::kTerminal) draft = std::make_unique<DraftFile>(options.out, options.force);
+  if (picture != Picture::kTerminal) {
+    draft = std::make_unique<DraftFile>(options.out, options.force, DraftFile::Content::kText);
+  }
   if (draft && isSameFile(options.file, options.out))
     throw Failure(options.out, "source and destination are the same file", com::norvale::orb::kBadArgument);
   const plot::Spectrum spectrum =

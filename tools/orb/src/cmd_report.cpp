@@ -16,15 +16,14 @@ void requireReportCanBeWritten(const std::string& out, bool force) {
   if (!plot::htmlAvailable()) throw UsageError("report: this orb was built without HTML pages");
   if (looksLikeDataFile(out))
     throw Failure(out, "a data file is not replaced by a report", com::norvale::orb::kBadArgument);
-  const DraftFile place(out, force);
+  const DraftFile place(out, force, DraftFile::Content::kText);
 }
 
-void writeReport(const std::string& data_file, const std::string& out, bool force, const std::string& shown_name,
+void writeReport(const FileAccess& file, const std::string& out, bool force, const std::string& shown_name,
                  const Note& note) {
   requireReportCanBeWritten(out, force);
-  DraftFile draft(out, force);
-  const Note tell = note ? note : [](const std::string&) {};
-  draft.write(report::htmlPage(readReport(data_file, shown_name.empty() ? data_file : shown_name, tell)));
+  DraftFile draft(out, force, DraftFile::Content::kText);
+  draft.write(report::htmlPage(readReport(file, shown_name, note)));
   draft.publish();
 }
 
@@ -40,7 +39,10 @@ int run(const Options& options, Console& console) {
   const std::string name = toLower(options.out);
   if (!name.ends_with(".html") && !name.ends_with(".htm"))
     throw UsageError("report: the name '" + escapeLine(options.out) + "' does not end in .html");
-  writeReport(options.file, options.out, options.force, options.file,
+  requireReportCanBeWritten(options.out, options.force);
+  FileAccess file;
+  openForReading(file, options.file);
+  writeReport(file, options.out, options.force, options.file,
               [&](const std::string& text) { console.note(options.file + ": " + text); });
   return kDone;
 }

@@ -32,7 +32,6 @@ struct Options {
 };
 
 int makeNew(const Options& options, Console&) {
-  requireNoOtherFile(options.file);
   DraftFile draft(options.file, options.force);
   FileAccess file;
   require(file.open(draft.path(), com::norvale::orb::CREATE), options.file, "cannot create");

@@ -143,7 +143,6 @@ Json truthJson(const Options& options, const sim::Detector& detector, const sim:
 }
 
 void writeSpectrum(const Options& options, const sim::Detector& detector, const sim::Spectrum& spectrum) {
-  requireNoOtherFile(options.file);
   DraftFile draft(options.file, options.force);
   FileAccess file;
   const bool is_scintillator = detector.kind != "hpge" && detector.kind != "czt";
@@ -155,7 +154,7 @@ void writeSpectrum(const Options& options, const sim::Detector& detector, const 
   draft.publish();
 }
 
-int run(const Options& options, Console& console) {
+int run(const Options& options, Console&) {
   const auto lines = linesOf(sourcesOf(options.nuclides), options.library);
   const sim::Detector detector = detectorOf(options);
   const std::string truth_name = options.file + ".json";
@@ -163,8 +162,8 @@ int run(const Options& options, Console& console) {
     throw Failure(truth_name, "not overwritten without --force", convertReturnCode(AIO_FILEEXISTS));
   const sim::Spectrum spectrum = sim::simulate(detector, lines, options.live_s, options.background, options.seed);
   writeSpectrum(options, detector, spectrum);
-  DraftFile truth(truth_name, options.force);
-  truth.write(jsonText(truthJson(options, detector, spectrum), console) + "\n");
+  DraftFile truth(truth_name, options.force, DraftFile::Content::kText);
+  truth.write(jsonText(truthJson(options, detector, spectrum)) + "\n");
   truth.publish();
   return kDone;
 }

@@ -4,19 +4,20 @@
 #include <string>
 
 #include "console.h"
+#include "shown_text.h"
 
 namespace orb::tool {
 
 using Json = nlohmann::ordered_json;
 
-/// The document as text. Bytes that are not UTF-8 become U+FFFD; on a terminal other characters than ASCII are escaped,
-/// because JSON itself does not keep the control characters above 0x7F off it.
-inline std::string jsonText(const Json& json, const Console& console, int indent = 2) {
-  return json.dump(indent, ' ', console.isTerminal(), Json::error_handler_t::replace);
+/// The document as text. Bytes that are not UTF-8 become U+FFFD; what a terminal would obey is escaped, which JSON
+/// itself asks for below U+0020 only.
+inline std::string jsonText(const Json& json, int indent = 2) {
+  return com::norvale::datatypes::shownJson(json.dump(indent, ' ', false, Json::error_handler_t::replace));
 }
 
 inline void printJson(const Json& json, Console& console) {
-  console.line(jsonText(json, console));
+  console.line(jsonText(json));
 }
 
 }  // namespace orb::tool

@@ -19,7 +19,7 @@ namespace {
 
 /// For the signal handler, which may neither allocate nor lock. A place that is free holds empty names.
 using Names = std::array<char[PATH_MAX], 5>;
-constexpr std::size_t kPlaces = 128;
+constexpr std::size_t kPlaces = 256;
 std::array<Names, kPlaces> g_leftovers;
 std::mutex g_mutex;
 

@@ -7,7 +7,7 @@
 namespace orb::tool {
 
 /// Names up to five files, or folders that are empty once the files before them are gone, which SIGINT, SIGTERM and
-/// SIGHUP remove as long as the object lives. Several threads may have such objects, 128 at once.
+/// SIGHUP remove as long as the object lives. Several threads may have such objects, 256 at once.
 class Leftovers {
  public:
   /// @throws Failure when there are too many

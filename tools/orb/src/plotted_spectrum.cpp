@@ -47,12 +47,10 @@ void markPeaks(const FileAccess& file, const std::vector<AioBlockInfo_T>& blocks
   }
 }
 
-plot::Spectrum ofDataFile(const std::string& path) {
-  FileAccess file;
-  openForReading(file, path);
+plot::Spectrum ofDataFile(const FileAccess& file) {
   const auto blocks = listBlocks(file);
   const AioBlockInfo_T* const block = findSpectralBlock(blocks);
-  if (block == nullptr) throw Failure(path, "no spectrum", convertReturnCode(AIO_NOBLOCK));
+  if (block == nullptr) throw Failure(file.name(), "no spectrum", convertReturnCode(AIO_NOBLOCK));
   const Counts counts = readCounts(file, *block, 1, 1);
   plot::Spectrum spectrum;
   spectrum.title = findText(file, kTitle);
@@ -80,16 +78,26 @@ plot::Spectrum ofTextFile(const std::string& path, const Note& note) {
   return spectrum;
 }
 
-}  // namespace
-
-plot::Spectrum spectrumForPlot(const std::string& path, const Note& note) {
-  plot::Spectrum spectrum = looksLikeDataFile(path) ? ofDataFile(path) : ofTextFile(path, note);
-  spectrum.file_name = path;
+plot::Spectrum drawable(plot::Spectrum spectrum, const std::string& name, const Note& note) {
+  spectrum.file_name = name;
   if (const std::string problem = plot::calibrationProblem(spectrum); !problem.empty()) {
     note("drawn over channels: " + problem);
     spectrum.energy_coefficients.clear();
   }
   return spectrum;
+}
+
+}  // namespace
+
+plot::Spectrum spectrumForPlot(const std::string& path, const Note& note) {
+  if (!looksLikeDataFile(path)) return drawable(ofTextFile(path, note), path, note);
+  FileAccess file;
+  openForReading(file, path);
+  return spectrumForPlot(file, note);
+}
+
+plot::Spectrum spectrumForPlot(const FileAccess& file, const Note& note) {
+  return drawable(ofDataFile(file), file.name(), note);
 }
 
 }  // namespace orb::tool

@@ -11,5 +11,7 @@ namespace orb::tool {
 /// Channels count from 1 in the result. An energy equation that cannot serve as an axis is told to `note` and left out.
 /// @throws Failure for a file that cannot be read, or has no spectrum
 plot::Spectrum spectrumForPlot(const std::string& path, const Note& note);
+/// The same of an open data file.
+plot::Spectrum spectrumForPlot(const FileAccess& file, const Note& note);
 
 }  // namespace orb::tool

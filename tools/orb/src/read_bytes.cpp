@@ -1,6 +1,7 @@
 #include "read_bytes.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,8 +12,19 @@
 
 namespace orb::tool {
 
+namespace {
+
+/// A pipe is waited for as long as somebody may still write to it; one that nobody has open is empty.
+void awaitWriter(int descriptor) {
+  pollfd wait{descriptor, POLLIN, 0};
+  poll(&wait, 1, -1);
+  errno = EAGAIN;
+}
+
+}  // namespace
+
 std::string readBytes(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) failWithErrno(errno, path, "cannot open");
   const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* d) { close(*d); });
   std::string bytes;
@@ -20,7 +32,8 @@ std::string readBytes(const std::string& path) {
   for (std::size_t size = 0;;) {
     bytes.resize(size + kStep);
     const ssize_t n = read(descriptor, bytes.data() + size, kStep);
-    if (n < 0 && errno != EINTR) failWithErrno(errno, path, "cannot read");
+    if (n < 0 && errno == EAGAIN) awaitWriter(descriptor);
+    if (n < 0 && errno != EINTR && errno != EAGAIN) failWithErrno(errno, path, "cannot read");
     if (n > 0) size += static_cast<std::size_t>(n);
     bytes.resize(size);
     if (n == 0) return bytes;

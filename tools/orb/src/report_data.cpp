@@ -101,8 +101,8 @@ std::string presentTime() {
   return text;
 }
 
-plot::Spectrum spectrumOf(const FileAccess& file, const std::string& path, const Note& note) {
-  if (findSpectralBlock(listBlocks(file)) != nullptr) return spectrumForPlot(path, note);
+plot::Spectrum spectrumOf(const FileAccess& file, const Note& note) {
+  if (findSpectralBlock(listBlocks(file)) != nullptr) return spectrumForPlot(file, note);
   plot::Spectrum none;
   none.title = findText(file, kTitle);
   return none;
@@ -133,11 +133,9 @@ void readProvenance(const FileAccess& file, Report& report) {
     report.provenance.push_back({"Efficiency calibration", "", "", time, header.text(0x20020004)});
 }
 
-Report readReport(const std::string& path, const std::string& shown_name, const Note& note) {
-  FileAccess file;
-  openForReading(file, path);
+Report readReport(const FileAccess& file, const std::string& shown_name, const Note& note) {
   Report report;
-  report.spectrum = spectrumOf(file, path, note);
+  report.spectrum = spectrumOf(file, note);
   report.spectrum.file_name = shown_name;
   report.spectrum.subtitle.clear();
   for (const std::string& line : {findText(file, kSampleTitle), findText(file, 0x20100005)})

@@ -12,7 +12,7 @@ namespace orb::tool {
 /// @param shown_name  by which the report calls the file
 /// @param note        receives what could not be shown, or is shown otherwise
 /// @throws Failure
-report::Report readReport(const std::string& path, const std::string& shown_name, const Note& note);
+report::Report readReport(const FileAccess& file, const std::string& shown_name, const Note& note);
 
 /// The parts of it: peaks with their fits, nuclides and limits; calibrations; settings; provenance. Uncertainties are
 /// multiplied by the coverage factor that the report has already.

@@ -10,13 +10,13 @@ namespace orb::tool {
 /// @throws UsageError, Failure
 void requireReportCanBeWritten(const std::string& out, bool force);
 
-/// Writes the report on a data file as one HTML page.
+/// Writes the report on an open data file as one HTML page.
 /// @param out         appears whole or not at all
 /// @param force       whether an existing file may be replaced; a data file is never replaced
-/// @param shown_name  by which the report calls the data file; empty: its path
-/// @param note        receives what could not be shown; may be empty
+/// @param shown_name  by which the report calls the data file
+/// @param note        receives what could not be shown
 /// @throws UsageError in a build without HTML pages; Failure
-void writeReport(const std::string& data_file, const std::string& out, bool force, const std::string& shown_name = {},
-                 const Note& note = {});
+void writeReport(const FileAccess& file, const std::string& out, bool force, const std::string& shown_name,
+                 const Note& note);
 
 }  // namespace orb::tool

@@ -2,10 +2,10 @@
 
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <set>
 
 #include "failure.h"
+#include "read_bytes.h"
 #include "terminal_text.h"
 #include "text_table.h"
 
@@ -26,11 +26,10 @@ struct Truth {
 };
 
 Truth readTruth(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) failWithErrno(errno, path, "cannot read the truth");
+  const std::string text = readBytes(path);
   Truth truth;
   try {
-    const Json json = Json::parse(in);
+    const Json json = Json::parse(text);
     for (const auto& [name, activity] : json.at("activities_bq").items())
       truth.activities_bq.emplace_back(name, activity);
     for (const Json& line : json.at("lines")) {

@@ -5,8 +5,7 @@
 
 namespace orb::tool {
 
-/// The text as one line without anything that a terminal would obey: control characters (C0, DEL, C1) and marks that
-/// turn the direction of writing become escapes (\n, \t, \x1B, \u202E), bytes that are not UTF-8 become \xNN.
+/// The text as one line without anything that a terminal would obey (shown_text.h).
 std::string escapeLine(std::string_view text);
 /// As escapeLine, but line breaks and tabs stay.
 std::string escapeText(std::string_view text);
