@@ -109,7 +109,7 @@ def section(part, runs):
     # What was found by a row that did not come this time is still true.
     told += [item for item in found if item not in told]
     if told:
-        lines += ["\nFound, and what was done:\n"] + [f"- {item['row']}: {item['text'].strip()}" for item in told]
+        lines += ["\nFound, and what was done:\n"] + [f"- {item['row']}: {' '.join(item['text'].split())}" for item in told]
     return about.get("order", 1000), part, "\n".join(lines) + "\n"
 
 
