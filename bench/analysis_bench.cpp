@@ -138,6 +138,20 @@ void wholeSpectrum(benchmark::State& state) {
   if (n < kAnalysedLines) state.SkipWithError("lines are missing");
 }
 
+/// Location where nothing tells the widths of lines: they are looked for in the counts first, which here hold none.
+void locateWithoutWidths(benchmark::State& state, std::uint32_t channels) {
+  const std::string path = samplePath("locate" + std::to_string(channels) + ".orb");
+  std::remove(path.c_str());
+  FileAccess file;
+  require(file.create(path, channels, false), "create");
+  for (const std::uint32_t fwhm : {0x20000048, 0x20000049}) file.setParameter(fwhm, Variant(0.0), 0, 0);
+  file.setParameter(0x20030009, Variant(static_cast<int>(channels)), 0, 0);
+  file.setSpectrum(std::vector<unsigned int>(channels, 100), 1, 1);
+  for (auto _ : state)
+    if (AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0) != ANA_OK) state.SkipWithError("location");
+  file.close(com::norvale::orb::NOFLUSH);
+}
+
 void evaluateEnergy(benchmark::State& state) {
   SpectrumObject file;
   float channel = 1;
@@ -158,11 +172,15 @@ std::vector<Comparison> analysisSuite() {
   add("fit.gsl", fitGsl);
   add("analysis", wholeSpectrum);
   add("evaluate", evaluateEnergy);
+  benchmark::RegisterBenchmark("locate", locateWithoutWidths, 1u << 20)->UseRealTime();
+  benchmark::RegisterBenchmark("locate.sixteenth", locateWithoutWidths, 1u << 16)->UseRealTime();
   return {
       {"fit one line through the routine", "fit", "GSL, weighted least squares", "fit.gsl", 0.5},
       {"fit one line through the routine", "fit", "limit: 3000 a second", nullptr, 1, 1e9 / 3000},
       {"60 lines of 16384 channels located and fitted", "analysis", "limit 20 ms", nullptr, 1, 20e6},
       {"the same", "analysis", "fit of one line", "fit", 60},
+      {"2^20 channels searched, widths unknown", "locate", "limit 2 s", nullptr, 1, 2e9},
+      {"the same", "locate", "2^16 channels", "locate.sixteenth", 16},
       {"evaluate: channel to energy", "evaluate", "getParameter of a double", "getParameter", 3},
   };
 }

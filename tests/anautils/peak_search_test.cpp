@@ -4,8 +4,10 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <functional>
 #include <numeric>
 
+#include "growth.h"
 #include "kernel/line_matching.h"
 #include "kernel/region_limits.h"
 #include "kernel/second_difference.h"
@@ -184,10 +186,52 @@ TEST(PeakSearch, RangeAndShortSpectra) {
   for (const int n : {0, 1, 2, 5}) EXPECT_THAT(found(flat(n, 1000), 6), IsEmpty()) << n;
 }
 
+TEST(PeakSearch, FindsBroadLinesOfALongSpectrumWhereTheyAre) {
+  const std::vector<TrueLine> lines = {{30000.3, 1500, 4e5, 0}, {60000, 1500, 2e5, 0}, {63000, 1500, 1e5, 0}};
+  const auto peaks = found(drawn(withLines(100000, 2, lines), 5), 1500);
+  ASSERT_EQ(peaks.size(), 3u);
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(peaks[i].position, lines[i].position, 150);
+}
+
+// Beyond what detectors have, four times the channels are four times the work at most; every channel against every
+// other would be sixteen times.
+TEST(PeakSearch, WorkGrowsWithTheChannels) {
+  const auto every = [](int period, double height) {
+    return [=](std::size_t n) {
+      std::vector<double> counts(n, 100);
+      for (std::size_t i = 0; i < n; ++i)
+        counts[i] += height * std::exp(-std::pow((static_cast<double>(i % period) - period / 2) / 1.5, 2));
+      return counts;
+    };
+  };
+  const auto dome = [](std::size_t n) {
+    std::vector<double> counts(n);
+    for (std::size_t i = 0; i < n; ++i)
+      counts[i] = (i % 2 == 0 ? 1 : 2) * 1e9 * std::sin(3.14 * static_cast<double>(i) / static_cast<double>(n));
+    return counts;
+  };
+  const auto wholeSearch = [](double fwhm) {
+    return [=](const std::vector<double>& counts) {
+      const auto widths = fwhm > 0 ? std::vector<double>(counts.size(), fwhm) : estimatedWidths(counts);
+      if (!widths.empty()) findPeaks(counts, widths, 0, static_cast<int>(counts.size()) - 1, {});
+    };
+  };
+  const struct {
+    const char* name;
+    std::function<std::vector<double>(std::size_t)> counts;
+    double fwhm;  // 0: from the counts
+  } cases[] = {{"flat", every(1, 0), 0},
+               {"alternating", every(2, 1e9), 0},
+               {"dense lines", every(8, 5000), 2.5},
+               {"broad", every(40, 50), 200},
+               {"dome", dome, 3}};
+  for (const auto& c : cases) EXPECT_LT(orbtest::growth(32768, 4, c.counts, wholeSearch(c.fwhm)), 8) << c.name;
+}
+
 // ---- Widths from the counts
 
 TEST(WidthSearch, FindsTheWidthOfTheLines) {
-  for (const double w : {2.5, 6.0, 15.0, 40.0}) {
+  for (const double w : {2.5, 6.0, 15.0, 40.0, 600.0}) {
     const auto at = [&](int k) { return 120 + 15 * w * k + 0.3; };
     const int n = static_cast<int>(at(4)) + 120;
     const auto counts = drawn(withLines(n, 30, {{at(0), w, 9e3, 0}, {at(1), w, 5e4, 0}, {at(2), w, 2e4, 0}}), 7);
@@ -287,6 +331,21 @@ TEST(RegionLimits, LinesThatTouchShareARegion) {
   }
   ASSERT_EQ(seen.size(), many.size());
   for (int k = 0; k < 40; ++k) EXPECT_EQ(seen[static_cast<std::size_t>(k)], k);
+}
+
+// Lines that lie ever closer are cut one by one.
+TEST(RegionLimits, WorkGrowsWithTheLines) {
+  const auto closer = [](std::size_t n) {
+    std::vector<LineExtent> lines;
+    double position = 1;
+    for (std::size_t k = 0; k < n; ++k) {
+      position += 20 - 10 * static_cast<double>(k) / static_cast<double>(n);
+      lines.push_back({position, 10, 0});
+    }
+    return lines;
+  };
+  const auto plan = [](const std::vector<LineExtent>& lines) { planRegions(lines, {}, {1, 1 << 24}); };
+  EXPECT_LT(orbtest::growth(4096, 16, closer, plan), 48);
 }
 
 // ---- Matching with a source

@@ -99,40 +99,64 @@ class SpectrumFit {
     return std::sqrt(k * k + std::max(0.0, 2 * std::log(std::max(places, 1e-3) / 7)));
   }
 
+  struct Edge {
+    double energy_keV;
+    double significance;  // of the line that it belongs to
+  };
+
+  /// The Compton edges of all lines, in order of energy.
+  std::vector<Edge> comptonEdges() const {
+    std::vector<Edge> edges;
+    for (const LocatedLine& line : located_) {
+      const double edge_keV = comptonEdge(calibration_.energy(line.position));
+      if (std::isfinite(edge_keV)) edges.push_back({edge_keV, line.significance});
+    }
+    std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.energy_keV < b.energy_keV; });
+    return edges;
+  }
+
   /// Takes out what does not stand out against the Compton edge of a much stronger line.
   void dropEdges() {
     if (!calibration_.hasEnergy() || located_.empty()) return;
+    const std::vector<Edge> edges = comptonEdges();
     std::vector<LocatedLine> kept;
     for (const LocatedLine& line : located_)
-      if (!isEdge(line)) kept.push_back(line);
+      if (!isEdge(line, edges)) kept.push_back(line);
     located_ = std::move(kept);
   }
 
-  bool isEdge(const LocatedLine& line) const {
+  bool isEdge(const LocatedLine& line, const std::vector<Edge>& edges) const {
     constexpr double kMuchStronger = 10;
     constexpr double kBelow_fwhm = 2.5;  // the search sees a step there, or a little above it
     constexpr double kAbove_fwhm = 1;
     const double energy = calibration_.energy(line.position);
     const double keV_per_fwhm = widthAt(line.position) * calibration_.slope(line.position);
     if (!(line.significance > 0) || !(keV_per_fwhm > 0)) return false;
-    return std::any_of(located_.begin(), located_.end(), [&](const LocatedLine& strong) {
-      if (strong.significance < kMuchStronger * line.significance) return false;
-      const double below = (comptonEdge(calibration_.energy(strong.position)) - energy) / keV_per_fwhm;
-      return below > -kAbove_fwhm && below < kBelow_fwhm &&
-             !standsOut(line, line.position + below * widthAt(line.position));
-    });
+    const auto from = std::lower_bound(edges.begin(), edges.end(), energy - kAbove_fwhm * keV_per_fwhm,
+                                       [](const Edge& edge, double keV) { return edge.energy_keV < keV; });
+    for (auto edge = from; edge != edges.end(); ++edge) {
+      const double below = (edge->energy_keV - energy) / keV_per_fwhm;
+      if (!(below < kBelow_fwhm)) return false;
+      const bool is_of_strong = edge->significance >= kMuchStronger * line.significance;
+      if (is_of_strong && below > -kAbove_fwhm && !standsOut(line, line.position + below * widthAt(line.position)))
+        return true;
+    }
+    return false;
   }
 
   bool standsOut(const LocatedLine& line, double edge) const {
     constexpr double kReach_fwhm = 4;
-    constexpr double kClearer = 3;  // lines that are no part of an edge
+    constexpr double kClearer = 3;      // lines that are no part of an edge
+    constexpr double kBeside_fwhm = 2;  // beyond the channels looked at: lines that reach into them
     const double fwhm = widthAt(line.position);
     const int first = std::max(1, static_cast<int>(edge - kReach_fwhm * fwhm));
     const int last = std::min(static_cast<int>(counts_.size()), static_cast<int>(edge + kReach_fwhm * fwhm));
     if (first >= last) return true;
     std::vector<double> others;
-    for (const LocatedLine& other : located_)
-      if (other.significance > kClearer * line.significance) others.push_back(other.position - first);
+    const auto from = std::lower_bound(located_.begin(), located_.end(), first - kBeside_fwhm * fwhm,
+                                       [](const LocatedLine& other, double x) { return other.position < x; });
+    for (auto other = from; other != located_.end() && other->position < last + kBeside_fwhm * fwhm; ++other)
+      if (other->significance > kClearer * line.significance) others.push_back(other->position - first);
     const std::vector<double> counts(counts_.begin() + first - 1, counts_.begin() + last);
     return significanceBesideEdge(counts, fwhm, line.position - first, edge - first, others) >= keep_significance_;
   }

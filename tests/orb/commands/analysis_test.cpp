@@ -37,6 +37,19 @@ double areaAt(const nlohmann::json& truth, const nlohmann::json& line) {
   return area;
 }
 
+TEST_F(AnalysisCommandTest, LinesAreFoundToTheEndOfALongSpectrum) {
+  std::string spe = "$DATA:\n0 69999\n";
+  for (int i = 0; i < 70000; ++i)
+    spe += std::to_string(std::lround(20 + 1e4 * std::exp(-std::pow((i - 69000) / 40.0, 2)))) + "\n";
+  writeFile("long.spe", spe + "$MCA_CAL:\n3\n0 0.04 0 keV\n");
+  ASSERT_EQ(orb({"import", "long.spe", "long.dat"}).status, 0);
+  for (const char* const command : {"peaks", "analyze"}) {
+    const auto peaks = json({command, "long.dat"})["peaks"];
+    ASSERT_EQ(peaks.size(), 1u) << command;
+    EXPECT_NEAR(peaks[0]["centroid_channel"], 69001, 1) << command;
+  }
+}
+
 TEST_F(AnalysisCommandTest, LinesOfASimulatedSpectrumAreFoundWithTheirTrueAreas) {
   simulate();
   const auto truth = nlohmann::json::parse(readFile("s.dat.json"))["lines"];

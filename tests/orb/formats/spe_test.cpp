@@ -1,4 +1,5 @@
 #include "broken_input.h"
+#include "growth.h"
 
 namespace orb::formats {
 namespace {
@@ -92,6 +93,15 @@ const struct {
     {"table contradicts", "$ENER_FIT:\n0 2\n$ENER_TABLE:\n2\n0 9\n1 12\n", {0, 2}, {}, "$ENER_FIT and $ENER_TABLE"},
     {"empty section", "$MCA_CAL:\n$ENER_FIT:\n1 2\n", {1, 2}, {}, ""},
 };
+
+TEST(Spe, WorkGrowsWithTheSections) {
+  const auto sections = [](std::size_t n) {
+    std::string text = kPlain;
+    for (std::size_t i = 0; i < n; ++i) text += "$S" + std::to_string(i) + ":\nx\n";
+    return text;
+  };
+  EXPECT_LT(orbtest::growth(4096, 16, sections, [](const std::string& text) { readOne(text); }), 48);
+}
 
 TEST(Spe, CalibrationSectionsAreWeighedAgainstEachOther) {
   for (const auto& test : kCalibrations) {

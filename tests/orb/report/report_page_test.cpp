@@ -4,6 +4,8 @@
 
 #include <limits>
 
+#include "growth.h"
+#include "markup.h"
 #include "numbers.h"
 #include "report.h"
 
@@ -40,6 +42,17 @@ TEST(Numbers, RoundedAndDurations) {
   EXPECT_EQ(duration(9.4867e8), "30.06 y");
   EXPECT_EQ(duration(5400), "1.500 h");
   EXPECT_EQ(duration(0.2), "0.2000 s");
+}
+
+// A column without any value is left out, which is known only when all rows have come.
+TEST(Table, WorkGrowsWithTheRows) {
+  const auto table = [](std::size_t n) {
+    Table made("t", "T", {{"Name", Column::kText}, {"Full", Column::kNumber}, {"Empty", Column::kNumber}});
+    for (std::size_t i = 0; i < n; ++i) made.row({text("x"), number(1.0, 3), Markup()});
+    return made;
+  };
+  EXPECT_EQ(table(1).html().find("Empty"), std::string::npos);
+  EXPECT_LT(orbtest::growth(2048, 16, table, [](const Table& made) { return made.html(); }), 48);
 }
 
 std::size_t times(const std::string& text, const std::string& part) {

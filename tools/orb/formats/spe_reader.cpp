@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <optional>
+#include <unordered_set>
 #include <utility>
 
 #include "calibration_choice.h"
@@ -186,13 +187,14 @@ bool isRead(std::string_view name) {
 /// Names what stays behind. A section without content, or a list of no regions, loses nothing.
 void warnOfOthers(const std::vector<SpeSection>& sections, SpectrumData& spectrum) {
   std::vector<std::string> left;
-  for (auto section = sections.begin(); section != sections.end(); ++section) {
-    const std::string_view content = trimmed(section->body);
-    const bool no_regions = section->name == "$ROI" && content == "0";
-    const bool again = findSection(sections, section->name) != &*section;
+  std::unordered_set<std::string_view> names;
+  for (const SpeSection& section : sections) {
+    const std::string_view content = trimmed(section.body);
+    const bool no_regions = section.name == "$ROI" && content == "0";
+    const bool again = !names.insert(section.name).second;
     if (content.empty() || no_regions) continue;
-    if (again) spectrum.warnings.push_back("section " + cleanText(section->name) + " appears again and is not carried");
-    if (!again && !isRead(section->name)) left.push_back(cleanText(section->name));
+    if (again) spectrum.warnings.push_back("section " + cleanText(section.name) + " appears again and is not carried");
+    if (!again && !isRead(section.name)) left.push_back(cleanText(section.name));
   }
   if (left.empty()) return;
   spectrum.warnings.push_back((left.size() == 1 ? "section not carried: " : "sections not carried: ") +

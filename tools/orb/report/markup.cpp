@@ -20,19 +20,18 @@ Markup quantity(const std::optional<Quantity>& value) {
 }
 
 Table::Table(std::string id, std::string_view caption, std::vector<std::pair<std::string, Column>> columns)
-    : id_(std::move(id)), caption_(text(caption).html()), columns_(std::move(columns)) {}
+    : id_(std::move(id)), caption_(text(caption).html()), columns_(std::move(columns)), is_shown_(columns_.size()) {
+  if (!columns_.empty()) is_shown_[0] = true;
+}
 
 void Table::row(std::vector<Markup> cells, const std::string& row_id) {
+  for (std::size_t i = 0; i < is_shown_.size(); ++i)
+    if (!cells[i].html().empty()) is_shown_[i] = true;
   rows_.push_back({row_id, std::move(cells)});
 }
 
-bool Table::isShown(std::size_t column) const {
-  return column == 0 ||
-         std::any_of(rows_.begin(), rows_.end(), [&](const Row& row) { return !row.cells[column].html().empty(); });
-}
-
 std::string Table::cell(const char* name, const char* scope, std::size_t column, const std::string& content) const {
-  if (!isShown(column)) return {};
+  if (!is_shown_[column]) return {};
   const char* const alignment = columns_[column].second == Column::kNumber ? " class=\"n\"" : "";
   return std::string("<") + name + scope + alignment + ">" + content + "</" + name + ">";
 }

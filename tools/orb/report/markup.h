@@ -41,7 +41,6 @@ class Table {
   std::string html() const;
 
  private:
-  bool isShown(std::size_t column) const;
   std::string cell(const char* name, const char* scope, std::size_t column, const std::string& content) const;
 
   struct Row {
@@ -52,6 +51,7 @@ class Table {
   std::string caption_;
   std::vector<std::pair<std::string, Column>> columns_;
   std::vector<Row> rows_;
+  std::vector<bool> is_shown_;  // of each column: one without content in any row is left out
 };
 
 /// A list of labels and texts; empty for none.

@@ -3,6 +3,7 @@
 
 #include "aioproto.h"
 #include "atomic_file.h"
+#include "channel_range.h"
 #include "command.h"
 #include "failure.h"
 #include "open_file.h"
@@ -22,6 +23,7 @@ int run(const Options& options, Console&) {
   DraftFile draft(options.file, options.force);
   FileAccess file;
   require(file.create(draft.path(), options.channels, options.detector == "nai"), options.file, "cannot create");
+  coverAllChannels(file, options.channels);
   draft.write(file);
   draft.publish();
   return kDone;

@@ -30,12 +30,13 @@ constexpr std::uint32_t kTableScope = 0x2006007A;
 /// The settings of one search, which must not decide what the next one covers: neither those of an earlier one here,
 /// nor these in an analysis of the whole spectrum later.
 void setScope(FileAccess& file, const Options& options) {
-  std::pair<int, int> channels{1, 65535};
+  constexpr int kLast = AIO_MAX_CHANNELS;
+  std::pair<int, int> channels{1, kLast};
   if (!options.range.empty()) channels = channelRange(file, options.range);
   putValue(file, kSearchFirst, Variant(channels.first));
   putValue(file, kSearchLast, Variant(channels.second));
   putValue(file, kFitFirst, Variant(1));
-  putValue(file, kFitLast, Variant(65535));
+  putValue(file, kFitLast, Variant(kLast));
   putValue(file, kOneRegion, Variant(0));
   putValue(file, kTableScope, Variant(options.range.empty() ? 0 : 1));
   if (options.threshold > 0) putValue(file, kThreshold, Variant(options.threshold));

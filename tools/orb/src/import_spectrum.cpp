@@ -2,6 +2,7 @@
 
 #include "blocks.h"
 #include "calibration_text.h"
+#include "channel_range.h"
 #include "codes.h"
 #include "detector_guess.h"
 #include "failure.h"
@@ -58,6 +59,7 @@ void importSpectrum(const ImportRequest& request, FileAccess& file, const std::s
   const DetectorGuess detector = detectorOf(request, spectrum, note);
   const std::string type = request.detector.empty() ? "" : detector.is_NaI ? "NAI" : "HPGE";
   require(file.create(target, n_channels, detector.is_NaI), shown_name, "cannot create");
+  coverAllChannels(file, n_channels);
   fillFile(file, spectrum, {request.spectrum, formatWords(source.format), type}, note);
   scaleTypicalWidths(file, detector, note);
 }

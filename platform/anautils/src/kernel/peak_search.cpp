@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
+#include <span>
 
 #include "kernel/peak_shape.h"
-#include "kernel/second_difference.h"
+#include "kernel/spectrum_levels.h"
 
 namespace anautils {
 
@@ -28,32 +28,16 @@ int smoothingBox(double fwhm, int longest) {
   return std::max(1, std::min(longest, static_cast<int>(fwhm))) | 1;
 }
 
-/// The counts smoothed over boxes of the lengths that were asked for.
-class SmoothedSpectrum {
- public:
-  explicit SmoothedSpectrum(const std::vector<double>& counts) : counts_(counts) {}
-  const std::vector<double>& counts() const { return counts_; }
-  const std::vector<double>& over(int box) {
-    const auto known = smooth_.find(box);
-    return known != smooth_.end() ? known->second : smooth_.emplace(box, smoothedCounts(counts_, box)).first->second;
-  }
-
- private:
-  const std::vector<double>& counts_;
-  std::map<int, std::vector<double>> smooth_;  // by the length of the box
-};
-
 /// The filters of the widths that occur, in steps of 12 %; every element mixes the two between which its width lies.
 class Ladder {
  public:
-  Ladder(SmoothedSpectrum& spectrum, double least_sigma, double greatest_sigma, double scale,
-         const SearchSettings& settings)
-      : counts_(spectrum.counts()) {
+  Ladder(SpectrumLevels& spectrum, double least_sigma, double greatest_sigma, double scale,
+         const SearchSettings& settings) {
     const int rungs = static_cast<int>(std::ceil(std::log(greatest_sigma / least_sigma) / std::log(kLadderStep))) + 2;
     for (int k = 0; k < rungs; ++k) {
       const double sigma = least_sigma * std::pow(kLadderStep, k);
       const int box = smoothingBox(sigma / scale * kFwhmPerSigma, settings.longest_smoothing);
-      rungs_.push_back({sigma, secondDifferenceFilter(sigma, settings.cut), &spectrum.over(box)});
+      rungs_.emplace_back(spectrum, sigma, settings.cut, box);
     }
   }
 
@@ -72,17 +56,11 @@ class Ladder {
   }
 
  private:
-  struct Rung {
-    double sigma;
-    std::vector<double> filter;
-    const std::vector<double>* smooth;
-  };
-
   /// The last but one at most, so that there is one above.
   std::size_t rungBelow(double sigma, std::size_t guess = 0) const {
     std::size_t rung = guess;
-    while (rung > 0 && sigma < rungs_[rung].sigma) --rung;
-    while (rung + 2 < rungs_.size() && sigma >= rungs_[rung + 1].sigma) ++rung;
+    while (rung > 0 && sigma < rungs_[rung].sigma()) --rung;
+    while (rung + 2 < rungs_.size() && sigma >= rungs_[rung + 1].sigma()) ++rung;
     return rung;
   }
 
@@ -90,20 +68,19 @@ class Ladder {
   template <typename SigmaOf>
   void mix(std::size_t rung, int from, int to, const SigmaOf& sigmaOf, Response* low) const {
     Response high[kMixed];
-    const Rung& below = rungs_[rung];
-    const Rung& above = rungs_[rung + 1];
-    respondBetween(counts_, *below.smooth, below.filter, from, to, low);
-    respondBetween(counts_, *above.smooth, above.filter, from, to, high);
-    const double part = 1 / (above.sigma - below.sigma);
+    const LevelFilter& below = rungs_[rung];
+    const LevelFilter& above = rungs_[rung + 1];
+    below.respond(from, to, low);
+    above.respond(from, to, high);
+    const double part = 1 / (above.sigma() - below.sigma());
     for (int i = 0; i < to - from; ++i) {
-      const double share = std::clamp((sigmaOf(from + i) - below.sigma) * part, 0.0, 1.0);
+      const double share = std::clamp((sigmaOf(from + i) - below.sigma()) * part, 0.0, 1.0);
       low[i].difference += share * (high[i].difference - low[i].difference);
       low[i].significance += share * (high[i].significance - low[i].significance);
     }
   }
 
-  const std::vector<double>& counts_;
-  std::vector<Rung> rungs_;
+  std::vector<LevelFilter> rungs_;
 };
 
 double sigmaAt(const std::vector<double>& widths, int i) {
@@ -115,7 +92,7 @@ double responseSigma(const std::vector<double>& widths, int i, double scale) {
   return sigmaAt(widths, i) * std::sqrt(1 + scale * scale);
 }
 
-Trace traceOf(SmoothedSpectrum& spectrum, const std::vector<double>& widths, int first, int last, double scale,
+Trace traceOf(SpectrumLevels& spectrum, const std::vector<double>& widths, int first, int last, double scale,
               const SearchSettings& settings) {
   const int margin = static_cast<int>(4 * *std::max_element(widths.begin(), widths.end()));
   Trace trace;
@@ -127,11 +104,13 @@ Trace traceOf(SmoothedSpectrum& spectrum, const std::vector<double>& widths, int
   return trace;
 }
 
-/// Elements from a maximum to where the response changes its sign, or to the valley before the next line.
-double lobeEnd(const Trace& trace, int at, int direction) {
+/// Elements from a maximum to where the response changes its sign, or to the valley before the next line; looked for as
+/// far as a lobe of a line can reach.
+double lobeEnd(const Trace& trace, int at, int direction, double farthest) {
   int valley = at;
   int i = at;
   while (trace.covers(i + direction) && trace.at(i + direction).significance > 0) {
+    if (std::abs(i - at) > farthest) return std::abs(i - at);
     i += direction;
     if (trace.at(i).significance <= trace.at(valley).significance) valley = i;
     if (trace.at(i).significance > trace.at(valley).significance + 1) return std::abs(valley - at);
@@ -143,8 +122,11 @@ double lobeEnd(const Trace& trace, int at, int direction) {
 }
 
 bool hasLobeOfALine(const Trace& trace, int at, double response_sigma) {
-  const double length = (lobeEnd(trace, at, 1) + lobeEnd(trace, at, -1)) / (2 * response_sigma);
-  return length > 0.4 && length < 1.9;  // 0.6 to 1.7 for a line alone, less beside a higher one, more for a close pair
+  constexpr double kLongest = 1.9;  // 0.6 to 1.7 for a line alone, less beside a higher one, more for a close pair
+  const double farthest = 2 * kLongest * response_sigma;
+  const double ends = lobeEnd(trace, at, 1, farthest) + lobeEnd(trace, at, -1, farthest);
+  const double length = ends / (2 * response_sigma);
+  return length > 0.4 && length < kLongest;
 }
 
 /// The deepest response of the other sign beside a maximum, in standard deviations.
@@ -210,16 +192,28 @@ int nearest(double position, std::size_t n) {
   return std::clamp(static_cast<int>(std::lround(position)), 0, static_cast<int>(n) - 1);
 }
 
+bool liesBelow(const FoundPeak& peak, double position) {
+  return peak.position < position;
+}
+
+/// The peaks nearer to a position than a distance, among peaks in order of position.
+std::span<const FoundPeak> peaksAround(const std::vector<FoundPeak>& peaks, double position, double distance) {
+  auto first = std::lower_bound(peaks.begin(), peaks.end(), position - distance, liesBelow);
+  auto last = std::lower_bound(first, peaks.end(), position + distance, liesBelow);
+  return {first, last};
+}
+
 /// The wide filter adds what the narrow one did not see at all.
 void addMissed(std::vector<FoundPeak>& peaks, const std::vector<FoundPeak>& wide, const std::vector<double>& widths) {
-  const std::size_t n_narrow = peaks.size();
+  std::vector<FoundPeak> missed;
   for (const FoundPeak& peak : wide) {
     const double reach = 1.5 * widths[static_cast<std::size_t>(nearest(peak.position, widths.size()))];
-    const bool is_known = std::any_of(peaks.begin(), peaks.begin() + static_cast<std::ptrdiff_t>(n_narrow),
-                                      [&](const FoundPeak& p) { return std::abs(p.position - peak.position) < reach; });
-    if (!is_known) peaks.push_back(peak);
+    if (peaksAround(peaks, peak.position, reach).empty()) missed.push_back(peak);
   }
-  std::sort(peaks.begin(), peaks.end(), [](const FoundPeak& a, const FoundPeak& b) { return a.position < b.position; });
+  const auto n_narrow = static_cast<std::ptrdiff_t>(peaks.size());
+  peaks.insert(peaks.end(), missed.begin(), missed.end());
+  std::inplace_merge(peaks.begin(), peaks.begin() + n_narrow, peaks.end(),
+                     [](const FoundPeak& a, const FoundPeak& b) { return liesBelow(a, b.position); });
 }
 
 /// The second difference at its narrowest, a measure of the height of a line.
@@ -231,9 +225,9 @@ void dropSuspects(std::vector<FoundPeak>& peaks, const Trace& trace, const std::
     const int at = nearest(peak.position, widths.size());
     const double height = -trace.at(at).difference;
     const double reach = distance * widths[static_cast<std::size_t>(at)];
-    const bool is_suspect = std::any_of(peaks.begin(), peaks.end(), [&](const FoundPeak& other) {
-      return std::abs(other.position - peak.position) < reach &&
-             -trace.at(nearest(other.position, widths.size())).difference > kMuchHigher * height;
+    const auto beside = peaksAround(peaks, peak.position, reach);
+    const bool is_suspect = std::any_of(beside.begin(), beside.end(), [&](const FoundPeak& other) {
+      return -trace.at(nearest(other.position, widths.size())).difference > kMuchHigher * height;
     });
     if (!is_suspect) kept.push_back(peak);
   }
@@ -245,7 +239,7 @@ void dropSuspects(std::vector<FoundPeak>& peaks, const Trace& trace, const std::
 std::vector<FoundPeak> findPeaks(const std::vector<double>& counts, const std::vector<double>& widths, int first,
                                  int last, const SearchSettings& settings) {
   if (counts.empty() || first > last) return {};
-  SmoothedSpectrum spectrum(counts);
+  SpectrumLevels spectrum(counts);
   const Trace narrow = traceOf(spectrum, widths, first, last, settings.narrow, settings);
   std::vector<FoundPeak> peaks = maxima(narrow, widths, first, last, settings.narrow, settings);
   if (settings.two_filters) {

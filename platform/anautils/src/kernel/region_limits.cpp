@@ -33,27 +33,64 @@ double gapBehind(const std::vector<LineExtent>& lines, int i) {
   return (next.position - here.position) / std::max(here.fwhm, next.fwhm);
 }
 
-/// Puts the lines first..last into one plan, or into more when they are too many.
-void addPlans(std::vector<RegionPlan>& plans, const std::vector<LineExtent>& lines, int first, int last,
-              ChannelRange channels, const RegionRule& rule, bool cut_before) {
-  if (last - first + 1 <= std::max(1, rule.most_lines)) {
-    RegionPlan plan{channels, {}, cut_before};
-    for (int i = first; i <= last; ++i) plan.lines.push_back(i);
-    plans.push_back(std::move(plan));
-    return;
+/// The gaps between lines as a tree: below each gap the widest on either side of it, as far as gaps are narrower. Of
+/// equal ones the first is the wider. Gap i lies behind line i.
+struct GapTree {
+  int root = -1;
+  std::vector<int> left, right;  // of a gap; -1: none
+};
+
+/// Of the gaps between the lines first..last, each counted from `first`.
+GapTree treeOfGaps(const std::vector<LineExtent>& lines, int first, int last) {
+  std::vector<double> gaps;
+  for (int i = first; i < last; ++i) gaps.push_back(gapBehind(lines, i));
+  GapTree tree;
+  tree.left.assign(gaps.size(), -1);
+  tree.right.assign(gaps.size(), -1);
+  std::vector<std::size_t> open;  // gaps that one further on may still belong to, from wide to narrow
+  for (std::size_t i = 0; i < gaps.size(); ++i) {
+    for (; !open.empty() && gaps[open.back()] < gaps[i]; open.pop_back()) tree.left[i] = static_cast<int>(open.back());
+    if (!open.empty()) tree.right[open.back()] = static_cast<int>(i);
+    open.push_back(i);
   }
-  // Not at the very ends: a cut has to leave fewer lines on both sides.
-  int widest = first;
-  for (int i = first; i < last; ++i)
-    if (gapBehind(lines, i) > gapBehind(lines, widest)) widest = i;
-  const LineExtent& left = lines[static_cast<std::size_t>(widest)];
-  const LineExtent& right = lines[static_cast<std::size_t>(widest) + 1];
-  ChannelRange low = channels;
-  ChannelRange high = channels;
-  low.last = std::min(channels.last, nearestChannel(left.position + kBeyondCut * left.fwhm));
-  high.first = std::max(channels.first, nearestChannel(right.position - kBeyondCut * right.fwhm));
-  addPlans(plans, lines, first, widest, low, rule, cut_before);
-  addPlans(plans, lines, widest + 1, last, high, rule, true);
+  if (!open.empty()) tree.root = static_cast<int>(open.front());
+  return tree;
+}
+
+/// Lines that are still to be put into plans, and their widest gap.
+struct Stretch {
+  int first, last;
+  ChannelRange channels;
+  bool cut_before;
+  int widest;
+};
+
+/// Puts the lines first..last into one plan, or into more when they are too many. They are cut at the widest gap, again
+/// and again. Not at the very ends: a cut has to leave fewer lines on both sides.
+void addPlans(std::vector<RegionPlan>& plans, const std::vector<LineExtent>& lines, int first, int last,
+              ChannelRange channels, const RegionRule& rule) {
+  const GapTree tree = treeOfGaps(lines, first, last);
+  std::vector<Stretch> rest = {{first, last, channels, false, tree.root}};
+  while (!rest.empty()) {
+    const Stretch here = rest.back();
+    rest.pop_back();
+    if (here.last - here.first + 1 <= std::max(1, rule.most_lines)) {
+      RegionPlan plan{here.channels, {}, here.cut_before};
+      for (int i = here.first; i <= here.last; ++i) plan.lines.push_back(i);
+      plans.push_back(std::move(plan));
+      continue;
+    }
+    const auto gap = static_cast<std::size_t>(here.widest);
+    const int cut = first + here.widest;
+    const LineExtent& left = lines[static_cast<std::size_t>(cut)];
+    const LineExtent& right = lines[static_cast<std::size_t>(cut) + 1];
+    ChannelRange low = here.channels;
+    ChannelRange high = here.channels;
+    low.last = std::min(here.channels.last, nearestChannel(left.position + kBeyondCut * left.fwhm));
+    high.first = std::max(here.channels.first, nearestChannel(right.position - kBeyondCut * right.fwhm));
+    rest.push_back({cut + 1, here.last, high, true, tree.right[gap]});
+    rest.push_back({here.first, cut, low, here.cut_before, tree.left[gap]});
+  }
 }
 
 }  // namespace
@@ -74,7 +111,7 @@ std::vector<RegionPlan> planRegions(const std::vector<LineExtent>& lines, const 
       if (next.first > channels.last && gapBehind(lines, last) >= rule.together) break;
       channels = {std::min(channels.first, next.first), std::max(channels.last, next.last)};
     }
-    addPlans(plans, lines, first, last, channels, rule, false);
+    addPlans(plans, lines, first, last, channels, rule);
     first = last + 1;
   }
   return plans;
@@ -83,7 +120,7 @@ std::vector<RegionPlan> planRegions(const std::vector<LineExtent>& lines, const 
 std::vector<RegionPlan> planOneRegion(const std::vector<LineExtent>& lines, const RegionRule& rule,
                                       ChannelRange channels) {
   std::vector<RegionPlan> plans;
-  if (!lines.empty()) addPlans(plans, lines, 0, static_cast<int>(lines.size()) - 1, channels, rule, false);
+  if (!lines.empty()) addPlans(plans, lines, 0, static_cast<int>(lines.size()) - 1, channels, rule);
   return plans;
 }
 

@@ -17,52 +17,52 @@ double meanOf(const std::vector<double>& values, std::size_t from, std::size_t t
   return to > from ? sum / static_cast<double>(to - from) : 0;
 }
 
-/// The values with the mean of each end in front and behind.
-class Extended {
- public:
-  Extended(const std::vector<double>& values, std::size_t reach)
-      : values_(values),
-        n_(static_cast<int>(values.size())),
-        before_(meanOf(values, 0, std::min(reach, values.size()))),
-        behind_(meanOf(values, values.size() - std::min(reach, values.size()), values.size())) {}
-  double operator[](int i) const { return i < 0 ? before_ : i >= n_ ? behind_ : values_[static_cast<std::size_t>(i)]; }
-
- private:
-  const std::vector<double>& values_;
-  int n_;
-  double before_;
-  double behind_;
-};
+/// The elements from `from` up to but not including `to`, which may lie beyond the ends: there stands the mean over
+/// `length` elements of the end.
+std::vector<double> extended(const std::vector<double>& values, int from, int to, std::size_t length) {
+  const int n = static_cast<int>(values.size());
+  length = std::min(length, values.size());
+  std::vector<double> part(static_cast<std::size_t>(to - from));
+  auto next = std::fill_n(part.begin(), std::clamp(-from, 0, to - from), meanOf(values, 0, length));
+  const auto inside = values.begin() + std::clamp(from, 0, n);
+  next = std::copy(inside, values.begin() + std::clamp(to, 0, n), next);
+  std::fill(next, part.end(), meanOf(values, values.size() - length, values.size()));
+  return part;
+}
 
 Response responseOf(double difference, double variance) {
   return {difference, variance > 0 ? -difference / std::sqrt(variance) : 0};
 }
 
-template <typename Values>
-Response sums(const Values& counts, const Values& smooth, const std::vector<double>& filter, int at) {
-  double difference = filter[0] * counts[at];
-  double variance = filter[0] * filter[0] * smooth[at];
-  for (int j = 1; j < static_cast<int>(filter.size()); ++j) {
-    const double c = filter[static_cast<std::size_t>(j)];
-    difference += c * (counts[at - j] + counts[at + j]);
-    variance += c * c * (smooth[at - j] + smooth[at + j]);
+/// Adds c_j (v_{i-j} + v_{i+j}) to the sums of n elements, for four j one after the other.
+void addFour(const double* values, const double* c, int j, int n, double* sums) {
+  for (int i = 0; i < n; ++i) {
+    double sum = sums[i];
+    sum += c[0] * (values[i - j] + values[i + j]);
+    sum += c[1] * (values[i - j - 1] + values[i + j + 1]);
+    sum += c[2] * (values[i - j - 2] + values[i + j + 2]);
+    sum += c[3] * (values[i - j - 3] + values[i + j + 3]);
+    sums[i] = sum;
   }
-  return responseOf(difference, variance);
 }
 
-/// As sums, for elements that the filter does not reach beyond the ends from: one coefficient after the other along all
-/// of them, which a processor does several at a time.
-void sumsAlong(const double* counts, const double* smooth, const std::vector<double>& filter, int n,
-               Response* responses) {
+/// c_0 v_i + sum of c_j (v_{i-j} + v_{i+j}) of n elements that the filter does not reach beyond the ends from: a few
+/// coefficients after the others along all elements, which a processor does several at a time.
+void sumsAlong(const double* values, const std::vector<double>& c, int n, double* sums) {
+  for (int i = 0; i < n; ++i) sums[i] = c[0] * values[i];
+  const int length = static_cast<int>(c.size());
+  int j = 1;
+  for (; j + 4 <= length; j += 4) addFour(values, &c[static_cast<std::size_t>(j)], j, n, sums);
+  for (; j < length; ++j)
+    for (int i = 0; i < n; ++i) sums[i] += c[static_cast<std::size_t>(j)] * (values[i - j] + values[i + j]);
+}
+
+void respondAlong(const double* counts, const double* smooth, const std::vector<double>& filter,
+                  const std::vector<double>& squares, int n, Response* responses) {
   double difference[kBlock];
   double variance[kBlock];
-  for (int i = 0; i < n; ++i) difference[i] = filter[0] * counts[i];
-  for (int i = 0; i < n; ++i) variance[i] = filter[0] * filter[0] * smooth[i];
-  for (int j = 1; j < static_cast<int>(filter.size()); ++j) {
-    const double c = filter[static_cast<std::size_t>(j)];
-    for (int i = 0; i < n; ++i) difference[i] += c * (counts[i - j] + counts[i + j]);
-    for (int i = 0; i < n; ++i) variance[i] += c * c * (smooth[i - j] + smooth[i + j]);
-  }
+  sumsAlong(counts, filter, n, difference);
+  sumsAlong(smooth, squares, n, variance);
   for (int i = 0; i < n; ++i) responses[i] = responseOf(difference[i], variance[i]);
 }
 
@@ -105,22 +105,29 @@ std::vector<double> smoothedCounts(const std::vector<double>& counts, int box) {
 
 Response respond(const std::vector<double>& counts, const std::vector<double>& smooth,
                  const std::vector<double>& filter, int at) {
-  const int reach = static_cast<int>(filter.size()) - 1;
-  if (at - reach >= 0 && at + reach < static_cast<int>(counts.size()))
-    return sums(counts.data(), smooth.data(), filter, at);
-  const auto length = static_cast<std::size_t>(std::max(1, reach / 2));
-  return sums(Extended(counts, length), Extended(smooth, length), filter, at);
+  Response response;
+  respondBetween(counts, smooth, filter, at, at + 1, &response);
+  return response;
 }
 
 void respondBetween(const std::vector<double>& counts, const std::vector<double>& smooth,
                     const std::vector<double>& filter, int from, int to, Response* responses) {
+  const int n = static_cast<int>(counts.size());
   const int reach = static_cast<int>(filter.size()) - 1;
-  const int inner_from = std::clamp(reach, from, std::max(from, to));
-  const int inner_to = std::clamp(static_cast<int>(counts.size()) - reach, inner_from, std::max(inner_from, to));
-  for (int i = from; i < inner_from; ++i) responses[i - from] = respond(counts, smooth, filter, i);
-  for (int i = inner_from; i < inner_to; i += kBlock)
-    sumsAlong(counts.data() + i, smooth.data() + i, filter, std::min(kBlock, inner_to - i), responses + (i - from));
-  for (int i = inner_to; i < to; ++i) responses[i - from] = respond(counts, smooth, filter, i);
+  const auto length = static_cast<std::size_t>(std::max(1, reach / 2));
+  std::vector<double> squares(filter);
+  for (double& c : squares) c *= c;
+  for (int i = from, end = from; i < to; i = end) {
+    end = std::min(i + kBlock, to);
+    Response* const block = responses + (i - from);
+    if (i >= reach && end + reach <= n) {
+      respondAlong(counts.data() + i, smooth.data() + i, filter, squares, end - i, block);
+    } else {
+      const auto counts_here = extended(counts, i - reach, end + reach, length);
+      const auto smooth_here = extended(smooth, i - reach, end + reach, length);
+      respondAlong(counts_here.data() + reach, smooth_here.data() + reach, filter, squares, end - i, block);
+    }
+  }
 }
 
 }  // namespace anautils

@@ -9,7 +9,7 @@
 #include "kernel/median.h"
 #include "kernel/peak_search.h"
 #include "kernel/peak_shape.h"
-#include "kernel/second_difference.h"
+#include "kernel/spectrum_levels.h"
 
 namespace anautils {
 
@@ -28,12 +28,6 @@ struct Blob {
   double fwhm = 0;
 };
 
-double rootOfSquares(const std::vector<double>& filter) {
-  double sum = filter[0] * filter[0];
-  for (std::size_t j = 1; j < filter.size(); ++j) sum += 2 * filter[j] * filter[j];
-  return std::sqrt(sum);
-}
-
 bool isMaximum(const std::vector<Response>& values, std::size_t i) {
   const double here = values[i].significance;
   return (i == 0 || values[i - 1].significance < here) &&
@@ -44,28 +38,38 @@ using Maxima = std::vector<Blob>;  // of one filter width, in order of position
 
 /// The maximum nearest to a place, as far as one width away; null when there is none.
 const Blob* nearestIn(const Maxima& maxima, const Blob& blob) {
-  const Blob* nearest = nullptr;
-  for (const Blob& other : maxima) {
-    const int distance = std::abs(other.at - blob.at);
-    if (distance <= other.fwhm && (nearest == nullptr || distance < std::abs(nearest->at - blob.at))) nearest = &other;
+  const auto above =
+      std::lower_bound(maxima.begin(), maxima.end(), blob.at, [](const Blob& other, int at) { return other.at < at; });
+  const auto distance = [&](Maxima::const_iterator other) { return std::abs(other->at - blob.at); };
+  auto nearest = above;
+  if (above == maxima.end() || (above != maxima.begin() && distance(above - 1) <= distance(above))) {
+    if (above == maxima.begin()) return nullptr;
+    nearest = above - 1;
   }
-  return nearest;
+  return distance(nearest) <= nearest->fwhm ? &*nearest : nullptr;
+}
+
+/// Whether one of the places, which are in order, is nearer than that.
+bool isNear(const std::vector<int>& places, int at, double distance) {
+  const auto above = std::lower_bound(places.begin(), places.end(), at);
+  return (above != places.end() && *above - at < distance) || (above != places.begin() && at - *(above - 1) < distance);
 }
 
 std::vector<Maxima> maximaByWidth(const std::vector<double>& counts) {
+  SpectrumLevels levels(counts);
   std::vector<Maxima> all;
   const double widest = static_cast<double>(counts.size()) / 12;
+  std::vector<Response> values;
   for (double fwhm = kNarrowest; fwhm <= widest; fwhm *= kScaleStep) {
-    const auto filter = secondDifferenceFilter(kBestRatio * fwhm / kFwhmPerSigma, 3.5);
-    const auto smooth = smoothedCounts(counts, static_cast<int>(fwhm) | 1);
-    const double norm = rootOfSquares(filter);
-    std::vector<Response> values;
-    for (std::size_t i = 0; i < counts.size(); ++i)
-      values.push_back(respond(counts, smooth, filter, static_cast<int>(i)));
+    const LevelFilter filter(levels, kBestRatio * fwhm / kFwhmPerSigma, 3.5, static_cast<int>(fwhm));
+    const double norm = filter.norm();
+    values.resize(static_cast<std::size_t>(filter.bins()));
+    filter.respondInBins(0, filter.bins(), values.data());
     Maxima& maxima = all.emplace_back();
     for (std::size_t i = 0; i < values.size(); ++i)
       if (values[i].significance > kThreshold && isMaximum(values, i))
-        maxima.push_back({static_cast<int>(i), values[i].significance, -values[i].difference / norm, fwhm});
+        maxima.push_back(
+            {filter.channelOf(static_cast<int>(i)), values[i].significance, -values[i].difference / norm, fwhm});
   }
   return all;
 }
@@ -76,16 +80,22 @@ std::vector<Maxima> maximaByWidth(const std::vector<double>& counts) {
 std::vector<Blob> blobs(const std::vector<double>& counts) {
   const std::vector<Maxima> all = maximaByWidth(counts);
   std::vector<Blob> kept;
+  std::vector<int> places;  // of those kept, in order
   for (std::size_t k = 0; k + 1 < all.size(); ++k) {
+    std::vector<int> here;
     for (const Blob& blob : all[k]) {
       const Blob* const wider = nearestIn(all[k + 1], blob);
       const Blob* const narrower = k > 0 ? nearestIn(all[k - 1], blob) : nullptr;
       if (wider == nullptr || wider->contrast > blob.contrast) continue;
       if (narrower != nullptr && narrower->contrast >= blob.contrast) continue;
-      const bool has_narrower_inside = std::any_of(
-          kept.begin(), kept.end(), [&](const Blob& other) { return std::abs(other.at - blob.at) < 1.5 * blob.fwhm; });
-      if (!has_narrower_inside) kept.push_back(blob);
+      const double reach = 1.5 * blob.fwhm;
+      if (isNear(places, blob.at, reach) || isNear(here, blob.at, reach)) continue;
+      kept.push_back(blob);
+      here.push_back(blob.at);
     }
+    const auto n_before = static_cast<std::ptrdiff_t>(places.size());
+    places.insert(places.end(), here.begin(), here.end());
+    std::inplace_merge(places.begin(), places.begin() + n_before, places.end());
   }
   std::stable_sort(kept.begin(), kept.end(),
                    [](const Blob& a, const Blob& b) { return a.significance > b.significance; });
