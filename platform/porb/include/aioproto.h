@@ -81,6 +81,10 @@ typedef struct AioReservation AioReservation_T;
  *  @return AIO_OK; AIO_BADARG; AIO_LOCKED, AIO_BADLOCKFILE; AIO_BADJOURNAL; what AioOpen2 gives for writing */
 PORB_EXPORT ULONG AioReserve(const char* path, AioReservation_T** reservation);
 
+/** The path that is reserved, symbolic links resolved: what lies there later is what AioPublish replaces, even when the
+ *  path given to AioReserve means another file by then. Valid until AioRelease; null for null. */
+PORB_EXPORT const char* AioReservedName(const AioReservation_T* reservation);
+
 /** Brings a closed file to disk and gives it the reserved name. It takes over owner, group, mode and access list of the
  *  file that it replaces. Both lie in one file system.
  *  @param draft    the path that the file has so far

@@ -107,6 +107,10 @@ extern "C" ULONG AioReserve(const char* path, AioReservation_T** reservation) {
   });
 }
 
+extern "C" const char* AioReservedName(const AioReservation_T* reservation) {
+  return reservation == nullptr ? nullptr : reservation->reservation.name().c_str();
+}
+
 extern "C" ULONG AioPublish(AioReservation_T* reservation, const char* draft, ULONG replace) {
   if (reservation == nullptr || draft == nullptr) return AIO_BADARG;
   return guarded([&]() -> Status {

@@ -21,6 +21,7 @@ class Reservation {
   /// @throws Failure(AIO_LOCKED), AIO_BADJOURNAL, AIO_NOTREGULAR and what opening for writing may give
   explicit Reservation(const std::string& path);
 
+  const std::string& name() const noexcept { return target_; }
   /// Brings a closed data file to disk and gives it the name. It takes over owner, group, mode and access list of the
   /// file that it replaces. @throws Failure(AIO_FILEEXISTS) unless `replace`; AIO_NOACCESS, also when the new file
   /// could not belong to the owner of the former one

@@ -206,7 +206,7 @@ def race(template, root):
         for name, before in mine.items():
             if snapshot(folder / name) != before:
                 fault += f" changed: {name}"
-        if victim.read_text() != "of great worth\n" or len(list(elsewhere.iterdir())) != 1:
+        if victim.read_bytes() != b"of great worth\n" or len(list(elsewhere.iterdir())) != 1:
             fault += " changed: a file elsewhere"
             victim.write_text("of great worth\n")
         if fault:

@@ -43,11 +43,11 @@ void writeAll(int descriptor, std::string_view text, const std::string& name) {
 
 using Descriptor = std::unique_ptr<const int, void (*)(const int*)>;
 
-void requireNoOtherFile(const std::string& path) {
+void requireNoOtherFile(const std::string& path, const std::string& shown_name) {
   struct stat state {};
   if (stat(path.c_str(), &state) != 0 || state.st_size == 0 || !S_ISREG(state.st_mode)) return;
   if (looksLikeDataFile(path)) return;
-  throw Failure(path, "is no data file, and is not replaced by one", convertReturnCode(AIO_FILEEXISTS));
+  throw Failure(shown_name, "is no data file, and is not replaced by one", convertReturnCode(AIO_FILEEXISTS));
 }
 
 }  // namespace
@@ -56,8 +56,11 @@ DraftFile::DraftFile(const std::string& target, bool force, Content content)
     : named_(target), target_(followLink(target)), force_(force) {
   removeDeadDrafts(target_);
   requireReplaceable(target_, force);
-  if (content == Content::kData) reserve();
-  if (content == Content::kData) requireNoOtherFile(target_);  // not of a link, which may have changed meanwhile
+  if (content == Content::kData) {
+    reserve();
+    requireReplaceable(target_, force);
+    requireNoOtherFile(target_, named_);
+  }
   folder_ = std::make_unique<DraftFolder>(target_, named_);
 }
 
@@ -65,6 +68,7 @@ void DraftFile::reserve() {
   AioReservation_T* reservation = nullptr;
   require(convertReturnCode(AioReserve(target_.c_str(), &reservation)), named_, "cannot write");
   reservation_.reset(reservation);
+  target_ = AioReservedName(reservation);  // a link may mean another file by now
   lock_file_.emplace(std::vector<std::string>{target_ + "-lock"});
 }
 
