@@ -28,8 +28,10 @@ fs::path engineFolder() {
 fs::path dataFileFolder(void* handle) {
   std::string path(4096, '\0');
   check(AioFileInfo(handle, path.data(), static_cast<ULONG>(path.size()), nullptr));
-  const fs::path folder = fs::path(path.c_str()).parent_path();
-  return com::norvale::datatypes::isDraftFolder(folder.filename().string()) ? folder.parent_path() : folder;
+  fs::path folder = fs::path(path.c_str()).parent_path();
+  // A draft of a draft, too: the copy on which a step works alone.
+  while (com::norvale::datatypes::isDraftFolder(folder.filename().string())) folder = folder.parent_path();
+  return folder;
 }
 
 /// A value that is not possible counts as not known.

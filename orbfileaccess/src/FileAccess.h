@@ -39,6 +39,12 @@ struct StepReport {
 /// Receives the report of a step, in the thread that runs the sequence, with the file's lock held.
 using StepObserver = std::function<void(const StepReport&)>;
 
+/// Carries out a step in place of execute: entry point of the engine, path of its library, number of the step. Gives
+/// the result code. It runs in the thread that runs the sequence, with the file's lock held; when it comes back the
+/// file is open as before.
+using StepRunner =
+    std::function<std::uint32_t(const std::string& fnc, const std::string& resource, std::uint16_t step)>;
+
 /// The path that the data-file service is given for a file name: the name as it is.
 ORBFILEACCESS_EXPORT std::string makeFullPath(const std::string& name);
 
@@ -352,6 +358,10 @@ class ORBFILEACCESS_EXPORT FileAccess {
   /// means nobody. What the observer throws ends the sequence and passes to its caller.
   void observeSteps(StepObserver observer);
 
+  /// Names what carries out the steps of later sequences on this file; an empty function means execute. What the runner
+  /// throws ends the sequence and passes to its caller.
+  void runStepsWith(StepRunner runner);
+
   /// Copies the sequence of this file into another: the blocks 0x2010 and 0x2003, the efficiency model, the geometry
   /// file and the titles. The destination keeps its own 0x20100075, 0x20100076, 0x20030015 and 0x20030053, which belong
   /// to what was measured. Locks both objects. Modifies the destination.
@@ -375,6 +385,7 @@ class ORBFILEACCESS_EXPORT FileAccess {
   bool m_attached = false;
   mutable std::atomic<bool> m_modified{false};  // some operations set it before they lock
   StepObserver m_observer;
+  StepRunner m_runner;
 };
 
 }  // namespace com::norvale::orb

@@ -80,6 +80,11 @@ void FileAccess::observeSteps(StepObserver observer) {
   m_observer = std::move(observer);
 }
 
+void FileAccess::runStepsWith(StepRunner runner) {
+  const FileLock lock(m_mutex);
+  m_runner = std::move(runner);
+}
+
 std::uint32_t FileAccess::execute(const std::string& fnc, const std::string& resource, std::uint16_t phase) {
   constexpr const char* kWhere = "FileAccess::execute";
   const FileLock lock(m_mutex);
@@ -112,6 +117,7 @@ std::uint32_t FileAccess::executeSequence(const FileAccess& asf, const std::stri
   }
   const RegisteredEngines engines = parseAEF(cataloguePath(aef));
   const StepObserver observer = m_observer;  // it may name another one meanwhile
+  const StepRunner runner = m_runner;
   std::uint32_t last_status = 0;
   for (std::uint32_t step = 1; step <= nsteps; ++step) {
     const auto number = static_cast<std::uint16_t>(step);
@@ -124,7 +130,8 @@ std::uint32_t FileAccess::executeSequence(const FileAccess& asf, const std::stri
     const auto engine = std::find_if(engines.begin(), engines.end(), is_wanted);
     if (engine == engines.end()) return failed("Engine " + name + " not found in AEF", kEngineNotFound);
     const auto begin = std::chrono::steady_clock::now();
-    last_status = execute(engine->Function, enginePath + engine->Resource, number);
+    const std::string resource = enginePath + engine->Resource;
+    last_status = runner ? runner(engine->Function, resource, number) : execute(engine->Function, resource, number);
     if (observer) observer({number, name, secondsSince(begin), last_status});
     if (last_status == 0) continue;
     failed("Error returned from engine " + name, last_status);

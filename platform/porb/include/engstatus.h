@@ -20,7 +20,8 @@
   X(ENG_NOLIBRARY, 0x00632052, "the nuclide library is not to be found")                                              \
   X(ENG_BADLIBRARY, 0x0063205A, "the nuclide library cannot be opened, or has no usable line")                        \
   X(ENG_BADSETTING, 0x00632062, "a setting of the file has a value that is not possible")                             \
-  X(ENG_NOSPECTRUM, 0x0063206A, "the file has no spectrum")
+  X(ENG_NOSPECTRUM, 0x0063206A, "the file has no spectrum")                                                           \
+  X(ENG_CRASHED, 0x00632072, "the engine crashed its process")
 
 /* The statuses as constants: ENG_OK, ENG_INTERNAL, ... */
 enum EngStatus {

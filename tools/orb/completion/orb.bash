@@ -41,11 +41,11 @@ _orb_options() {
     simulate) echo "--nuclides --detector --live-time --background --channels --seed --library --force --verbose --help" ;;
     library) echo "--title --force --verbose --help" ;;
     plot) echo "--output --log --range --width --height --force --verbose --help" ;;
-    analyze) echo "--output --report --detector --spectrum --library --sequence --aef --engines --truth --limits --force --json --verbose --help" ;;
-    batch) echo "--output --jobs --csv --library --sequence --aef --engines --force --verbose --help" ;;
+    analyze) echo "--output --report --detector --spectrum --library --sequence --aef --engines --isolate --truth --limits --force --json --verbose --help" ;;
+    batch) echo "--output --jobs --csv --library --sequence --aef --engines --isolate --force --verbose --help" ;;
     report) echo "--output --force --verbose --help" ;;
     nuclides) echo "--library --energy --tol --name --limits --json --verbose --help" ;;
-    run) echo "--sequence --aef --engines --skip-errors --json --verbose --help" ;;
+    run) echo "--sequence --aef --engines --isolate --skip-errors --json --verbose --help" ;;
     sequence) echo "--title --library --at --options --description --force --json --verbose --help" ;;
     engines) echo "--aef --engines --check --json --verbose --help" ;;
     copy) echo "--class --all --calibrations --force --verbose --help" ;;

@@ -1,10 +1,12 @@
 #include "analysis.h"
 
 #include <filesystem>
+#include <optional>
 
 #include "blocks.h"
 #include "engstatus.h"
 #include "failure.h"
+#include "isolated_step.h"
 #include "nuclide_library.h"
 #include "open_file.h"
 #include "sha256.h"
@@ -83,6 +85,7 @@ void addAnalysisOptions(CLI::App& command, AnalysisRequest& request, EngineOptio
       ->type_name("FILE");
   addSequenceOption(command, request.sequence);
   addEngineOptions(command, engines);
+  addIsolateOption(command, engines);
 }
 
 void analyse(const AnalysisRequest& request, FileAccess& file, const std::string& target, const std::string& shown_name,
@@ -99,9 +102,12 @@ void analyse(const AnalysisRequest& request, FileAccess& file, const std::string
   file.observeSteps([&](const com::norvale::orb::StepReport& report) {
     if (report.result != 0) failed = report.engine;
   });
+  std::optional<IsolatedSteps> isolated;
+  if (request.engines.isolated) isolated.emplace(file);
   const std::uint32_t status = file.executeSequence(file, request.engines.catalogue, request.engines.folder, false);
   file.observeSteps({});
   std::string what = failed.empty() ? "cannot run the sequence" : "step '" + escapeLine(failed) + "'";
+  if (isolated && status == convertReturnCode(ENG_CRASHED)) what += ", " + isolated->crash();
   if (status == convertReturnCode(ENG_NOLIBRARY) || status == convertReturnCode(ENG_BADLIBRARY))
     what += ", " + librariesInWords(file);
   require(status, request.input, what);

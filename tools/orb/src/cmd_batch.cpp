@@ -243,7 +243,9 @@ int run(Options options, Console& console) {
     requireFreeTable(options.csv, inputs);
     table = std::make_unique<DraftFile>(options.csv, true, DraftFile::Content::kText);
   }
-  const auto loaded = keepLoaded(options.request.engines);
+  const bool is_isolated = options.request.engines.isolated;  // then this process loads no engine
+  const auto loaded =
+      is_isolated ? decltype(keepLoaded(options.request.engines)){} : keepLoaded(options.request.engines);
   const std::vector<Outcome> outcomes = Batch(options, inputs).run();
   print(outcomes, console);
   if (table) table->write(csvOf(outcomes));

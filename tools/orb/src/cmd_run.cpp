@@ -1,10 +1,13 @@
 // orb run: a sequence on a data file.
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "analysis.h"
 #include "command.h"
+#include "engstatus.h"
 #include "failure.h"
+#include "isolated_step.h"
 #include "json_output.h"
 #include "result_text.h"
 #include "terminal_text.h"
@@ -35,12 +38,16 @@ int run(const Options& options, Console& console) {
   FileAccess file;
   openForWriting(file, options.file);
   Json steps = Json::array();
+  std::optional<IsolatedSteps> isolated;
+  if (engines.isolated) isolated.emplace(file);
   file.observeSteps([&](const StepReport& report) {
     steps.push_back({{"step", report.step},
                      {"engine", report.engine},
                      {"seconds", report.seconds},
                      {"result", hex(report.result, 8)}});
     if (!options.json) console.line(inWords(report));
+    if (isolated && report.result == convertReturnCode(ENG_CRASHED))
+      console.note(options.file + ": step '" + report.engine + "' " + isolated->crash());
   });
   const std::string sequence = findSequence(options.sequence);
   const std::uint32_t status = runSequence(file, sequence, engines, options.skip_errors);
@@ -59,6 +66,7 @@ void addRun(CLI::App& app, Job& job) {
   command->add_option("FILE", options->file, "Data file; the results are stored in it")->required();
   addSequenceOption(*command, options->sequence);
   addEngineOptions(*command, options->engines);
+  addIsolateOption(*command, options->engines);
   command->add_flag("--skip-errors", options->skip_errors, "Go on after a step that fails");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(

@@ -14,7 +14,8 @@ namespace orb::tool {
 
 namespace {
 constexpr std::size_t kBufferBytes = 1 << 16;
-}
+bool is_verbose = false;
+}  // namespace
 
 void Console::write(std::string_view data) {
   buffer_ += data;
@@ -49,10 +50,15 @@ void Console::note(std::string_view text) {
 
 void Console::setVerbose(bool verbose) {
   namespace vyx = com::norvale::application::vyx;
+  is_verbose = verbose;
   vyx::routeLog([verbose](const vyx::LogLine& line) {
     LoggedFailure::notice(line.code);
     if (verbose) std::fprintf(stderr, "orb: log: %s\n", vyx::formatLogLine(line).c_str());
   });
+}
+
+bool Console::isVerbose() {
+  return is_verbose;
 }
 
 }  // namespace orb::tool

@@ -30,6 +30,8 @@ class Console {
 
   /// Routes the log of the libraries: to standard error with `verbose`, otherwise nowhere.
   void setVerbose(bool verbose);
+  /// What it was set to last.
+  static bool isVerbose();
 
  private:
   std::string buffer_;

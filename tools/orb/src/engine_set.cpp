@@ -47,13 +47,18 @@ void addEngineOptions(CLI::App& command, EngineOptions& options) {
       ->type_name("DIR");
 }
 
+void addIsolateOption(CLI::App& command, EngineOptions& options) {
+  command.add_flag("--isolate", options.isolated,
+                   "Run each step in a process of its own: an engine that crashes is a failed step");
+}
+
 void addSequenceOption(CLI::App& command, std::string& sequence) {
   command.add_option("--sequence", sequence, "File that holds the sequence; the standard one without it")
       ->type_name("ASF");
 }
 
 EngineSet findEngines(const EngineOptions& options) {
-  EngineSet engines{options.catalogue, options.folder};
+  EngineSet engines{options.catalogue, options.folder, options.isolated};
   if (engines.catalogue.empty()) {
     const std::filesystem::path home = engines.folder.empty() ? shippedFolder() : std::filesystem::path(engines.folder);
     if (home.empty()) throw Failure(kCatalogueName, "no engines are installed; name a catalogue with --aef");

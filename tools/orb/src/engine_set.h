@@ -13,14 +13,18 @@ namespace orb::tool {
 struct EngineSet {
   std::string catalogue;  ///< path of the engine catalogue
   std::string folder;     ///< with the slash at its end
+  bool isolated = false;  ///< each step in a process of its own
 };
 
 /// What the command line says about the engines; empty: nothing.
 struct EngineOptions {
   std::string catalogue;
   std::string folder;
+  bool isolated = false;
 };
 void addEngineOptions(CLI::App& command, EngineOptions& options);
+/// --isolate, of commands that run engines.
+void addIsolateOption(CLI::App& command, EngineOptions& options);
 void addSequenceOption(CLI::App& command, std::string& sequence);
 
 /// The engines that the options name. Without a folder it is that of the catalogue; without either it is the one that

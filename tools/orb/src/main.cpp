@@ -9,6 +9,7 @@
 #include "command_line.h"
 #include "engine.h"
 #include "failure.h"
+#include "isolated_step.h"
 #include "result_text.h"
 
 namespace {
@@ -49,6 +50,7 @@ int main(int argc, char** argv) {
   sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
   keepFreedMemory();
   try {
+    if (isIsolatedStep(argc, argv)) runIsolatedStep(argv);
     return run(argc, argv);
   } catch (const OutputClosed&) {
     return kFailed;
