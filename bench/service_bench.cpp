@@ -287,6 +287,16 @@ void insertAtFront(benchmark::State& state) {
 // ---- threads --------------------------------------------------------------------------------------------------
 
 /// Gets per second of `n` threads, each with a file of its own, over a fixed number of gets a thread.
+/// What a reader that watches a file pays for every look.
+void lookOurs(benchmark::State& state) {
+  const OpenFile file(samplefile(), AIO_READ_ONLY);
+  for (auto _ : state) {
+    ULONGLONG number = 0;
+    if (AioGetState(file.handle(), &number) != AIO_OK) state.SkipWithError("AioGetState");
+    benchmark::DoNotOptimize(number);
+  }
+}
+
 void getWithThreads(benchmark::State& state, unsigned n) {
   constexpr unsigned kGets = 8000000;  // long enough for the scheduler to give each thread a core
   const auto work = [](void* handle) {
@@ -342,6 +352,7 @@ std::vector<Comparison> serviceSuite() {
   add("spectrum.memcpy", spectrumMemcpy);
   add("library", libraryOurs)->Unit(benchmark::kNanosecond);
   add("library.sqlite", librarySqlite);
+  add("look", lookOurs);
   add("insert", insertAtFront)->Iterations(2000);
   benchmark::RegisterBenchmark("two_threads", [](benchmark::State& state) {
     getWithThreads(state, 2);
@@ -358,6 +369,7 @@ std::vector<Comparison> serviceSuite() {
       {"open, read one value, close", "open", "SQLite open, select, close", "open.sqlite", 2},
       {"read a 16384-channel spectrum", "spectrum", "memcpy", "spectrum.memcpy", 2.5},
       {"open and touch 50000 x 6 values", "library", "SQLite read of the rows", "library.sqlite", 1.5},
+      {"look whether somebody has flushed", "look", "limit 2 us", nullptr, 1, 2000},
       {"insert at the front of 50000 records", "insert", "limit 20 us", nullptr, 1, 20000},
       {"memory for a value of 50000 x 6 [bytes]", "memory", "limit 64 bytes", nullptr, 1, 64},
       {"two threads on two files, per work", "two_threads", "one thread", "one_thread", 1 / 1.9},

@@ -1,4 +1,9 @@
 // create, get, set, dump, params, explain.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
 #include <sstream>
 
 #include "command_runner.h"
@@ -186,4 +191,53 @@ TEST_F(CommandTest, ExplainKnowsCodesInEveryForm) {
 }
 
 }  // namespace
+/// What `orb info --watch` prints while others write the file.
+class WatchedFile : public CommandTest {
+ protected:
+  void start(const std::string& name) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    child_ = fork();
+    if (child_ == 0) {
+      dup2(ends[1], STDOUT_FILENO);
+      execl(ORB_TOOL, ORB_TOOL, "info", name.c_str(), "--watch", "--json", nullptr);
+      _exit(127);
+    }
+    close(ends[1]);
+    lines_ = fdopen(ends[0], "r");
+  }
+  nlohmann::json next() {
+    char* line = nullptr;
+    std::size_t room = 0;
+    const bool is_read = getline(&line, &room, lines_) > 0;
+    const auto state = nlohmann::json::parse(is_read ? line : "", nullptr, false);
+    std::free(line);
+    return state;
+  }
+  int interrupt() {
+    kill(child_, SIGINT);
+    int status = -1;
+    waitpid(child_, &status, 0);
+    std::fclose(lines_);
+    return status;
+  }
+
+ private:
+  pid_t child_ = -1;
+  std::FILE* lines_ = nullptr;
+};
+
+TEST_F(WatchedFile, EveryFlushShowsAlsoOfAFileThatTookItsPlace) {
+  create("a.dat");
+  start("a.dat");
+  EXPECT_EQ(next()["channels"], 1024);
+  for (const int live_s : {5, 7}) {
+    good({"set", "a.dat", "ORB_D_LIVETIME", std::to_string(live_s)});
+    EXPECT_EQ(next()["live_time_s"], live_s);
+  }
+  good({"create", "a.dat", "--channels", "8", "--force"});
+  EXPECT_EQ(next()["channels"], 8);
+  EXPECT_EQ(interrupt(), 0);
+}
+
 }  // namespace orbtest

@@ -27,7 +27,8 @@ _orb_options() {
   case $command in
     "") echo "--help --version --verbose" ;;
     create) echo "--channels --detector --force --verbose --help" ;;
-    info | diff | check | explain) echo "--json --verbose --help" ;;
+    info) echo "--json --watch --verbose --help" ;;
+    diff | check | explain) echo "--json --verbose --help" ;;
     get | set) echo "--record --entry --verbose --help" ;;
     dump) echo "--class --json --verbose --help" ;;
     params) echo "--names --json --verbose --help" ;;

@@ -192,4 +192,9 @@ void printSummary(const Summary& summary, Console& console) {
   printBlocks(summary, console);
 }
 
+std::string summaryLine(const Summary& summary) {
+  return "live " + secondsWords(summary.live_s) + "  real " + realTimeWords(summary) + "  counts " +
+         countsWords(summary);
+}
+
 }  // namespace orb::tool

@@ -40,6 +40,8 @@ Summary summarise(const FileAccess& file);
 
 Json summaryJson(const Summary& summary);
 void printSummary(const Summary& summary, Console& console);
+/// Times and counts alone, for a file that is being filled.
+std::string summaryLine(const Summary& summary);
 
 /// Counts as a number without a needless fraction.
 Json countsJson(double counts);
