@@ -126,7 +126,7 @@ bool fitWidths(File& file, const std::vector<FreeLine>& lines) {
     file.set(ORB_D_SRFWHMUNC, std::hypot(line.fwhm_u, kWidthFloor * line.fwhm), record);
     file.set(ORB_L_SRSTATUS, 0, record);
   }
-  return fitCalibration(file, kFitFwhm) == ANA_OK;
+  return hasResult(fitCalibration(file, kFitFwhm));
 }
 
 /// Whether the curve was changed.
@@ -175,7 +175,7 @@ void adjustEnergies(File& file, const std::vector<FreeLine>& lines) {
     file.set(ORB_D_CRENERGYUNC, std::hypot(line.centroid_u * keV_per_channel, 0.05 * line.fwhm), record);
   }
   file.set(ORB_L_ECALTERMS, 3);
-  if (fitCalibration(file, kFitEnergy) != ANA_OK) {
+  if (!hasResult(fitCalibration(file, kFitEnergy))) {
     file.set(ORB_L_ECALTERMS, former_terms);
     return points.restore();
   }

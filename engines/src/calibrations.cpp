@@ -6,6 +6,11 @@
 
 namespace orbengine {
 
+bool hasResult(LONG status) {
+  if (!AnaIsAnswer(status)) throw Failure(static_cast<ULONG>(status));
+  return status == ANA_OK;
+}
+
 LineScale::LineScale(void* handle) {
   check(lGetEneq(handle, ANA_ENERGY, 1, &energy_));
   check(lGetEneq(handle, ANA_FWHM, 1, &fwhm_));
@@ -18,7 +23,7 @@ double LineScale::energy(double position) const {
 double LineScale::position(double energy) const {
   double position = 0;
   const LONG status = lPEn2Chan(energy, &energy_, &position);
-  return status == ANA_OK ? position : std::numeric_limits<double>::quiet_NaN();
+  return hasResult(status) ? position : std::numeric_limits<double>::quiet_NaN();
 }
 
 double LineScale::fwhm(double energy) const {
@@ -38,8 +43,8 @@ std::optional<EfficiencyValue> EfficiencyCurve::at(double energy) const {
   const auto at = static_cast<REAL>(energy);
   REAL value = 0;
   REAL relative_u = 0;
-  if (lEffic(at, &equation_, n_points_, energies_.data(), efficiencies_.data(), &value) != ANA_OK) return std::nullopt;
-  if (lEffvar(at, value, &equation_, n_points_, energies_.data(), uncertainties_.data(), &relative_u) != ANA_OK)
+  if (!hasResult(lEffic(at, &equation_, n_points_, energies_.data(), efficiencies_.data(), &value)) ||
+      !hasResult(lEffvar(at, value, &equation_, n_points_, energies_.data(), uncertainties_.data(), &relative_u)))
     return std::nullopt;
   const stEfRange_T& range = equation_.u.sRange;
   return EfficiencyValue{value, relative_u, energy < range.dLow || energy > range.dHigh};

@@ -7,6 +7,10 @@
 
 namespace orbengine {
 
+/// Whether a routine has a result, where the data may be such that it has none. Throws Failure when it could not do its
+/// work: a calculation that had no memory says nothing of the data.
+bool hasResult(LONG status);
+
 /// Energy and FWHM. Throws Failure with the status of the routine (ANA_NOENERGYCAL, ANA_NOFWHMCAL, ANA_BADCAL).
 class LineScale {
  public:

@@ -45,8 +45,8 @@ void addEmpty(ParameterMap& pars, std::initializer_list<std::uint32_t> codes) {
 
 bool succeeded(const FileAccess& file, const char* where, const char* routine, std::int32_t status) {
   if (status == 0) return true;
-  reportFileFailure(file, where, std::string("Error returned from '") + routine + "'",
-                    static_cast<std::uint32_t>(status));
+  reportFileFailureOf(file, where, static_cast<std::uint32_t>(status),
+                      [&] { return std::string("Error returned from '") + routine + "'"; });
   return false;
 }
 

@@ -1,6 +1,8 @@
 #include "EngineCatalogue.h"
 
+#include <cerrno>
 #include <fstream>
+#include <new>
 #include <optional>
 #include <sstream>
 
@@ -23,6 +25,26 @@ std::optional<EngineMetadata> engineOf(const std::string& line) {
   return EngineMetadata(locator[0], fields[kName], locator[1], fields[kCategory], fields[kDescription]);
 }
 
+/// False for a file that is not there or not to be read.
+bool openForReading(std::filebuf& in, const std::string& path) {
+  errno = 0;
+  if (in.open(path, std::ios::in) != nullptr) return true;
+  if (errno == ENOMEM) throw std::bad_alloc();
+  return false;
+}
+
+/// Empty at the end of the file, and of what can be read of it. A stream would end a line where it has no memory too.
+std::string readLine(std::filebuf& in) {
+  std::string line;
+  try {
+    for (int c = in.sbumpc(); c != std::filebuf::traits_type::eof() && c != '\n'; c = in.sbumpc())
+      line.push_back(static_cast<char>(c));
+  } catch (const std::ios::failure&) {
+    line.clear();
+  }
+  return line;
+}
+
 }  // namespace
 
 }  // namespace com::norvale::orb
@@ -31,9 +53,9 @@ com::norvale::orb::RegisteredEngines parseAEF(const std::string& file) {
   using namespace com::norvale::orb;
   RegisteredEngines engines;
   captureExceptions("FileAccess::parseAEF", [&] {
-    std::ifstream in(file);
-    std::string line;
-    while (std::getline(in, line) && !line.empty()) {
+    std::filebuf in;
+    if (!openForReading(in, file)) return;
+    for (std::string line = readLine(in); !line.empty(); line = readLine(in)) {
       if (auto engine = engineOf(line)) engines.push_back(std::move(*engine));
     }
   });
@@ -43,6 +65,7 @@ com::norvale::orb::RegisteredEngines parseAEF(const std::string& file) {
 std::vector<std::string>& Split(const char* s, char delim, std::vector<std::string>& elems) {
   elems.clear();
   std::istringstream text(s);
+  text.exceptions(std::ios::badbit);  // or fields would be missing where memory was
   std::string field;
   while (std::getline(text, field, delim)) elems.push_back(field);
   return elems;

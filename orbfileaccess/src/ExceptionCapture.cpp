@@ -21,7 +21,8 @@ std::uint32_t reportCurrentException(const char* where) {
   try {
     throw;
   } catch (const std::string& text) {
-    return reportFailure(where, text.empty() ? "Exception thrown with empty Error String" : text, kExceptionCaught);
+    return reportFailure(where, text.empty() ? "Exception thrown with empty Error String" : text.c_str(),
+                         kExceptionCaught);
   } catch (unsigned int number) {
     return reportThrownNumber(where, number);
   } catch (int number) {
@@ -31,7 +32,8 @@ std::uint32_t reportCurrentException(const char* where) {
   } catch (const std::bad_alloc&) {
     return reportFailure(where, "Caught exception", kOutOfMemory);
   } catch (const std::exception& e) {
-    return reportFailure(where, std::string("Caught STL Exception.  Description: ") + e.what(), kExceptionCaught);
+    return reportFailureOf(where, kExceptionCaught,
+                           [&] { return std::string("Caught STL Exception.  Description: ") + e.what(); });
   } catch (...) {
     return reportFailure(where, "Caught Unknown exception.", kExceptionCaught);
   }

@@ -5,15 +5,27 @@
 
 namespace com::norvale::orb {
 
-std::uint32_t reportFailure(const char* where, const std::string& text, std::uint32_t code) {
-  application::vyx::writelog(where, application::vyx::err, text, code);
+using application::vyx::err;
+using application::vyx::writelog;
+
+std::uint32_t reportFailure(const char* where, std::string_view text, std::uint32_t code) noexcept {
+  try {
+    writelog(where, err, std::string(text), code);
+  } catch (const std::bad_alloc&) {
+    writelog({}, err, {}, code);
+  }
   return code;
 }
 
-std::uint32_t reportFileFailure(const FileAccess& file, const char* where, const std::string& text,
-                                std::uint32_t code) {
-  const std::string name = file.name();
-  return reportFailure(where, "File: " + (name.empty() ? "(unknown)" : name) + ". " + text, code);
+std::uint32_t reportFileFailure(const FileAccess& file, const char* where, std::string_view text,
+                                std::uint32_t code) noexcept {
+  try {
+    const std::string name = file.name();
+    writelog(where, err, "File: " + (name.empty() ? "(unknown)" : name) + ". " + std::string(text), code);
+  } catch (const std::bad_alloc&) {
+    writelog({}, err, {}, code);
+  }
+  return code;
 }
 
 }  // namespace com::norvale::orb

@@ -1,7 +1,9 @@
-/// One log line per failure, all of them made here.
+/// One log line per failure, all of them made here. Without memory for its words a line is logged with its code alone.
 #pragma once
 #include <cstdint>
+#include <new>
 #include <string>
+#include <string_view>
 
 namespace com::norvale::orb {
 
@@ -12,9 +14,28 @@ class FileAccess;
 /// @param text   message, logged as it is
 /// @param code   result code that the function is about to return
 /// @return code, so that a function can report and return in one line
-std::uint32_t reportFailure(const char* where, const std::string& text, std::uint32_t code);
+std::uint32_t reportFailure(const char* where, std::string_view text, std::uint32_t code) noexcept;
 
 /// Logs a failure that concerns the open file: as reportFailure, with the file's name in front of the text.
-std::uint32_t reportFileFailure(const FileAccess& file, const char* where, const std::string& text, std::uint32_t code);
+std::uint32_t reportFileFailure(const FileAccess& file, const char* where, std::string_view text,
+                                std::uint32_t code) noexcept;
+
+/// The same two with a text that is put together for the line: compose() returns it.
+template <typename Compose>
+std::uint32_t reportFailureOf(const char* where, std::uint32_t code, Compose&& compose) {
+  try {
+    return reportFailure(where, compose(), code);
+  } catch (const std::bad_alloc&) {
+    return reportFailure(where, {}, code);
+  }
+}
+template <typename Compose>
+std::uint32_t reportFileFailureOf(const FileAccess& file, const char* where, std::uint32_t code, Compose&& compose) {
+  try {
+    return reportFileFailure(file, where, compose(), code);
+  } catch (const std::bad_alloc&) {
+    return reportFileFailure(file, where, {}, code);
+  }
+}
 
 }  // namespace com::norvale::orb

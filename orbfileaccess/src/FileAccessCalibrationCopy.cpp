@@ -3,6 +3,7 @@
 #include <string>
 
 #include "BulkRead.h"
+#include "ExceptionCapture.h"
 #include "FailureReport.h"
 #include "FileAccess.h"
 #include "OpenFileCheck.h"
@@ -45,11 +46,13 @@ std::uint32_t copyBlock(const FileAccess& source, FileAccess& dest, std::uint16_
 void copyValue(const FileAccess& source, FileAccess& dest, std::uint32_t code, Variant& value) {
   value.clear();
   if (const std::uint32_t status = source.getParameter(code, value, 0, 0)) {
-    reportFileFailure(source, kWhere, "Failed to get parameter: " + formatParameterError(code), status);
+    reportFileFailureOf(source, kWhere, status,
+                        [&] { return "Failed to get parameter: " + formatParameterError(code); });
   }
   if (!value.hasValue()) return;
   if (const std::uint32_t status = dest.setParameter(code, value, 0, 0)) {
-    reportFileFailure(source, kWhere, "Failed to set parameter: " + formatParameterError(code), status);
+    reportFileFailureOf(source, kWhere, status,
+                        [&] { return "Failed to set parameter: " + formatParameterError(code); });
   }
 }
 
@@ -119,7 +122,7 @@ std::uint32_t FileAccess::copyCalibrationsTo(FileAccess& dest, CopyCalibrationOp
     if ((ops & kind.option) == 0) continue;
     if (const std::uint32_t failure = copyBlock(*this, dest, kind.cls, kind.failure_text)) return failure;
     for (const std::uint32_t* code = kind.codes_begin; code != kind.codes_end; ++code) {
-      copyValue(*this, dest, *code, value);
+      captureExceptions(kWhere, [&] { copyValue(*this, dest, *code, value); });  // a failure of this value alone
     }
   }
   if ((ops & TOJO) != 0) copySettings(*this, dest);

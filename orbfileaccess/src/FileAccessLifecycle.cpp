@@ -58,17 +58,18 @@ std::uint32_t FileAccess::open(const std::string& Name, OpenOptions Op) {
   const FileLock lock(m_mutex);
   if (Name.empty()) return reportFailure(kWhere, "File name is NUL", kBadArgument);
   if (isOpen()) {
-    const std::string text = "Cannot open: " + Name + " because this instance already has a file open.";
-    return reportFailure(kWhere, text, kWrongOpenState);
+    return reportFailureOf(kWhere, kWrongOpenState,
+                           [&] { return "Cannot open: " + Name + " because this instance already has a file open."; });
   }
   const std::string path = makeFullPath(Name);
+  std::string name = Name;  // before there is a file that would stay open without one
   const bool create = (Op & CREATE) != 0;
   const std::uint32_t status = convertReturnCode(create ? createFile(&m_handle, path) : openFile(&m_handle, path, Op));
   if (status != 0) {
     m_handle = nullptr;
-    return reportFailure(kWhere, "Failed to open: " + path, status);
+    return reportFailureOf(kWhere, status, [&] { return "Failed to open: " + path; });
   }
-  m_name = Name;
+  m_name.swap(name);
   return 0;
 }
 
@@ -85,7 +86,7 @@ std::uint32_t FileAccess::close(CloseOptions Op) {
   std::string name;
   name.swap(m_name);
   const std::uint32_t status = convertReturnCode(AioClose2(m_handle, Op));
-  if (status != 0) reportFailure(kWhere, "Failed to close: " + name, status);
+  if (status != 0) reportFailureOf(kWhere, status, [&] { return "Failed to close: " + name; });
   m_handle = nullptr;
   setModified(false);
   return status;

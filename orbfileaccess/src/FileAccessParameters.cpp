@@ -37,7 +37,8 @@ std::uint32_t FileAccess::getParameter(std::uint32_t Code, Variant& Val, std::ui
   const std::uint32_t status = convertReturnCode(AioGetParam(m_handle, Code, Rec, Entry, buffer.buffer(), &size));
   if (status == 0) return metadata.deserialize(buffer, Val);
   if (status == kNoValue) return status;
-  return reportFileFailure(*this, kWhere, describeFailure("Failed to get parameter: ", Code, Rec, Entry), status);
+  return reportFileFailureOf(*this, kWhere, status,
+                             [&] { return describeFailure("Failed to get parameter: ", Code, Rec, Entry); });
 }
 
 std::uint32_t FileAccess::setParameter(std::uint32_t Code, const Variant& Val, std::uint16_t Rec, std::uint16_t Entry) {
@@ -53,7 +54,8 @@ std::uint32_t FileAccess::setParameter(std::uint32_t Code, const Variant& Val, s
   const auto size = static_cast<USHORT>(buffer.size());
   const std::uint32_t status = convertReturnCode(AioPutParam(m_handle, Code, Rec, Entry, buffer.buffer(), &size));
   if (status == 0) return 0;
-  return reportFileFailure(*this, kWhere, describeFailure("Failed to set parameter: ", Code, Rec, Entry), status);
+  return reportFileFailureOf(*this, kWhere, status,
+                             [&] { return describeFailure("Failed to set parameter: ", Code, Rec, Entry); });
 }
 
 BulkRead readParameters(const FileAccess& file, ParameterMap& pars, std::uint16_t record, std::uint16_t entry,

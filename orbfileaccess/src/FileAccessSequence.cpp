@@ -105,8 +105,9 @@ std::uint32_t FileAccess::execute(const std::string& fnc, const std::string& res
 std::uint32_t FileAccess::executeSequence(const FileAccess& asf, const std::string& aef, const std::string& enginePath,
                                           bool skipStepError) {
   const FileLock lock(m_mutex);
-  const auto failed = [this](const std::string& text, std::uint32_t code) {
-    return reportFileFailure(*this, "FileAccess::executeSequence", text, code);
+  const auto failed = [this](const char* text, std::uint32_t code, const std::string& engine = {},
+                             const char* rest = "") {
+    return reportFileFailureOf(*this, "FileAccess::executeSequence", code, [&] { return text + engine + rest; });
   };
   if (!asf.isOpen()) return failed("ASF is not open", kFileNotOpen);
   if (!isOpen()) return failed("File to analyze is not open", kFileNotOpen);
@@ -128,13 +129,13 @@ std::uint32_t FileAccess::executeSequence(const FileAccess& asf, const std::stri
     const std::string name = value.toString();
     const auto is_wanted = [&](const EngineMetadata& engine) { return engine.Name == name; };
     const auto engine = std::find_if(engines.begin(), engines.end(), is_wanted);
-    if (engine == engines.end()) return failed("Engine " + name + " not found in AEF", kEngineNotFound);
+    if (engine == engines.end()) return failed("Engine ", kEngineNotFound, name, " not found in AEF");
     const auto begin = std::chrono::steady_clock::now();
     const std::string resource = enginePath + engine->Resource;
     last_status = runner ? runner(engine->Function, resource, number) : execute(engine->Function, resource, number);
     if (observer) observer({number, name, secondsSince(begin), last_status});
     if (last_status == 0) continue;
-    failed("Error returned from engine " + name, last_status);
+    failed("Error returned from engine ", last_status, name);
     if (!skipStepError) return last_status;
   }
   setModified(true);

@@ -43,3 +43,9 @@ enum AnaStatus {
   ANA_STATUS_TABLE(ANA_STATUS_ENUMERATOR)
 #undef ANA_STATUS_ENUMERATOR
 };
+
+/* Whether a status says how the data are: done, or what about them stands in the way. Any other says that the routine
+   could not do its work, for want of memory or since the file could not be read; it must not be taken for a result. */
+static inline int AnaIsAnswer(LONG status) {
+  return status == ANA_OK || ((status & 0x00FF0000) == 0x00620000 && status != ANA_NOMEMORY && status != ANA_INTERNAL);
+}

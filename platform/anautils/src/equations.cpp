@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -25,10 +26,6 @@ bool isUsable(const stAEncalEq_T& equation) {
   for (const REAL c : coefficientsOf(equation))
     if (!std::isfinite(c)) return false;
   return equation.fLowBound == 0 || std::isfinite(equation.rLowBound);
-}
-
-std::vector<double> inDoubles(std::span<const REAL> values) {
-  return {values.begin(), values.end()};
 }
 
 stAEncalEq_T equationOf(USHORT type, std::span<const double> coefficients) {
@@ -120,7 +117,9 @@ LONG lPEn2Chan(DOUBLE energy, const stAEncalEq_T* equation, DOUBLE* position) {
     require(equation->usType == ANA_EQ_POLYNOMIAL && isUsable(*equation), ANA_BADCAL);
     const bool is_bound = equation->fLowBound != 0;
     const double low = is_bound ? equation->rLowBound : 0.0;
-    const auto root = risingRoot(inDoubles(coefficientsOf(*equation)), energy, low, is_bound);
+    std::array<double, ANA_MAX_COEFFICIENTS> coefficients{};
+    std::copy_n(equation->rCoeff, equation->ulNofC, coefficients.begin());
+    const auto root = risingRoot(std::span(coefficients).first(equation->ulNofC), energy, low, is_bound);
     require(root.has_value(), ANA_NOROOT);
     *position = *root;
   });

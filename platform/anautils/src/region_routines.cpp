@@ -21,8 +21,10 @@ LineExtent calibratedExtent(void* handle, ULONG channel, double energy_keV) {
   // The width at the given energy; the line itself stays where the caller sees it.
   stAEncalEq_T equation{};
   double at = position;
-  if (energy_keV > 0 && lGetEneq(handle, ANA_ENERGY, 1, &equation) == ANA_OK)
+  if (energy_keV > 0) {
+    check(static_cast<ULONG>(lGetEneq(handle, ANA_ENERGY, 1, &equation)));
     check(static_cast<ULONG>(lPEn2Chan(energy_keV, &equation, &at)));
+  }
   const double fwhm = calibration.fwhm(at);
   require(std::isfinite(fwhm) && fwhm > 0, ANA_BADCAL);
   return {position, fwhm, calibration.tail(at)};

@@ -230,6 +230,7 @@ class File {
   /// "NAME=value" lines; what was never written has no line.
   std::string inWords(std::initializer_list<ULONG> codes) const {
     std::ostringstream lines;
+    lines.exceptions(std::ios::badbit);  // without memory it would end early, and nobody would know
     lines.imbue(std::locale::classic());
     for (const ULONG code : codes) {
       AioParamInfo_T info;
@@ -300,6 +301,7 @@ class StepOptions {
     former_.emplace(file.handle(), USHORT{ORB_CLS_PROC});
     try {
       std::istringstream pairs(options);
+      pairs.exceptions(std::ios::badbit);
       for (std::string pair; pairs >> pair;) apply(file, pair);
     } catch (...) {
       former_->tryRestore();
@@ -331,6 +333,7 @@ class StepOptions {
     const std::string value = pair.substr(sign + 1);
     if (type == AIO_T_TEXT || type == AIO_T_NAME) return file.setText(code, value);
     std::istringstream text(value);
+    text.exceptions(std::ios::badbit);
     text.imbue(std::locale::classic());
     double number = 0;
     require(static_cast<bool>(text >> number) && text.eof(), ENG_BADOPTION);

@@ -11,6 +11,7 @@
 #include "aioproto.h"
 #include "blocks.h"
 #include "failure.h"
+#include "memory_shortage.h"
 #include "open_file.h"
 
 namespace orb::tool {
@@ -87,6 +88,7 @@ void DraftFile::write(FileAccess& file) {
 }
 
 void DraftFile::publish() {
+  requireNoMemoryShortage(named_);
   if (!reservation_) reserve();  // what is replaced may be a data file
   require(convertReturnCode(AioPublish(reservation_.get(), path().c_str(), force_ ? 1 : 0)), named_, "cannot write");
   lock_file_.reset();

@@ -3,13 +3,13 @@
 #include <charconv>
 #include <cmath>
 #include <optional>
-#include <sstream>
 
 #include "anautils.h"
 #include "blocks.h"
 #include "failure.h"
 #include "read_bytes.h"
 #include "terminal_text.h"
+#include "text_stream.h"
 
 namespace orb::tool {
 
@@ -19,7 +19,7 @@ constexpr std::uint32_t kEfficiencyEnergy = 0x20020020;
 
 std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> words;
-  std::istringstream in(text);
+  TextStream in(text);
   for (std::string word; std::getline(in, word, separator);) words.push_back(word);
   return words;
 }
@@ -73,7 +73,7 @@ GivenPoint parsePoint(const std::string& text, const std::string& option) {
 
 CalibrationTable readCalibrationTable(const std::string& path) {
   CalibrationTable table;
-  std::istringstream in(readBytes(path));
+  TextStream in(readBytes(path));
   std::size_t number = 0;
   for (std::string row; std::getline(in, row);) {
     ++number;

@@ -12,6 +12,7 @@
 #include "command.h"
 #include "failure.h"
 #include "leftovers.h"
+#include "memory_shortage.h"
 #include "nuclide_results.h"
 #include "peak_results.h"
 #include "progress.h"
@@ -146,6 +147,7 @@ class Batch {
 
   /// One that fails does not stop the rest.
   Outcome analyseOne(const std::string& input) const {
+    forgetMemoryShortage();
     Outcome outcome;
     outcome.input = input;
     try {

@@ -1,14 +1,15 @@
 // orb copy: one block, calibrations, or the whole content of a data file into another.
 #include <algorithm>
 #include <memory>
-#include <sstream>
 
 #include "atomic_file.h"
 #include "blocks.h"
 #include "codes.h"
 #include "command.h"
 #include "failure.h"
+#include "logged_failure.h"
 #include "terminal_text.h"
+#include "text_stream.h"
 
 namespace orb::tool {
 
@@ -41,7 +42,7 @@ constexpr Kind kKinds[] = {
 
 lib::CopyCalibrationOptions parseKinds(const std::string& list) {
   auto kinds = static_cast<lib::CopyCalibrationOptions>(0);
-  std::istringstream words(list);
+  TextStream words(list);
   for (std::string word; std::getline(words, word, ',');) {
     if (word == "all") return lib::ALL;
     const auto kind = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& k) { return word == k.name; });
@@ -94,7 +95,15 @@ void noteMissingTables(const FileAccess& source, lib::CopyCalibrationOptions kin
 void copyCalibrations(const FileAccess& source, FileAccess& destination, lib::CopyCalibrationOptions kinds,
                       Console& console) {
   noteMissingTables(source, kinds, console);
+  const LoggedFailure failure;  // single values are passed over
   require(source.copyCalibrationsTo(destination, kinds), destination.name(), "cannot copy the calibrations");
+  require(failure.code(), destination.name(), "cannot copy the calibrations");
+  const auto blocks = listBlocks(source);
+  const auto copied = listBlocks(destination);
+  for (const Kind& kind : kKinds) {
+    if ((kinds & kind.option) != 0 && hasBlock(blocks, kind.cls) && !hasBlock(copied, kind.cls))
+      throw Failure(destination.name(), "cannot make block " + hex(kind.cls, 4), lib::kOutOfMemory);
+  }
 }
 
 /// The whole content, as a new file that takes the destination's place.

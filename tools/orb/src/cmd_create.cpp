@@ -22,7 +22,7 @@ struct Options {
 int run(const Options& options, Console&) {
   DraftFile draft(options.file, options.force);
   FileAccess file;
-  require(file.create(draft.path(), options.channels, options.detector == "nai"), options.file, "cannot create");
+  createFile(file, draft.path(), options.channels, options.detector == "nai", options.file);
   coverAllChannels(file, options.channels);
   draft.write(file);
   draft.publish();

@@ -42,7 +42,7 @@ int run(const Options& options, Console& console) {
   const EngineSet engines = findEngines(options.engines);
   Json list = Json::array();
   bool all_good = true;
-  for (const EngineMetadata& engine : parseAEF(engines.catalogue)) {
+  for (const EngineMetadata& engine : registeredEngines(engines)) {
     const std::string path = engines.folder + engine.Resource;
     const std::string state = options.check ? stateWhenLoaded(engine, path) : stateOfFile(path);
     all_good = all_good && (state == "ready" || state == "there");

@@ -1,7 +1,6 @@
 // orb sequence: the steps of an analysis, edited.
 #include <limits>
 #include <memory>
-#include <sstream>
 
 #include "atomic_file.h"
 #include "comdefs.h"
@@ -12,6 +11,7 @@
 #include "parameter_name.h"
 #include "sequence_file.h"
 #include "terminal_text.h"
+#include "text_stream.h"
 
 namespace orb::tool {
 
@@ -76,7 +76,7 @@ int show(const Options& options, Console& console) {
 /// A sequence may be made for another set of engines, so this is no failure.
 void tellUnknownEngine(const std::string& name, Console& console) {
   try {
-    const auto engines = parseAEF(findEngines({}).catalogue);
+    const auto engines = registeredEngines(findEngines({}));
     const auto is_it = [&](const auto& engine) { return engine.Name == name; };
     if (std::none_of(engines.begin(), engines.end(), is_it))
       console.note("no engine of the catalogue is called '" + escapeLine(name) + "'; 'orb engines' lists them");
@@ -86,7 +86,7 @@ void tellUnknownEngine(const std::string& name, Console& console) {
 
 /// What the engine would refuse when it runs. @throws Failure naming the option
 void requireOptions(const std::string& options) {
-  std::istringstream pairs(options);
+  TextStream pairs(options);
   for (std::string pair; pairs >> pair;) {
     const std::size_t sign = pair.find('=');
     const std::string subject = "option '" + escapeLine(pair) + "'";
@@ -94,7 +94,7 @@ void requireOptions(const std::string& options) {
     const AioParamInfo_T parameter = findParameter(pair.substr(0, sign), subject);
     if (parameter.ulCode >> 16 != ORB_CLS_PROC) throw Failure(subject, "is no processing setting");
     const bool is_text = parameter.lReturnType == AIO_T_TEXT || parameter.lReturnType == AIO_T_NAME;
-    std::istringstream text(pair.substr(sign + 1));
+    TextStream text(pair.substr(sign + 1));
     text.imbue(std::locale::classic());
     double number = 0;
     if (!is_text && (!(text >> number) || !text.eof())) throw Failure(subject, "has no number for its value");

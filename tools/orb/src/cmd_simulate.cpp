@@ -2,7 +2,6 @@
 #include <cmath>
 #include <map>
 #include <memory>
-#include <sstream>
 
 #include "aioproto.h"
 #include "atomic_file.h"
@@ -14,6 +13,7 @@
 #include "nuclide_library.h"
 #include "simulator.h"
 #include "terminal_text.h"
+#include "text_stream.h"
 
 namespace orb::tool {
 
@@ -44,13 +44,13 @@ struct Source {
 /// "Cs-137:500,Co-60"
 std::vector<Source> sourcesOf(const std::string& text) {
   std::vector<Source> sources;
-  std::istringstream in(text);
+  TextStream in(text);
   for (std::string word; std::getline(in, word, ',');) {
     Source source;
     const auto colon = word.find(':');
     source.nuclide = word.substr(0, colon);
     if (colon != std::string::npos) {
-      std::istringstream number(word.substr(colon + 1));
+      TextStream number(word.substr(colon + 1));
       if (!(number >> source.activity) || !number.eof() || !(source.activity > 0) || !std::isfinite(source.activity))
         throw UsageError("simulate: '" + escapeLine(word) + "' is no nuclide with an activity in Bq");
     }
@@ -146,8 +146,7 @@ void writeSpectrum(const Options& options, const sim::Detector& detector, const 
   DraftFile draft(options.file, options.force);
   FileAccess file;
   const bool is_scintillator = detector.kind != "hpge" && detector.kind != "czt";
-  require(file.create(draft.path(), static_cast<std::uint32_t>(detector.channels), is_scintillator), options.file,
-          "cannot create");
+  createFile(file, draft.path(), static_cast<std::uint32_t>(detector.channels), is_scintillator, options.file);
   fill(file, options, detector, spectrum);
   calibrateEfficiency(file, detector);
   draft.write(file);

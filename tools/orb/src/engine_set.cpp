@@ -8,6 +8,7 @@
 #include "data_folders.h"
 #include "failure.h"
 #include "known_files.h"
+#include "logged_failure.h"
 #include "open_file.h"
 
 namespace orb::tool {
@@ -30,7 +31,7 @@ std::filesystem::path shippedFolder() {
 
 /// A catalogue names libraries of its folder; one that reaches out of it is refused before anything of it is loaded.
 void requireEngines(const std::string& catalogue) {
-  const auto engines = parseAEF(catalogue);
+  const auto engines = registeredEngines({catalogue, {}});
   if (engines.empty()) throw Failure(catalogue, "the catalogue holds no engine");
   for (const auto& engine : engines) {
     if (com::norvale::datatypes::isPlainFileName(engine.Resource)) continue;
@@ -74,9 +75,16 @@ EngineSet findEngines(const EngineOptions& options) {
   return engines;
 }
 
+com::norvale::orb::RegisteredEngines registeredEngines(const EngineSet& engines) {
+  const LoggedFailure failure;
+  auto registered = parseAEF(engines.catalogue);
+  require(failure.code(), engines.catalogue, "cannot read the engine catalogue");
+  return registered;
+}
+
 std::vector<std::unique_ptr<com::norvale::datatypes::Library>> keepLoaded(const EngineSet& engines) {
   std::vector<std::unique_ptr<com::norvale::datatypes::Library>> loaded;
-  for (const auto& engine : parseAEF(engines.catalogue)) {
+  for (const auto& engine : registeredEngines(engines)) {
     auto library = std::make_unique<com::norvale::datatypes::Library>();
     if (library->open(engines.folder + engine.Resource) == 0) loaded.push_back(std::move(library));
   }

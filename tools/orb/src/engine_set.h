@@ -32,6 +32,9 @@ void addSequenceOption(CLI::App& command, std::string& sequence);
 /// @throws Failure when the catalogue cannot be read, holds no engine, or names a library outside the folder
 EngineSet findEngines(const EngineOptions& options);
 
+/// The engines of the catalogue. @throws Failure when it cannot be read to its end
+com::norvale::orb::RegisteredEngines registeredEngines(const EngineSet& engines);
+
 /// The engines' libraries, loaded for as long as the objects live. A step then loads its engine at next to no cost, and
 /// threads do not wait for each other's loading. One that does not load is left to its step.
 std::vector<std::unique_ptr<com::norvale::datatypes::Library>> keepLoaded(const EngineSet& engines);

@@ -1,5 +1,6 @@
 #include "failure.h"
 
+#include "anastatus.h"
 #include "result_text.h"
 #include "terminal_text.h"
 
@@ -26,6 +27,10 @@ Failure::Failure(const std::string& subject, const std::string& what, std::uint3
 
 void require(std::uint32_t code, const std::string& file, const std::string& what) {
   if (code != 0) throw Failure(file, what, code);
+}
+
+void requireAnswer(std::int32_t status, const std::string& file, const std::string& what) {
+  if (!AnaIsAnswer(status)) throw Failure(file, what, static_cast<std::uint32_t>(status));
 }
 
 void failWithErrno(int error, const std::string& file, const std::string& what) {

@@ -25,6 +25,10 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Throws for a status of the analysis routines that is no answer: the routine could not do its work. What the others
+/// mean is the caller's to say.
+void requireAnswer(std::int32_t status, const std::string& file, const std::string& what);
+
 /// Throws Failure(file, what, code) unless the code is 0.
 void require(std::uint32_t code, const std::string& file, const std::string& what);
 

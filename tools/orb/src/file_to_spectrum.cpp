@@ -1,7 +1,6 @@
 #include "file_to_spectrum.h"
 
 #include <cmath>
-#include <sstream>
 
 #include "blocks.h"
 #include "calibration_text.h"
@@ -9,6 +8,7 @@
 #include "codes.h"
 #include "failure.h"
 #include "terminal_text.h"
+#include "text_stream.h"
 #include "value_text.h"
 #include "width_transfer.h"
 
@@ -23,7 +23,7 @@ void takeTexts(const FileAccess& file, SpectrumData& spectrum) {
   spectrum.title = findText(file, kTitle);
   spectrum.detector = findText(file, kDetectorName);
   spectrum.instrument = findText(file, kInstrument);
-  std::istringstream remarks(findText(file, kRemarks));
+  TextStream remarks(findText(file, kRemarks));
   for (std::string line; std::getline(remarks, line);) spectrum.remarks.push_back(line);
 }
 

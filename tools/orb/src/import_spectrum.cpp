@@ -58,7 +58,7 @@ void importSpectrum(const ImportRequest& request, FileAccess& file, const std::s
   const auto n_channels = static_cast<std::uint32_t>(countsFromChannelZero(spectrum).size());
   const DetectorGuess detector = detectorOf(request, spectrum, note);
   const std::string type = request.detector.empty() ? "" : detector.is_NaI ? "NAI" : "HPGE";
-  require(file.create(target, n_channels, detector.is_NaI), shown_name, "cannot create");
+  createFile(file, target, n_channels, detector.is_NaI, shown_name);
   coverAllChannels(file, n_channels);
   fillFile(file, spectrum, {request.spectrum, formatWords(source.format), type}, note);
   scaleTypicalWidths(file, detector, note);

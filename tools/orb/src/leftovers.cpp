@@ -36,7 +36,7 @@ void removeAll(const Names& names) {
 
 extern "C" void onSignal(int number) {
   if (g_is_gentle && !g_is_asked.exchange(true)) return;
-  for (const Names& names : g_leftovers) removeAll(names);
+  removeLeftovers();
   std::signal(number, SIG_DFL);
   std::raise(number);
 }
@@ -56,6 +56,10 @@ void releaseSignals() {
 }
 
 }  // namespace
+
+void removeLeftovers() noexcept {
+  for (const Names& names : g_leftovers) removeAll(names);
+}
 
 Leftovers::Leftovers(const std::vector<std::string>& names) {
   const std::lock_guard lock(g_mutex);

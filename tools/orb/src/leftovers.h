@@ -23,6 +23,9 @@ class Leftovers {
   std::size_t place_;
 };
 
+/// Removes all of them, for a program that ends at once. Neither allocates nor locks.
+void removeLeftovers() noexcept;
+
 /// As long as it lives, the first of these signals does not end the program but asks it to come to an end by itself;
 /// the second one ends it. One object at a time.
 class GentleStop {

@@ -1,15 +1,21 @@
 // orb: every command runs here, and every failure ends here.
 #include <malloc.h>
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
+#include <new>
+#include <string_view>
 
 #include "command_line.h"
 #include "engine.h"
 #include "failure.h"
 #include "isolated_step.h"
+#include "leftovers.h"
+#include "memory_shortage.h"
 #include "result_text.h"
 
 namespace {
@@ -26,6 +32,34 @@ void keepFreedMemory() {
 #endif
 }
 
+void tellNoMemory() noexcept {
+  constexpr std::string_view kWords = "orb: out of memory\n";
+  // Nobody is left to tell that this cannot be told.
+  [[maybe_unused]] const ssize_t n = write(STDERR_FILENO, kWords.data(), kWords.size());
+}
+
+std::terminate_handler former_terminate = nullptr;
+
+/// No memory where no exception may pass: in the static objects of libraries, and where some of them give memory back.
+[[noreturn]] void onTerminate() {
+  try {
+    if (std::current_exception()) throw;
+  } catch (const std::bad_alloc&) {
+    removeLeftovers();
+    tellNoMemory();
+    _exit(kFailed);
+  } catch (...) {
+  }
+  former_terminate();
+  std::abort();
+}
+
+/// Before any static object of the program comes to life.
+[[gnu::constructor(101)]] void catchTermination() {
+  former_terminate = std::set_terminate(onTerminate);
+  rememberMemoryShortage();
+}
+
 int run(int argc, char** argv) {
   Console console;
   console.setVerbose(false);
@@ -33,7 +67,9 @@ int run(int argc, char** argv) {
   try {
     const int status = job(console);
     console.flush();
-    return status;
+    if (status != kDone || !hadMemoryShortage()) return status;
+    tellNoMemory();
+    return kFailed;
   } catch (const Failure&) {
     console.flush();  // what was printed before the failure is right
     throw;
@@ -59,6 +95,9 @@ int main(int argc, char** argv) {
     return kWrongUsage;
   } catch (const orbengine::Failure& failure) {
     std::fprintf(stderr, "orb: %s\n", codeInWords(static_cast<std::uint32_t>(failure.status())).c_str());
+    return kFailed;
+  } catch (const std::bad_alloc&) {
+    tellNoMemory();
     return kFailed;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "orb: %s\n", error.what());

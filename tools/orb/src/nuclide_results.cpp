@@ -5,6 +5,7 @@
 
 #include "blocks.h"
 #include "comdefs.h"
+#include "failure.h"
 #include "peak_results.h"
 #include "terminal_text.h"
 #include "text_table.h"
@@ -30,7 +31,8 @@ std::string textAt(const FileAccess& file, std::uint32_t code, std::uint16_t rec
 
 std::uint16_t countEntries(const FileAccess& file, std::uint16_t cls, std::uint16_t record) {
   std::uint16_t count = 0;
-  return file.countItems(cls, count, record) == 0 ? count : 0;
+  require(file.countItems(cls, count, record), file.name(), "cannot count the lines of a nuclide");
+  return count;
 }
 
 NuclideRow readNuclide(const FileAccess& file, std::uint16_t record) {

@@ -2,7 +2,10 @@
 
 #include <sys/stat.h>
 
+#include "blocks.h"
 #include "failure.h"
+#include "logged_failure.h"
+#include "memory_shortage.h"
 #include "terminal_text.h"
 
 namespace orb::tool {
@@ -17,8 +20,20 @@ void openForWriting(FileAccess& file, const std::string& path) {
   require(file.open(path, lib::READWRITE), path, "cannot open for writing");
 }
 
+void createFile(FileAccess& file, const std::string& path, std::uint32_t channels, bool is_NaI,
+                const std::string& shown_name) {
+  const LoggedFailure failure;  // creation goes on after a value or a block that cannot be made
+  require(file.create(path, channels, is_NaI), shown_name, "cannot create");
+  require(failure.code(), shown_name, "cannot create");
+  const auto blocks = listBlocks(file);
+  for (const unsigned cls : {ORB_CLS_ACQUISITION, ORB_CLS_ANALCNTL, ORB_CLS_DISPLAY, ORB_CLS_SPECTRUM})
+    if (!hasBlock(blocks, static_cast<std::uint16_t>(cls)))
+      throw Failure(shown_name, "cannot create", convertReturnCode(AIO_NOMEMORY));
+}
+
 void flushAndClose(FileAccess& file) {
   const std::string name = file.name();
+  requireNoMemoryShortage(name);
   require(file.flush(), name, "cannot write the changes");
   require(file.close(lib::NOFLUSH), name, "cannot close");
 }

@@ -13,6 +13,9 @@ using com::norvale::orb::FileAccess;
 
 /// @throws Failure naming the file, the code and its meaning
 void openForReading(FileAccess& file, const std::string& path);
+/// A new file with its blocks and default values, all of them. `shown_name` is what messages call it.
+void createFile(FileAccess& file, const std::string& path, std::uint32_t channels, bool is_NaI,
+                const std::string& shown_name);
 void openForWriting(FileAccess& file, const std::string& path);
 /// Writes the changes to disk and closes.
 void flushAndClose(FileAccess& file);

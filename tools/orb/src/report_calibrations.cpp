@@ -6,6 +6,7 @@
 #include "calibration_text.h"
 #include "codes.h"
 #include "comdefs.h"
+#include "failure.h"
 #include "report_data.h"
 #include "report_values.h"
 #include "value_text.h"
@@ -113,13 +114,18 @@ std::vector<std::pair<double, double>> efficiencyCurve(const FileAccess& file, d
   std::vector<REAL> efficiencies(ANA_MAX_EFF_POINTS);
   std::vector<REAL> uncertainties(ANA_MAX_EFF_POINTS);
   std::vector<std::pair<double, double>> curve;
-  if (lGetEfeq(file.handle(), 1, &equation, &n, energies.data(), efficiencies.data(), uncertainties.data()) != ANA_OK)
-    return curve;
+  const char* const what = "cannot compute the efficiency";
+  const LONG found =
+      lGetEfeq(file.handle(), 1, &equation, &n, energies.data(), efficiencies.data(), uncertainties.data());
+  requireAnswer(found, file.name(), what);
+  if (found != ANA_OK) return curve;
   for (int i = 0; i <= kSteps; ++i) {
     const double energy = low * std::pow(high / low, static_cast<double>(i) / kSteps);
     REAL efficiency = 0;
-    if (lEffic(static_cast<REAL>(energy), &equation, n, energies.data(), efficiencies.data(), &efficiency) == ANA_OK)
-      curve.emplace_back(energy, efficiency);
+    const LONG status =
+        lEffic(static_cast<REAL>(energy), &equation, n, energies.data(), efficiencies.data(), &efficiency);
+    requireAnswer(status, file.name(), what);
+    if (status == ANA_OK) curve.emplace_back(energy, efficiency);
   }
   return curve;
 }

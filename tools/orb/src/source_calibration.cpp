@@ -12,6 +12,7 @@
 #include "failure.h"
 #include "nuclide_library.h"
 #include "open_file.h"
+#include "text_stream.h"
 
 namespace orb::tool {
 
@@ -27,7 +28,7 @@ std::vector<LibraryLine> linesOf(const std::string& nuclides, const std::string&
   const std::string path = findLibrary(library_name);
   const auto library = readLibrary(path);
   std::vector<LibraryLine> lines;
-  std::istringstream in(nuclides);
+  TextStream in(nuclides);
   for (std::string nuclide; std::getline(in, nuclide, ',');) {
     const auto found = gammaLinesOfNuclide(library, nuclide, path);
     // By falling probability. A nuclide that has weak lines alone keeps the strongest.
@@ -123,6 +124,7 @@ bool tellBend(const CalibrationTable& table) {
 /// What a gain alone leaves of the energy equation in the file.
 std::string whatStays(const FileAccess& file) {
   std::ostringstream text;
+  text.exceptions(std::ios::badbit);
   text << "the offset stays at " << findNumber(file, kEnergyCoefficient0).value_or(0) << " keV";
   if (findNumber(file, kEnergyCoefficient0 + 2).value_or(0) != 0) text << ", and the equation is straight from now on";
   return text.str();

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <sstream>
 
 #include "channel_shift.h"
 #include "polynomial_fit.h"
+#include "text_stream.h"
 #include "value_text.h"
 
 namespace orb::tool {
@@ -87,7 +87,7 @@ void append(std::string& out, const std::string& name, const std::vector<double>
 
 std::vector<double> numbersOf(const std::string& text) {
   std::vector<double> numbers;
-  std::istringstream words(text);
+  TextStream words(text);
   for (std::string word; words >> word;) {
     double number = 0;
     if (std::from_chars(word.data(), word.data() + word.size(), number).ec == std::errc()) numbers.push_back(number);
@@ -152,7 +152,7 @@ std::optional<formats::FwhmCalibration> originalWidth(const std::string& record,
   std::vector<double> x;
   std::vector<double> y;
   std::vector<double> fitted;
-  std::istringstream lines(record);
+  TextStream lines(record);
   for (std::string line; std::getline(lines, line);) {
     const auto equals = line.find('=');
     if (equals == std::string::npos) continue;

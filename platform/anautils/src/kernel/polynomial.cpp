@@ -1,8 +1,9 @@
 #include "kernel/polynomial.h"
 
+#include <array>
 #include <cmath>
 #include <limits>
-#include <vector>
+#include <stdexcept>
 
 namespace anautils {
 
@@ -10,14 +11,34 @@ namespace {
 
 constexpr double kFarthest = 33554432.0;  // twice the greatest number of channels
 
+/// Coefficients or places, as many as a polynomial of the highest degree has. On the stack: callers that answer
+/// not-a-number for "no such place" could not tell it from want of memory.
+class Few {
+ public:
+  void push_back(double x) {
+    if (size_ == numbers_.size()) throw std::length_error("polynomial of too high a degree");
+    numbers_[size_++] = x;
+  }
+  bool empty() const { return size_ == 0; }
+  std::size_t size() const { return size_; }
+  double operator[](std::size_t i) const { return numbers_[i]; }
+  double back() const { return numbers_[size_ - 1]; }
+  const double* begin() const { return numbers_.data(); }
+  const double* end() const { return numbers_.data() + size_; }
+
+ private:
+  std::array<double, 16> numbers_{};
+  std::size_t size_ = 0;
+};
+
 std::span<const double> withoutLeadingZeros(std::span<const double> coefficients) {
   while (coefficients.size() > 1 && coefficients.back() == 0)
     coefficients = coefficients.first(coefficients.size() - 1);
   return coefficients;
 }
 
-std::vector<double> derivative(std::span<const double> coefficients) {
-  std::vector<double> result;
+Few derivative(std::span<const double> coefficients) {
+  Few result;
   for (std::size_t i = 1; i < coefficients.size(); ++i) result.push_back(static_cast<double>(i) * coefficients[i]);
   if (result.empty()) result.push_back(0.0);
   return result;
@@ -25,7 +46,7 @@ std::vector<double> derivative(std::span<const double> coefficients) {
 
 /// The place in [low, high] where a polynomial that is monotonic there takes the value; it does so somewhere.
 double solveMonotonic(std::span<const double> coefficients, double value, double low, double high) {
-  const std::vector<double> slope = derivative(coefficients);
+  const Few slope = derivative(coefficients);
   const bool rises = polynomialAt(coefficients, low) < polynomialAt(coefficients, high);
   double x = 0.5 * (low + high);
   double former_step = high - low;
@@ -42,21 +63,22 @@ double solveMonotonic(std::span<const double> coefficients, double value, double
   return x;
 }
 
-std::vector<double> rootsBetween(std::span<const double> coefficients, double low, double high);
+Few rootsBetween(std::span<const double> coefficients, double low, double high);
 
 /// The ends of the parts of [low, high] in which the polynomial is monotonic, low and high included.
-std::vector<double> monotonicParts(std::span<const double> coefficients, double low, double high) {
-  std::vector<double> ends = {low};
+Few monotonicParts(std::span<const double> coefficients, double low, double high) {
+  Few ends;
+  ends.push_back(low);
   for (const double x : rootsBetween(derivative(coefficients), low, high)) ends.push_back(x);
   ends.push_back(high);
   return ends;
 }
 
-std::vector<double> rootsBetween(std::span<const double> coefficients, double low, double high) {
+Few rootsBetween(std::span<const double> coefficients, double low, double high) {
   coefficients = withoutLeadingZeros(coefficients);
-  std::vector<double> roots;
+  Few roots;
   if (coefficients.size() < 2) return roots;
-  const std::vector<double> ends = monotonicParts(coefficients, low, high);
+  const Few ends = monotonicParts(coefficients, low, high);
   for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
     const double at_low = polynomialAt(coefficients, ends[i]);
     const double at_high = polynomialAt(coefficients, ends[i + 1]);
@@ -77,7 +99,7 @@ double polynomialAt(std::span<const double> coefficients, double x) {
 }
 
 bool risesBetween(std::span<const double> coefficients, double low, double high) {
-  const std::vector<double> slope = derivative(coefficients);
+  const Few slope = derivative(coefficients);
   for (const double x : monotonicParts(slope, low, high))
     if (!(polynomialAt(slope, x) > 0)) return false;
   return true;
@@ -89,17 +111,17 @@ std::optional<double> risingRoot(std::span<const double> coefficients, double va
     const double x = (value - coefficients[0]) / coefficients[1];
     return coefficients[1] > 0 && !(low_is_bound && x < low) ? std::optional(x) : std::nullopt;
   }
-  const auto find = [&](const std::vector<double>& ends, std::size_t i) -> std::optional<double> {
+  const auto find = [&](const Few& ends, std::size_t i) -> std::optional<double> {
     const double at_low = polynomialAt(coefficients, ends[i]);
     const double at_high = polynomialAt(coefficients, ends[i + 1]);
     if (!(at_low < at_high && at_low <= value && value <= at_high)) return std::nullopt;
     return solveMonotonic(coefficients, value, ends[i], ends[i + 1]);
   };
-  const std::vector<double> above = monotonicParts(coefficients, low, kFarthest);
+  const Few above = monotonicParts(coefficients, low, kFarthest);
   for (std::size_t i = 0; i + 1 < above.size(); ++i)
     if (const auto x = find(above, i)) return x;
   if (low_is_bound) return std::nullopt;
-  const std::vector<double> below = monotonicParts(coefficients, -kFarthest, low);
+  const Few below = monotonicParts(coefficients, -kFarthest, low);
   for (std::size_t i = below.size() - 1; i-- > 0;)
     if (const auto x = find(below, i)) return x;
   return std::nullopt;
