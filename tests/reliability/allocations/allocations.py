@@ -150,6 +150,8 @@ class Command:
         wrong = [name for name in found if found[name] not in (self.before.get(name), self.after.get(name))]
         # The table of a batch tells of the failure; a lock that could not be taken away is that of a writer that is gone.
         wrong = [name for name in wrong if name != "out.csv" and not (onwards and name.endswith("-lock"))]
+        if self.words[0] == "run":  # the results of the steps before the failed one stay
+            wrong = [name for name in wrong if found[name][:7] == "damaged"]
         wrong += [name for name in self.before if name not in found and name in self.after]
         return f"fails and leaves {wrong}: " + done.stderr.decode(errors="replace")[-200:] if wrong else ""
 

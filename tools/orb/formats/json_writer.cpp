@@ -1,9 +1,9 @@
 #include <cmath>
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <numeric>
 #include <string>
 
+#include "json_library.h"
 #include "shown_text.h"
 #include "spectrum_data.h"
 

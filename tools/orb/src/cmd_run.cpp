@@ -52,9 +52,11 @@ int run(const Options& options, Console& console) {
   const std::string sequence = findSequence(options.sequence);
   const std::uint32_t status = runSequence(file, sequence, engines, options.skip_errors);
   if (options.json) printJson({{"result", hex(status, 8)}, {"steps", steps}}, console);
+  const std::string what = "cannot run the sequence " + sequence;
+  if (steps.empty()) require(status, options.file, what);  // half of its settings may have been copied
   // What the steps before a failed one found stays in the file: the failed one has put back its own blocks.
   flushAndClose(file);
-  require(status, options.file, "cannot run the sequence " + sequence);
+  require(status, options.file, what);
   return kDone;
 }
 

@@ -113,10 +113,7 @@ DraftFolder::DraftFolder(const std::string& target, const std::string& shown_nam
     // such processes either.
     const bool is_ours = is_locked || (lock_ >= 0 && error != EWOULDBLOCK);
     if (is_ours && hasName(lock_, path)) {
-      draft_ = path + "/" + std::string(kDraft);
-      std::vector<std::string> names = namesOfDataFile(draft_);
-      names.push_back(path);
-      leftovers_.emplace(names);
+      remember(path);
       return;
     }
     rmdir(path.c_str());
@@ -124,6 +121,19 @@ DraftFolder::DraftFolder(const std::string& target, const std::string& shown_nam
     if (lock_ < 0 && error != ENOENT) failWithErrno(error, shown_name, "cannot write");
   }
   throw Failure(shown_name, "cannot write: somebody keeps removing the draft");
+}
+
+void DraftFolder::remember(const std::string& path) {
+  try {
+    draft_ = path + "/" + std::string(kDraft);
+    std::vector<std::string> names = namesOfDataFile(draft_);
+    names.push_back(path);
+    leftovers_.emplace(names);
+  } catch (...) {
+    rmdir(path.c_str());
+    close(lock_);
+    throw;
+  }
 }
 
 DraftFolder::~DraftFolder() {

@@ -22,6 +22,8 @@ class DraftFolder {
   const std::string& draft() const { return draft_; }
 
  private:
+  void remember(const std::string& path);
+
   std::string draft_;
   int lock_ = -1;
   std::optional<Leftovers> leftovers_;

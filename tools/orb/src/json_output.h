@@ -1,9 +1,9 @@
 /// JSON as commands print it: members in the order in which they were added.
 #pragma once
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "console.h"
+#include "json_library.h"
 #include "shown_text.h"
 
 namespace orb::tool {

@@ -42,13 +42,10 @@ std::terminate_handler former_terminate = nullptr;
 
 /// No memory where no exception may pass: in the static objects of libraries, and where some of them give memory back.
 [[noreturn]] void onTerminate() {
-  try {
-    if (std::current_exception()) throw;
-  } catch (const std::bad_alloc&) {
+  if (hadMemoryShortage()) {
     removeLeftovers();
     tellNoMemory();
     _exit(kFailed);
-  } catch (...) {
   }
   former_terminate();
   std::abort();
