@@ -57,7 +57,7 @@ void noteEfficiency(FileAccess& file, const CalibrationTable& table, const Note&
       const auto fitted = file.evaluate(com::norvale::orb::ENERGY2DEFAULTEFF, static_cast<float>(p.x), false);
       return std::abs(static_cast<double>(fitted.value) / p.value - 1);
     } catch (const unsigned int status) {  // outside what the model can tell
-      requireAnswer(static_cast<std::int32_t>(status), file.name(), "cannot evaluate the efficiency");
+      requireAnswer(status, file.name(), "cannot evaluate the efficiency");
       return 0.0;
     }
   });

@@ -77,7 +77,8 @@ lib::ParameterMap fitBest(FileAccess& file, CalibrationTable& table, int terms, 
   };
   try {
     return fit();
-  } catch (const Failure&) {
+  } catch (const Failure& failure) {
+    requireAnswer(failure.code(), file.name(), "cannot fit the equations");
     if (!is_found || table.fwhm.empty() || table.energy.empty()) throw;
     for (const auto& block : former) block.restore();
     table.fwhm.clear();

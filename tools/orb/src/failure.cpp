@@ -23,14 +23,14 @@ const char* hintOf(std::uint32_t code) {
 Failure::Failure(const std::string& subject, const std::string& what) : std::runtime_error(compose(subject, what)) {}
 
 Failure::Failure(const std::string& subject, const std::string& what, std::uint32_t code)
-    : std::runtime_error(compose(subject, what) + ": " + codeInWords(code) + hintOf(code)) {}
+    : std::runtime_error(compose(subject, what) + ": " + codeInWords(code) + hintOf(code)), code_(code) {}
 
 void require(std::uint32_t code, const std::string& file, const std::string& what) {
   if (code != 0) throw Failure(file, what, code);
 }
 
-void requireAnswer(std::int32_t status, const std::string& file, const std::string& what) {
-  if (!AnaIsAnswer(status)) throw Failure(file, what, static_cast<std::uint32_t>(status));
+void requireAnswer(std::uint32_t status, const std::string& file, const std::string& what) {
+  if (AnaIsAnswer(static_cast<std::int32_t>(status)) == 0) throw Failure(file, what, status);
 }
 
 void failWithErrno(int error, const std::string& file, const std::string& what) {

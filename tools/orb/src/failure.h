@@ -17,6 +17,12 @@ class Failure : public std::runtime_error {
   Failure(const std::string& subject, const std::string& what);
   /// As above, followed by the code and its meaning.
   Failure(const std::string& subject, const std::string& what, std::uint32_t code);
+
+  /// 0 for a failure without one.
+  std::uint32_t code() const noexcept { return code_; }
+
+ private:
+  std::uint32_t code_ = 0;
 };
 
 /// The command line asks for something that the command does not offer.
@@ -27,7 +33,7 @@ class UsageError : public std::runtime_error {
 
 /// Throws for a status of the analysis routines that is no answer: the routine could not do its work. What the others
 /// mean is the caller's to say.
-void requireAnswer(std::int32_t status, const std::string& file, const std::string& what);
+void requireAnswer(std::uint32_t status, const std::string& file, const std::string& what);
 
 /// Throws Failure(file, what, code) unless the code is 0.
 void require(std::uint32_t code, const std::string& file, const std::string& what);

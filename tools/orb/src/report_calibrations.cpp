@@ -117,14 +117,14 @@ std::vector<std::pair<double, double>> efficiencyCurve(const FileAccess& file, d
   const char* const what = "cannot compute the efficiency";
   const LONG found =
       lGetEfeq(file.handle(), 1, &equation, &n, energies.data(), efficiencies.data(), uncertainties.data());
-  requireAnswer(found, file.name(), what);
+  requireAnswer(static_cast<std::uint32_t>(found), file.name(), what);
   if (found != ANA_OK) return curve;
   for (int i = 0; i <= kSteps; ++i) {
     const double energy = low * std::pow(high / low, static_cast<double>(i) / kSteps);
     REAL efficiency = 0;
     const LONG status =
         lEffic(static_cast<REAL>(energy), &equation, n, energies.data(), efficiencies.data(), &efficiency);
-    requireAnswer(status, file.name(), what);
+    requireAnswer(static_cast<std::uint32_t>(status), file.name(), what);
     if (status == ANA_OK) curve.emplace_back(energy, efficiency);
   }
   return curve;

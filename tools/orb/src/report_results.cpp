@@ -193,7 +193,7 @@ void readRegions(const FileAccess& file, const std::vector<PeakRow>& peaks, Repo
     ULONG n = 0;
     const LONG status = lFittedRegion(file.handle(), numbers[i], static_cast<ULONG>(n_channels), &first, &n,
                                       continuum.data(), model.data());
-    requireAnswer(status, file.name(), "cannot compute the fitted curves");
+    requireAnswer(static_cast<std::uint32_t>(status), file.name(), "cannot compute the fitted curves");
     if (status != ANA_OK) problem = AnaStatusText(static_cast<ULONG>(status));
     if (status != ANA_OK) continue;
     room -= std::min<std::size_t>(room, n);

@@ -47,6 +47,10 @@ std::vector<StoredValue> ValueReader::read(std::uint16_t cls, std::uint16_t reco
     stored.parameter = describe(listed.ulCode);
     if (stored.parameter != nullptr) {
       stored.status = file_.getParameter(stored.code, stored.value, record, stored.entry);
+      // Other failures say how the value is.
+      const bool is_memory =
+          stored.status == com::norvale::orb::kOutOfMemory || stored.status == convertReturnCode(AIO_NOMEMORY);
+      if (is_memory) throw Failure(file_.name(), "cannot read " + stored.name(), stored.status);
     }
     values.push_back(std::move(stored));
   }
