@@ -94,7 +94,9 @@ class Disk:
         inside = [change for change in self.pending_names if os.path.dirname(change[1] or change[0]) == self.folders[inode]]
         for change in inside:
             self.change_name(self.names, change)
-        self.pending_names = [change for change in self.pending_names if change not in inside]
+        # A file that came from another folder came whole: that its former name was made is not left open any more.
+        self.pending_names = [change for at, change in enumerate(self.pending_names) if change not in inside and not any(
+            later in inside and change[1] is not None and later[0] == change[1] for later in self.pending_names[at + 1:])]
 
     def units(self):
         """What may be on the disk or not: changes of names, sectors, truncations."""

@@ -36,7 +36,7 @@ void runOnSpectrumFile(const Options& options, Console& console) {
 /// One state of a file that is being watched, on a line.
 void printState(const FileAccess& file, const Options& options, Console& console) {
   const Summary summary = summarise(file);
-  console.line(options.json ? jsonText(summaryJson(summary), console, -1) : summaryLine(summary));
+  console.line(options.json ? jsonText(summaryJson(summary), -1) : summaryLine(summary));
   console.flush();
 }
 
