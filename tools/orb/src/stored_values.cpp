@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "failure.h"
 #include "result_text.h"
 #include "terminal_text.h"
 #include "value_text.h"
