@@ -183,7 +183,7 @@ const std::pair<const char*, Operation> kOperations[] = {
     {"copyCalibrationsTo",
      [](Bench& b) {
        const std::uint32_t code = b.other.copyCalibrationsTo(b.file, ALL);
-       return code != 0 ? words(code) : withBlocks(b.file, {ORB_CLS_SHAPECALRES, ORB_CLS_CALRESULTS});
+       return code != 0 ? words(code) : withBlocks(b.file, {ORB_CLS_SHAPECALRES, ORB_CLS_CALRESULTS, ORB_CLS_PTCALIB});
      }},
     {"evaluate a channel", [](Bench& b) { return estimate(b, ENERGY2CHANNEL, 661.66f); }},
     {"evaluate a width", [](Bench& b) { return estimate(b, ENERGY2FWHM, 661.66f); }},
