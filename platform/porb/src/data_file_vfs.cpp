@@ -344,12 +344,7 @@ bool isForReading(const sqlite3_vfs* vfs) noexcept {
 /// Removes a journal that a dead writer had made and not come to use. @return whether there was one
 bool removeUnusedJournal(const char* name) noexcept {
   try {
-    const JournalFile journal(name);
-    // Its page size stands in it, if anything does.
-    unsigned char header[28] = {};
-    if (journal.bytes() >= sizeof header) journal.read(0, header, sizeof header);
-    if (readJournal(journal, bigEndian(header + 24), 0).is_hot) return false;
-    return unlink(name) == 0;
+    return isUnused(JournalFile(name)) && unlink(name) == 0;
   } catch (...) {
     return false;
   }

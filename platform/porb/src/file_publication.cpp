@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "errno_status.h"
+#include "file_descriptor.h"
 #include "file_name.h"
 #include "journal.h"
 #include "sqlite_storage.h"
@@ -18,6 +19,8 @@
 
 namespace porb {
 namespace {
+
+using com::norvale::datatypes::FileDescriptor;
 
 constexpr const char* kAccessList = "system.posix_acl_access";
 
@@ -82,7 +85,7 @@ Reservation::Reservation(const std::string& path) : target_(fileNameOf(path)) {
 
 void Reservation::publish(const std::string& draft, bool replace) {
   lock_->requireHeld();
-  const Descriptor file(open(draft.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  const FileDescriptor file(open(draft.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   if (!file) throw Failure(statusOfErrno(errno));
   struct stat former {};
   const bool is_there = lstat(target_.c_str(), &former) == 0;
@@ -93,7 +96,7 @@ void Reservation::publish(const std::string& draft, bool replace) {
   requireNoJournal(target_);
   renameOver(draft, target_, replace);
   // A folder that cannot be opened or synchronised is passed over: not every file system can.
-  const Descriptor folder(open(folderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor folder(open(folderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder) fsync(folder.get());
 }
 

@@ -155,12 +155,18 @@ void JournalFile::read(std::uint64_t at, void* to, std::size_t n) const {
   }
 }
 
+// The magic is written before the data file is changed.
+bool isUnused(const JournalFile& file) {
+  if (!file.isThere()) return true;
+  const Header header = readHeader(file, 0);
+  return header.is_blank && (isSector(header.sector_bytes) || beginsWithNothing(file));
+}
+
 Journal readJournal(const JournalFile& file, std::uint32_t page_bytes, std::uint64_t file_bytes) {
   if (!file.isThere()) return {};
   const Header header = readHeader(file, 0);
   if (header.is_blank) {
-    // Its writer did not come to the point of changing the data file: the magic is written before that.
-    require((isSector(header.sector_bytes) && header.page_bytes == page_bytes) || beginsWithNothing(file));
+    require(isUnused(file) && (header.page_bytes == page_bytes || beginsWithNothing(file)));
     return {};
   }
   require(header.has_magic && isSector(header.sector_bytes) && header.page_bytes == page_bytes);

@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include "descriptor.h"
+#include "file_descriptor.h"
 
 namespace porb {
 
@@ -32,9 +32,12 @@ class JournalFile {
   void read(std::uint64_t at, void* to, std::size_t n) const;
 
  private:
-  Descriptor descriptor_;
+  com::norvale::datatypes::FileDescriptor descriptor_;
   std::uint64_t bytes_ = 0;
 };
+
+/// Whether its writer, of whatever data file, did not come to the point of changing that: the journal is blank.
+bool isUnused(const JournalFile& file);
 
 /// Reads a journal and proves it: one that names another file, whose numbers do not fit the data file, or whose pages
 /// do not match their checksums was not left by a writer of this file, and following it could do any harm.

@@ -9,8 +9,8 @@
 #include <cstdio>
 
 #include "cell.h"
-#include "descriptor.h"
 #include "errno_status.h"
+#include "file_descriptor.h"
 #include "file_name.h"
 #include "file_publication.h"
 #include "sqlite_schema.h"
@@ -19,21 +19,18 @@
 namespace porb {
 namespace {
 
-void writeImage(int descriptor) {
-  const std::string& image = emptyFileImage();
-  for (std::size_t done = 0; done < image.size();) {
-    const ssize_t n = write(descriptor, image.data() + done, image.size() - done);
-    if (n < 0 && errno != EINTR) throw Failure(statusOfErrno(errno));
-    if (n > 0) done += static_cast<std::size_t>(n);
-  }
-  synchronise(descriptor);  // the name must never stand for less than the whole
+using com::norvale::datatypes::FileDescriptor;
+
+void writeImage(const FileDescriptor& file) {
+  if (!file.write(emptyFileImage())) throw Failure(statusOfErrno(errno));
+  synchronise(file.get());  // the name must never stand for less than the whole
 }
 
 /// A file without a name, which a crash cannot leave behind. @return false where the file system has no such files
 bool makeUnnamed(const std::string& path) {
-  const Descriptor file(open(folderOf(path).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666));
+  const FileDescriptor file(open(folderOf(path).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666));
   if (!file) return false;
-  writeImage(file.get());
+  writeImage(file);
   const std::string link = "/proc/self/fd/" + std::to_string(file.get());
   if (linkat(AT_FDCWD, link.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
   if (errno == EEXIST) throw Failure(AIO_FILEEXISTS);
@@ -58,12 +55,12 @@ class NamedDraft {
   NamedDraft(const NamedDraft&) = delete;
   NamedDraft& operator=(const NamedDraft&) = delete;
 
-  int descriptor() const noexcept { return file_.get(); }
+  const FileDescriptor& file() const noexcept { return file_; }
   const std::string& name() const noexcept { return name_; }
 
  private:
   std::string name_;
-  Descriptor file_;
+  FileDescriptor file_;
 };
 
 }  // namespace
@@ -71,7 +68,7 @@ class NamedDraft {
 NewFile::NewFile(std::string path) : path_(std::move(path)) {
   if (makeUnnamed(path_)) return;
   const NamedDraft draft(folderOf(path_));
-  writeImage(draft.descriptor());
+  writeImage(draft.file());
   renameOver(draft.name(), path_, false);
 }
 

@@ -13,6 +13,8 @@
 namespace porb {
 namespace {
 
+using com::norvale::datatypes::FileDescriptor;
+
 // Without waiting: what lies there may be a pipe.
 constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
 
@@ -29,13 +31,13 @@ void openToWriters(int descriptor, const std::string& path) {
 }
 
 struct LockFile {
-  Descriptor descriptor;
+  FileDescriptor descriptor;
   bool is_new = false;
 };
 
 /// Opens the lock file, making it when there is none. Nothing is open when it came or went meanwhile.
 LockFile openLockFile(const std::string& lock_path, const std::string& path) {
-  LockFile file{Descriptor(open(lock_path.c_str(), O_RDWR | kFlags))};
+  LockFile file{FileDescriptor(open(lock_path.c_str(), O_RDWR | kFlags))};
   if (!file.descriptor && errno == EACCES) file.descriptor.reset(open(lock_path.c_str(), O_RDONLY | kFlags));
   if (file.descriptor) return file;
   if (errno == ELOOP || errno == EISDIR || errno == ENXIO) throw Failure(AIO_BADLOCKFILE);

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "descriptor.h"
+#include "file_descriptor.h"
 
 namespace porb {
 
@@ -32,7 +32,7 @@ class WriterLock {
 
   std::string path_;
   std::string lock_path_;
-  Descriptor descriptor_;
+  com::norvale::datatypes::FileDescriptor descriptor_;
   pid_t owner_;  // a child has a copy of the descriptor, not of the right
 };
 

@@ -10,9 +10,10 @@
 #include <cstdint>
 #include <ctime>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <tuple>
+
+#include "file_descriptor.h"
 
 namespace com::norvale::datatypes {
 namespace {
@@ -96,8 +97,6 @@ class Hasher {
   std::uint64_t length_ = 0;
 };
 
-using Descriptor = std::unique_ptr<const int, void (*)(const int*)>;
-
 /// Which file lies under a name, and when it was changed last: that time cannot be set back as others can.
 using FileState = std::tuple<dev_t, ino_t, off_t, time_t, long>;
 
@@ -146,15 +145,14 @@ std::string sha256(std::string_view bytes) {
 }
 
 std::optional<std::string> sha256OfFile(const std::string& path) {
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a pipe is not waited for
-  if (file < 0) return std::nullopt;
-  const Descriptor closer(&file, [](const int* d) { ::close(*d); });
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe is not waited for
+  if (!file) return std::nullopt;
   struct stat state {};
-  if (fstat(file, &state) != 0 || !S_ISREG(state.st_mode)) return std::nullopt;
+  if (fstat(file.get(), &state) != 0 || !S_ISREG(state.st_mode)) return std::nullopt;
   Hasher hasher;
   std::array<char, 1 << 16> buffer;
   while (true) {
-    const ssize_t n = ::read(file, buffer.data(), buffer.size());
+    const ssize_t n = ::read(file.get(), buffer.data(), buffer.size());
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return std::nullopt;
     if (n == 0) return hasher.finish();

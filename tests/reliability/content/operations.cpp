@@ -166,7 +166,7 @@ std::string checkCommand(const std::vector<std::string>& words) {
   std::string err;
   const int status = runCaptured(words, out, err);
   if (status < 0 || status > 2) return "exit status " + std::to_string(status);
-  const bool differs = words.front() == "diff" && status == 1 && !out.empty();
+  const bool differs = words.front() == "diff" && status == 1;
   if (status != 0 && !differs && err.find("orb: ") == std::string::npos) return "failed without a message";
   if (!isPrintable(err) || !isPrintable(out)) return "raw control characters or bytes in the output";
   if (status != 0) {

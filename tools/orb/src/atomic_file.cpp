@@ -11,6 +11,7 @@
 #include "aioproto.h"
 #include "blocks.h"
 #include "failure.h"
+#include "file_descriptor.h"
 #include "memory_shortage.h"
 #include "open_file.h"
 
@@ -33,16 +34,6 @@ void requireReplaceable(const std::string& path, bool force) {
   if (!S_ISREG(state.st_mode)) throw Failure(path, "cannot write", convertReturnCode(AIO_NOTREGULAR));
   if (!force) throw Failure(path, "not overwritten without --force", convertReturnCode(AIO_FILEEXISTS));
 }
-
-void writeAll(int descriptor, std::string_view text, const std::string& name) {
-  while (!text.empty()) {
-    const ssize_t n = ::write(descriptor, text.data(), text.size());
-    if (n < 0 && errno != EINTR) failWithErrno(errno, name, "cannot write");
-    if (n > 0) text.remove_prefix(static_cast<std::size_t>(n));
-  }
-}
-
-using Descriptor = std::unique_ptr<const int, void (*)(const int*)>;
 
 void requireNoOtherFile(const std::string& path, const std::string& shown_name) {
   struct stat state {};
@@ -74,10 +65,9 @@ void DraftFile::reserve() {
 }
 
 void DraftFile::write(std::string_view text) {
-  const int descriptor = open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
-  if (descriptor < 0) failWithErrno(errno, named_, "cannot write");
-  const Descriptor closer(&descriptor, [](const int* d) { close(*d); });
-  writeAll(descriptor, text, named_);
+  const com::norvale::datatypes::FileDescriptor file(
+      open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666));
+  if (!file || !file.write(text)) failWithErrno(errno, named_, "cannot write");
 }
 
 void DraftFile::write(FileAccess& file) {

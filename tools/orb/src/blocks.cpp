@@ -7,11 +7,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <memory>
 #include <numeric>
 #include <string_view>
 
 #include "failure.h"
+#include "file_descriptor.h"
 #include "terminal_text.h"
 
 namespace orb::tool {
@@ -80,14 +80,13 @@ std::uint16_t parseClass(const std::string& text) {
 bool looksLikeDataFile(const std::string& path) {
   constexpr std::string_view kDatabase("SQLite format 3\0", 16);
   char start[kDatabase.size()];
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0 && errno != ENOENT && errno != ENOTDIR) failWithErrno(errno, path, "cannot open");
-  if (descriptor < 0) return false;
-  const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* d) { close(*d); });
+  const com::norvale::datatypes::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file && errno != ENOENT && errno != ENOTDIR) failWithErrno(errno, path, "cannot open");
+  if (!file) return false;
   struct stat state {};
-  if (fstat(descriptor, &state) != 0) failWithErrno(errno, path, "cannot open");
+  if (fstat(file.get(), &state) != 0) failWithErrno(errno, path, "cannot open");
   if (!S_ISREG(state.st_mode)) return false;  // a pipe is neither waited for nor read
-  const ssize_t n = read(descriptor, start, sizeof start);
+  const ssize_t n = read(file.get(), start, sizeof start);
   if (n < 0) failWithErrno(errno, path, "cannot read");
   return n == static_cast<ssize_t>(sizeof start) && std::string_view(start, sizeof start) == kDatabase;
 }

@@ -183,7 +183,7 @@ void addAnalyze(CLI::App& app, Job& job) {
       "need\n"
       "an efficiency calibration and a live time in the file.\n\n"
       "Example:\n  orb analyze soil.spe -o soil.dat --report soil.html");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

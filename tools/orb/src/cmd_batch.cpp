@@ -281,7 +281,7 @@ void addBatch(CLI::App& app, Job& job) {
       "was stopped (Ctrl-C, once) can be started again. One that fails does not stop the rest; exit status 1 tells of "
       "it.\n\n"
       "Example:\n  orb batch spectra -o results --jobs 4 --csv results.csv");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -208,7 +208,7 @@ void addCalibrate(CLI::App& app, Job& job) {
       ->type_name("N");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer("Example:\n  orb calibrate eu152.dat --auto Eu-152");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

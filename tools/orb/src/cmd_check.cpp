@@ -94,7 +94,7 @@ void addCheck(CLI::App& app, Job& job) {
       "Exit status 0 when the file is whole, 1 when it is broken or cannot be opened.\n\n"
       "Example:\n"
       "  orb check soil.dat");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

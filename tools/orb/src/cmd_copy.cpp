@@ -156,7 +156,7 @@ void addCopy(CLI::App& app, Job& job) {
   what->require_option(1);
   command->add_flag("--force", options->force, "With --all: replace an existing DST");
   command->footer("Example:\n  orb copy calibrated.dat soil.dat --calibrations energy,shape");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

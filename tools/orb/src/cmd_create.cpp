@@ -45,7 +45,7 @@ void addCreate(CLI::App& app, Job& job) {
       ->capture_default_str();
   command->add_flag("--force", options->force, "Replace an existing file");
   command->footer("Example:\n  orb create new.dat --channels 8192 --detector hpge");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -10,6 +10,10 @@ namespace orb::tool {
 
 namespace {
 
+// As the usual programs that compare files.
+constexpr int kDiffers = 1;
+constexpr int kNotCompared = 2;
+
 struct Options {
   std::string first;
   std::string second;
@@ -37,7 +41,7 @@ int run(const Options& options, Console& console) {
   } else {
     for (const Difference& difference : differences) console.line(difference.text);
   }
-  return differences.empty() ? kDone : kFailed;
+  return differences.empty() ? kDone : kDiffers;
 }
 
 }  // namespace
@@ -49,12 +53,14 @@ void addDiff(CLI::App& app, Job& job) {
   command->add_option("B", options->second, "Data file")->required();
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(
-      "Each line names a value and what A and B have there. Exit status 0 when the files have the same content, 1 "
-      "when\n"
-      "they differ; also 1, with a message on standard error, when they cannot be compared.\n\n"
+      "Each line names a value and what A and B have there. Exit status 0 when the files have the same content,\n"
+      "1 when they differ, 2, with a message on standard error, when they cannot be compared.\n\n"
       "Example:\n"
       "  orb diff before.dat after.dat");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] {
+    job.failed = kNotCompared;
+    job.work = [options](Console& console) { return run(*options, console); };
+  });
 }
 
 }  // namespace orb::tool

@@ -166,7 +166,7 @@ void addDump(CLI::App& app, Job& job) {
       "on standard error; the others are printed, and the exit status is 1.\n\n"
       "Example:\n"
       "  orb dump soil.dat --class 0x2000");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -71,7 +71,7 @@ void addEngines(CLI::App& app, Job& job) {
       "is\n"
       "missing or cannot be run; --verbose shows the loader's message.\n\n"
       "Example:\n  orb engines --check");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -102,7 +102,7 @@ void addEval(CLI::App& app, Job& job) {
       ->type_name("MODEL");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer("Example:\n  orb eval soil.dat energy 1765.3");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -72,7 +72,7 @@ void addExplain(CLI::App& app, Job& job) {
       ->required();
   command->add_flag("--json", options->json, "Print JSON");
   command->footer("Exit status 1 for a code that the library does not have.\n\nExample:\n  orb explain 0xE0610032");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -95,7 +95,7 @@ void addExport(CLI::App& app, Job& job) {
       "equation is converted.\n\n"
       "Example:\n"
       "  orb export soil.dat soil.n42");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

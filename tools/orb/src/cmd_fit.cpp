@@ -75,7 +75,7 @@ void addFit(CLI::App& app, Job& job) {
       ->type_name("X");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer("Example:\n  orb fit soil.dat --start 1740 --end 1790 --continuum linear");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

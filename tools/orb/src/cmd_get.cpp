@@ -37,7 +37,7 @@ void addGet(CLI::App& app, Job& job) {
       "Examples:\n"
       "  orb get soil.dat ORB_D_LIVETIME\n"
       "  orb get soil.dat orb_d_pkenergy --record 3");
-  command->callback([address, &job] { job = [address](Console& console) { return run(*address, console); }; });
+  command->callback([address, &job] { job.work = [address](Console& console) { return run(*address, console); }; });
 }
 
 }  // namespace orb::tool

@@ -52,7 +52,7 @@ void addImport(CLI::App& app, Job& job) {
       "none; without widths it keeps those typical of the kind of detector, marked as not measured.\n\n"
       "Example:\n"
       "  orb import soil.spe soil.dat --detector hpge");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

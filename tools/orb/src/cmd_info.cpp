@@ -101,7 +101,7 @@ void addInfo(CLI::App& app, Job& job) {
       "Channels count from 1 in data files and from 0 in text formats; energy equations are printed accordingly.\n\n"
       "Example:\n"
       "  orb info soil.dat");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

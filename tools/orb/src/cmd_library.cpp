@@ -92,7 +92,7 @@ void addLibrary(CLI::App& app, Job& job) {
       "probability_unc, type (gamma, xray, annihilation), key (yes, no), reference.\n\n"
       "Example:\n"
       "  orb library mylines.csv mylines.nlb");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

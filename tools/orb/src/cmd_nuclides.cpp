@@ -106,7 +106,7 @@ void addNuclides(CLI::App& app, Job& job) {
   command->add_flag("--json", options->json, "Print JSON");
   command->footer(
       "Example:\n  orb nuclides soil.dat\n  orb nuclides --energy 661.7 --tol 1\n  orb nuclides --name Eu-152");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -79,7 +79,7 @@ void addParams(CLI::App& app, Job& job) {
       "Columns: code, name, level, type, unit, description. Exit status 1 when nothing matches.\n\n"
       "Example:\n"
       "  orb params 'live time'");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -82,7 +82,7 @@ void addPeaks(CLI::App& app, Job& job) {
       "Uncertainties are standard ones. A width marked fixed was held at the FWHM calibration.\n\n"
       "Example:\n"
       "  orb peaks soil.dat --range 50:2000keV");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

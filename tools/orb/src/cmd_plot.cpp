@@ -115,7 +115,7 @@ void addPlot(CLI::App& app, Job& job) {
       "zoom.\n\n"
       "Example:\n"
       "  orb plot soil.dat -o soil.svg --log --range 600:700keV");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

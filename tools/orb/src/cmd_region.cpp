@@ -68,7 +68,7 @@ void addRegion(CLI::App& app, Job& job) {
   command->add_flag("--from-counts", options->from_counts, "Width from the counts rather than from the calibration");
   command->add_flag("--json", options->json, "Print JSON");
   command->footer("Prints the first and the last channel.\n\nExample:\n  orb region soil.dat --energy 661.66");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -61,7 +61,7 @@ void addReport(CLI::App& app, Job& job) {
       "and limits, calibrations, settings, and who wrote the results when. It prints on A4.\n\n"
       "Example:\n"
       "  orb report soil.dat -o soil.html");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -76,7 +76,7 @@ void addRun(CLI::App& app, Job& job) {
       "own results as they were; those of the steps before it are stored. Exit status 1 when a step failed, with\n"
       "--skip-errors only when the last one did.\n\n"
       "Example:\n  orb run soil.dat --sequence STANDARD.ASF");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

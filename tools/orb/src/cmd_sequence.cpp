@@ -126,8 +126,9 @@ CLI::App* addAction(CLI::App& sequence, const char* name, const char* about, con
                     Job& job, Action action) {
   CLI::App* const command = sequence.add_subcommand(name, about);
   command->add_option("FILE", options->file, "Data file that holds the sequence")->required()->type_name("");
-  command->callback(
-      [options, &job, action] { job = [options, action](Console& console) { return action(*options, console); }; });
+  command->callback([options, &job, action] {
+    job.work = [options, action](Console& console) { return action(*options, console); };
+  });
   return command;
 }
 

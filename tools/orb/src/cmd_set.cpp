@@ -43,7 +43,7 @@ void addSet(CLI::App& app, Job& job) {
       "Examples:\n"
       "  orb set soil.dat ORB_X_ACQSTART 2024-03-01T12:30:00Z\n"
       "  orb set soil.dat ORB_D_ECALOFFSET -0.35");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -198,7 +198,7 @@ void addSimulate(CLI::App& app, Job& job) {
       "statistics. Equal seeds give equal spectra.\n\n"
       "Example:\n"
       "  orb simulate eu152.dat --nuclides Eu-152:2000,K-40:300 --live-time 600");
-  command->callback([options, &job] { job = [options](Console& console) { return run(*options, console); }; });
+  command->callback([options, &job] { job.work = [options](Console& console) { return run(*options, console); }; });
 }
 
 }  // namespace orb::tool

@@ -8,12 +8,17 @@
 
 namespace orb::tool {
 
-/// What the command line asks for. It runs after the whole line has been read, and returns the exit status.
-using Job = std::function<int(Console&)>;
-
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
+
+/// What the command line asks for.
+struct Job {
+  /// Runs after the whole line has been read, and returns the exit status.
+  std::function<int(Console&)> work;
+  /// The exit status of a failure; another one where 1 is an answer.
+  int failed = kFailed;
+};
 
 /// Describes a command to the parser; its callback sets the job.
 using AddCommand = void (*)(CLI::App& app, Job& job);

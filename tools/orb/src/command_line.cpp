@@ -127,10 +127,10 @@ Job readCommandLine(int argc, char** argv, Console& console) {
   } catch (const CLI::CallForHelp&) {
     const CLI::App& chosen = innermost(app);
     console.write(chosen.help(chosen.get_parent() == nullptr ? "" : nameOf(*chosen.get_parent())));
-    return [](Console&) { return kDone; };
+    return {[](Console&) { return kDone; }};
   } catch (const CLI::CallForVersion& version) {
     console.line(version.what());
-    return [](Console&) { return kDone; };
+    return {[](Console&) { return kDone; }};
   } catch (const CLI::ParseError& error) {
     refuse(app, arguments, error);
   }

@@ -99,7 +99,7 @@ void Leftovers::remove() const {
 }
 
 std::vector<std::string> namesOfDataFile(const std::string& path) {
-  return {path, path + "-lock", path + "-journal", path + "-new"};
+  return {path, path + "-lock", path + "-journal"};
 }
 
 }  // namespace orb::tool

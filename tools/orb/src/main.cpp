@@ -40,12 +40,15 @@ void tellNoMemory() noexcept {
 
 std::terminate_handler former_terminate = nullptr;
 
+/// The exit status of a failure of the command that runs.
+int failed = kFailed;
+
 /// No memory where no exception may pass: in the static objects of libraries, and where some of them give memory back.
 [[noreturn]] void onTerminate() {
   if (hadMemoryShortage()) {
     removeLeftovers();
     tellNoMemory();
-    _exit(kFailed);
+    _exit(failed);
   }
   former_terminate();
   std::abort();
@@ -61,12 +64,13 @@ int run(int argc, char** argv) {
   Console console;
   console.setVerbose(false);
   const Job job = readCommandLine(argc, argv, console);
+  failed = job.failed;
   try {
-    const int status = job(console);
+    const int status = job.work(console);
     console.flush();
-    if (status != kDone || !hadMemoryShortage()) return status;
+    if (!hadMemoryShortage()) return status;
     tellNoMemory();
-    return kFailed;
+    return failed;
   } catch (const Failure&) {
     console.flush();  // what was printed before the failure is right
     throw;
@@ -86,18 +90,18 @@ int main(int argc, char** argv) {
     if (isIsolatedStep(argc, argv)) runIsolatedStep(argv);
     return run(argc, argv);
   } catch (const OutputClosed&) {
-    return kFailed;
+    return failed;
   } catch (const UsageError& error) {
     std::fprintf(stderr, "orb: %s\n", error.what());
     return kWrongUsage;
   } catch (const orbengine::Failure& failure) {
     std::fprintf(stderr, "orb: %s\n", codeInWords(static_cast<std::uint32_t>(failure.status())).c_str());
-    return kFailed;
+    return failed;
   } catch (const std::bad_alloc&) {
     tellNoMemory();
-    return kFailed;
+    return failed;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "orb: %s\n", error.what());
-    return kFailed;
+    return failed;
   }
 }

@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
 
 #include "failure.h"
+#include "file_descriptor.h"
 #include "spectrum_data.h"
 
 namespace orb::tool {
@@ -24,15 +24,14 @@ void awaitWriter(int descriptor) {
 }  // namespace
 
 std::string readBytes(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) failWithErrno(errno, path, "cannot open");
-  const std::unique_ptr<const int, void (*)(const int*)> closer(&descriptor, [](const int* d) { close(*d); });
+  const com::norvale::datatypes::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file) failWithErrno(errno, path, "cannot open");
   std::string bytes;
   constexpr std::size_t kStep = std::size_t{1} << 20;
   for (std::size_t size = 0;;) {
     bytes.resize(size + kStep);
-    const ssize_t n = read(descriptor, bytes.data() + size, kStep);
-    if (n < 0 && errno == EAGAIN) awaitWriter(descriptor);
+    const ssize_t n = read(file.get(), bytes.data() + size, kStep);
+    if (n < 0 && errno == EAGAIN) awaitWriter(file.get());
     if (n < 0 && errno != EINTR && errno != EAGAIN) failWithErrno(errno, path, "cannot read");
     if (n > 0) size += static_cast<std::size_t>(n);
     bytes.resize(size);
