@@ -1,24 +1,59 @@
-// Several threads on one handle and on many, several writers and readers of one file, in one process and in two.
-#include <fcntl.h>
+// Several threads on one handle and on many, several writers and readers of one file.
 #include <gmock/gmock.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <functional>
-#include <random>
+#include <set>
 #include <thread>
 
-#include "generations.h"
 #include "service_fixture.h"
 
 using namespace porbtest;
 
-extern char** environ;
-
 namespace {
+
+// ---- States of a file that differ in every block, so that a mixture of two shows
+
+constexpr USHORT kGenerationClasses[] = {0x2006, 0x2008, 0x2009};
+constexpr ULONG kGenerationChannels = 64;
+
+/// Puts the number into every block: as header value, into a number of records that depends on it, and into a
+/// spectrum. Nothing is flushed.
+ULONG putGeneration(void* handle, LONG generation) {
+  const USHORT size = sizeof generation;
+  ULONG status = AIO_OK;
+  for (const USHORT cls : kGenerationClasses) {
+    const ULONG code = static_cast<ULONG>(cls) << 16;
+    if (status == AIO_OK) status = AioPutParam(handle, code, 0, 0, &generation, &size);
+    for (USHORT record = 1; record <= 5 && status == AIO_OK; ++record)
+      status = AioPutParam(handle, code + 1, record, 0, &generation, &size);
+    if (status == AIO_OK) status = AioDelete(handle, cls, static_cast<USHORT>(1 + generation % 5), 0);
+  }
+  LONG channels[kGenerationChannels];
+  for (LONG& channel : channels) channel = generation;
+  if (status == AIO_OK) AioCreatePHA(handle, 1, kGenerationChannels, 1);
+  return status == AIO_OK ? AioWriteSpectrum2(handle, channels, AIO_FORMAT_LONG, kGenerationChannels, 1, 1, 1) : status;
+}
+
+/// All numbers of a class, or of the spectrum.
+ULONG getGeneration(void* handle, USHORT cls, std::set<LONG>& numbers) {
+  if (cls == ORB_CLS_SPECTRUM) {
+    LONG channels[kGenerationChannels];
+    const ULONG status = AioReadSpectrum2(handle, channels, AIO_FORMAT_LONG, kGenerationChannels, 1, 1, 1);
+    if (status == AIO_OK) numbers.insert(channels, channels + kGenerationChannels);
+    return status;
+  }
+  const ULONG code = static_cast<ULONG>(cls) << 16;
+  LONG number = 0;
+  USHORT size = sizeof number;
+  ULONG status = AioGetParam(handle, code, 0, 0, &number, &size);
+  if (status == AIO_OK) numbers.insert(number);
+  for (USHORT record = 1; record <= 4 && status == AIO_OK; ++record) {
+    status = AioGetParam(handle, code + 1, record, 0, &number, &size);
+    if (status == AIO_OK) numbers.insert(number);
+  }
+  return status;
+}
 
 constexpr ULONG kText = 0x20060002;  // text of 200 in the header
 constexpr ULONG kName = 0x20060003;  // text of 60 in records
@@ -178,64 +213,6 @@ TEST_F(ThreadsTest, ManyThreadsCloseOneHandleAndOneOfThemSucceeds) {
 
 // ---- Several openers of one file --------------------------------------------------------------------------------
 
-/// The program other_writer on a file.
-class OtherProcess {
- public:
-  OtherProcess(const char* what, const std::string& file) {
-    int to[2], from[2];
-    if (pipe2(to, O_CLOEXEC) != 0 || pipe2(from, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, to[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, from[1], STDOUT_FILENO);
-    std::string program = PORB_OTHER_WRITER, mode = what, name = file;
-    char* arguments[] = {program.data(), mode.data(), name.data(), nullptr};
-    if (posix_spawn(&pid_, program.c_str(), &actions, nullptr, arguments, environ) != 0)
-      throw std::runtime_error("cannot start " + program);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(to[0]);
-    ::close(from[1]);
-    to_ = to[1];
-    from_ = fdopen(from[0], "r");
-  }
-  ~OtherProcess() {
-    end();
-    std::fclose(from_);
-  }
-  OtherProcess(const OtherProcess&) = delete;
-  OtherProcess& operator=(const OtherProcess&) = delete;
-
-  /// The next status that it reports.
-  ULONG next() {
-    unsigned status = ~0u;
-    EXPECT_EQ(std::fscanf(from_, "%u", &status), 1) << "it has ended";
-    return status;
-  }
-  void kill() {
-    ::kill(pid_, SIGKILL);
-    wait();
-  }
-  /// Lets it finish. @return its exit code
-  int end() {
-    if (to_ >= 0) ::close(to_);
-    to_ = -1;
-    while (std::fgetc(from_) != EOF) {
-    }
-    return wait();
-  }
-
- private:
-  int wait() {
-    int result = 0;
-    if (pid_ > 0) waitpid(pid_, &result, 0);
-    pid_ = -1;
-    return WIFEXITED(result) ? WEXITSTATUS(result) : -1;
-  }
-  pid_t pid_ = -1;
-  int to_ = -1;
-  std::FILE* from_ = nullptr;
-};
-
 class SharingTest : public ThreadsTest {
  protected:
   void SetUp() override {
@@ -299,18 +276,6 @@ TEST_F(SharingTest, ReaderInThisProcessSeesOldOrNewStateAndNeverAMixture) {
   EXPECT_GT(n_whole_, 0);
 }
 
-TEST_F(SharingTest, ReaderOfAnotherProcessSeesOldOrNewStateAndNeverAMixture) {
-  OtherProcess writer("generations", path());
-  ASSERT_STATUS(AIO_OK, writer.next());
-  int n_flushes = 0;
-  readWhile([&] {
-    EXPECT_STATUS(AIO_OK, writer.next());
-    return ++n_flushes < 100 && !HasFailure();
-  });
-  EXPECT_EQ(writer.end(), 0);
-  EXPECT_GT(n_whole_, 0);
-}
-
 TEST_F(SharingTest, SecondWriterOfThisProcessIsLockedOutByWhateverNameAndReadersAreNot) {
   std::filesystem::create_symlink(path(), path("link"));
   std::filesystem::create_directory_symlink(dir_.path(), path("folder"));
@@ -348,25 +313,6 @@ TEST_F(SharingTest, OfManyThreadsOneBecomesTheWriter) {
     };
     together({open, open, open, open});
     EXPECT_EQ(n_open, 1);
-  }
-}
-
-TEST_F(SharingTest, WriterOfAnotherProcessLocksUntilItEndsOrIsKilled) {
-  for (const bool killed : {false, true}) {
-    SCOPED_TRACE(killed ? "killed" : "ended");
-    OtherProcess writer("hold", path());
-    ASSERT_STATUS(AIO_OK, writer.next());
-    EXPECT_STATUS(AIO_LOCKED, File::tryOpen(path()));
-    EXPECT_EQ(got<LONG>(File::open(path(), AIO_READ_ONLY), 0x20060000), 1);
-    if (killed)
-      writer.kill();
-    else
-      EXPECT_EQ(writer.end(), 0);
-    const File file = File::open(path());
-    EXPECT_EQ(got<LONG>(file, 0x20060000), 1) << "what was never flushed";
-    OtherProcess second("hold", path());
-    EXPECT_STATUS(AIO_LOCKED, second.next());
-    EXPECT_EQ(second.end(), 1);
   }
 }
 

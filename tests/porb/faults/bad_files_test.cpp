@@ -442,20 +442,6 @@ TEST_F(BadFile, PathsThatAreNoFile) {
   EXPECT_EQ(nameOf(AioCreate(file.out(), (dir_ / "no/such").c_str(), 0, nullptr, nullptr, nullptr)), "AIO_NOFILE");
 }
 
-TEST_F(BadFile, SecondNameMeetsTheSameWriter) {
-  writeBytes(dir_ / "real", states().file_a);
-  ASSERT_EQ(symlink("real", path_.c_str()), 0);
-  {
-    const File writer(path_);
-    ASSERT_EQ(nameOf(writer.status()), "AIO_OK");
-    EXPECT_EQ(nameOf(File(dir_ / "real").status()), "AIO_LOCKED");
-    EXPECT_EQ(nameOf(File(dir_.path() + "/./real").status()), "AIO_LOCKED");
-    EXPECT_EQ(difference(contentOf(dir_ / "real"), states().a), "");
-  }
-  EXPECT_EQ(nameOf(File(dir_ / "real").status()), "AIO_OK");
-  EXPECT_EQ(namesIn(dir_.path()), "file real");
-}
-
 /// Runs a function as somebody who owns nothing. @return what it returns, or -1 when that cannot be
 int asNobody(const std::function<int()>& run) {
   const pid_t pid = fork();

@@ -7,8 +7,6 @@
 
    A process that is made by the one that it was loaded into counts anew. */
 #define _GNU_SOURCE
-#include "fail_allocation.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <stdatomic.h>
@@ -39,17 +37,6 @@ static int fails(void) {
   if (failing == 0 || (onwards ? number < failing : number != failing)) return 0;
   errno = ENOMEM;
   return 1;
-}
-
-void orbFailAllocation(long number, int then_all) {
-  atomic_store(&state, 1);
-  failing = number;
-  onwards = then_all;
-  atomic_store(&allocations, 0);
-}
-
-long orbAllocations(void) {
-  return atomic_load(&allocations);
 }
 
 void* malloc(size_t n) {
