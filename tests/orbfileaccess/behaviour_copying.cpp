@@ -27,33 +27,6 @@ class CopyingTest : public BehaviourTest {
   FileAccess dest_;
 };
 
-TEST_F(CopyingTest, OneClassOrEverythingIsCarriedOver) {
-  EXPECT_EQ(source_.copyTo(dest_, kEnergySlope), 0u);
-  EXPECT_EQ(get(dest_, kEnergySlope), Variant(0.75));
-  std::vector<int> counts;
-  ASSERT_EQ(dest_.getSpectrum(counts, 1, 1), 0u);
-  EXPECT_EQ(counts[0], 0) << "another class";
-
-  EXPECT_EQ(source_.copyTo(dest_, 0xFFFFFFFF), 0u);
-  reopen(dest_);
-  ASSERT_EQ(dest_.getSpectrum(counts, 1, 1), 0u);
-  EXPECT_EQ(counts, std::vector<int>(4096, 8));
-  EXPECT_EQ(count(dest_, kEfficiencyEnergy), 3);
-}
-
-TEST_F(CopyingTest, RecordIsReplacedOrAppended) {
-  ASSERT_EQ(dest_.setParameter(kEfficiencyEnergy, Variant(7.0), 1, 0), 0u);
-  ASSERT_EQ(dest_.setParameter(kNuclideOfPoint, Variant("Cs-137"), 1, 0), 0u);
-  EXPECT_EQ(source_.moveTo(dest_, 0x2002, 3, 1), 0u);
-  EXPECT_EQ(source_.moveTo(dest_, 0x2002, 1, 2), 0u);
-  EXPECT_EQ(source_.moveTo(dest_, 0x2002, 1, 4), convertReturnCode(AIO_BADRECORD));
-  EXPECT_EQ(get(dest_, kEfficiencyEnergy, 1), Variant(300.0));
-  EXPECT_EQ(get(dest_, kEfficiencyEnergy, 2), Variant(100.0));
-  Variant value;
-  EXPECT_EQ(dest_.getParameter(kNuclideOfPoint, value, 1, 0), kNoValue) << "replaced, not mixed";
-  EXPECT_EQ(count(source_, kEfficiencyEnergy), 3) << "the source keeps its record";
-}
-
 TEST_F(CopyingTest, CalibrationsFindOrMakeTheirBlocks) {
   ASSERT_EQ(source_.createBlock(0x200D, 0, 1, 1), 0u);
   ASSERT_EQ(source_.insertItem(0x200D, 0, 0), 0u);

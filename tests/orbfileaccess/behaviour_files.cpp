@@ -1,5 +1,6 @@
-// Creating, opening, closing: what is in the file afterwards.
+// One file object on a real file: what is in it afterwards.
 #include <fstream>
+#include <numeric>
 
 #include "BehaviourTest.h"
 
@@ -56,45 +57,6 @@ INSTANTIATE_TEST_SUITE_P(Detectors, NewFileTest, ::testing::Bool(),
 
 using FilesTest = BehaviourTest;
 
-TEST_F(FilesTest, ExistingFileIsNotCreatedOver) {
-  FileAccess first;
-  create(first, "a.dat");
-  ASSERT_EQ(first.setParameter(kLiveTime, Variant(10.0), 0, 0), 0u);
-  ASSERT_EQ(first.close(FLUSH), 0u);
-  FileAccess second;
-  EXPECT_EQ(second.create(path("a.dat"), 16, false), convertReturnCode(AIO_FILEEXISTS));
-  EXPECT_FALSE(second.isOpen());
-  ASSERT_EQ(first.open(path("a.dat"), READONLY), 0u);
-  EXPECT_EQ(get(first, kLiveTime), Variant(10.0));
-}
-
-TEST_F(FilesTest, OnlyWhatWasFlushedSurvivesCloseAndDestruction) {
-  {
-    FileAccess file;
-    create(file, "a.dat");
-    ASSERT_EQ(file.setParameter(kLiveTime, Variant(1.0), 0, 0), 0u);
-    ASSERT_EQ(file.flush(), 0u);
-    EXPECT_FALSE(file.hasBeenModified());
-    ASSERT_EQ(file.setParameter(kLiveTime, Variant(2.0), 0, 0), 0u);
-  }
-  FileAccess file;
-  ASSERT_EQ(file.open(path("a.dat"), READWRITE), 0u);
-  EXPECT_EQ(get(file, kLiveTime), Variant(1.0));
-  ASSERT_EQ(file.setParameter(kLiveTime, Variant(3.0), 0, 0), 0u);
-  ASSERT_EQ(file.close(NOFLUSH), 0u);
-  ASSERT_EQ(file.open(path("a.dat"), READONLY), 0u);
-  EXPECT_EQ(get(file, kLiveTime), Variant(1.0));
-}
-
-TEST_F(FilesTest, CloseWithDeleteRemovesTheFile) {
-  FileAccess file;
-  create(file, "a.dat");
-  EXPECT_EQ(file.close(DELETE), 0u);
-  EXPECT_FALSE(std::filesystem::exists(path("a.dat")));
-  EXPECT_EQ(file.open(path("a.dat"), READONLY), convertReturnCode(AIO_NOFILE));
-  EXPECT_THAT(log, ElementsAre(HasSubstr("FileAccess::open: Failed to open: " + path("a.dat"))));
-}
-
 TEST_F(FilesTest, ReadOnlyFileRefusesAndStaysAsItIs) {
   FileAccess file;
   create(file, "a.dat");
@@ -105,17 +67,6 @@ TEST_F(FilesTest, ReadOnlyFileRefusesAndStaysAsItIs) {
   EXPECT_EQ(get(file, kEnergySlope), Variant(0.5));
   EXPECT_EQ(file.deleteBlock(0x2000), convertReturnCode(AIO_READONLY));
   EXPECT_EQ(file.setSpectrum(std::vector<int>(4096), 1, 1), convertReturnCode(AIO_READONLY));
-}
-
-TEST_F(FilesTest, ForeignFilesAreRefusedByName) {
-  std::ofstream(path("text.dat")) << "this is no data file, and long enough to show it";
-  std::ofstream(path("empty.dat")).close();
-  for (const char* name : {"text.dat", "empty.dat", "missing.dat", "."}) {
-    FileAccess file;
-    EXPECT_NE(file.open(path(name), READONLY), 0u) << name;
-    EXPECT_FALSE(file.isOpen());
-    EXPECT_EQ(file.name(), "");
-  }
 }
 
 TEST_F(FilesTest, TwoObjectsMayShareAHandle) {
@@ -130,6 +81,35 @@ TEST_F(FilesTest, TwoObjectsMayShareAHandle) {
   ASSERT_EQ(owner.close(FLUSH), 0u);
   Variant value;
   EXPECT_EQ(guest.getParameter(kLiveTime, value, 0, 0), kFileNotOpen) << "the handle is stale";
+}
+
+TEST_F(FilesTest, MapsCarryManyValuesAndTellAbsentOnes) {
+  FileAccess file;
+  create(file, "a.dat");
+  ASSERT_EQ(file.setParameters({{kLiveTime, Variant(60)}, {kEnergySlope, Variant(0.25)}}, 0, 0, false), 0u);
+  ParameterMap map{{kLiveTime, Variant()}, {0x20000002, Variant("old")}, {kEnergySlope, Variant()}};
+  EXPECT_EQ(file.getParameters(map, 0, 0, false), kNoValue);
+  EXPECT_FALSE(map[0x20000002].hasValue());
+  EXPECT_FALSE(map[kLiveTime].hasValue()) << "behind the absent one";
+  EXPECT_EQ(file.getParameters(map, 0, 0, true), 0u);
+  EXPECT_EQ(map[kLiveTime], Variant(60.0));
+  EXPECT_EQ(map[kEnergySlope], Variant(0.25));
+  EXPECT_TRUE(log.empty()) << log[0];
+}
+
+TEST_F(FilesTest, SpectrumOfAnotherSizeRebuildsTheBlock) {
+  FileAccess file;
+  create(file, "a.dat");
+  for (const std::size_t n : {8192u, 16u, 1u, 0u, 16384u}) {
+    std::vector<int> counts(n);
+    std::iota(counts.begin(), counts.end(), 5);
+    ASSERT_EQ(file.setSpectrum(counts, 1, 1), 0u) << n;
+    EXPECT_EQ(get(file, kChannels).toUInt32(), n);
+    std::vector<int> read(3, 9);
+    ASSERT_EQ(file.getSpectrum(read, 1, 1), 0u) << n;
+    EXPECT_EQ(read, counts);
+  }
+  EXPECT_TRUE(log.empty()) << log[0];
 }
 
 }  // namespace

@@ -327,41 +327,6 @@ TEST_F(ServiceTest, ValueOfAnotherTypeThanTheDictionarySaysIsNeitherReadNorRepla
 
 // ---- Places -----------------------------------------------------------------------------------------------------
 
-TEST_F(ValuesTest, LevelOfTheParameterDecidesWhichNumbersCount) {
-  constexpr ULONG kH = kHeader + AIO_T_INT32, kR = kRecord + AIO_T_INT32, kE = kEntry + AIO_T_INT32;
-  ASSERT_STATUS(AIO_OK, put(file_, kH, 7, 9, LONG{11}));
-  EXPECT_EQ(countOf(file_, 0x2006), 0) << "a header value makes no record";
-  for (const auto& [record, entry] : {std::pair<USHORT, USHORT>{0, 0}, {1, 1}, {7, 9}, {65535, 65535}})
-    EXPECT_EQ(got<LONG>(file_, kH, record, entry), 11);
-
-  ASSERT_STATUS(AIO_OK, put(file_, kR, 0, 5, LONG{20}));
-  ASSERT_STATUS(AIO_OK, put(file_, kE, 0, 0, LONG{30}));
-  EXPECT_EQ(countOf(file_, 0x2006), 0) << "the working record is not counted";
-  ASSERT_STATUS(AIO_OK, put(file_, kR, 1, 9, LONG{21}));
-  EXPECT_EQ(countOf(file_, 0x2006), 1);
-  EXPECT_EQ(countOf(file_, 0x2006, 1), 0) << "a record value makes no entry";
-  EXPECT_EQ(got<LONG>(file_, kR, 1, 3), 21);
-  EXPECT_EQ(got<LONG>(file_, kR, 0, 3), 20);
-
-  ASSERT_STATUS(AIO_OK, put(file_, kE, 1, 0, LONG{40}));
-  EXPECT_EQ(countOf(file_, 0x2006, 1), 0) << "the working entry is not counted";
-  ASSERT_STATUS(AIO_OK, put(file_, kE, 1, 1, LONG{41}));
-  ASSERT_STATUS(AIO_OK, put(file_, kE, 2, 1, LONG{51})) << "record and entry are appended at once";
-  EXPECT_EQ(countOf(file_, 0x2006), 2);
-  EXPECT_EQ(countOf(file_, 0x2006, 2), 1);
-
-  EXPECT_STATUS(AIO_BADRECORD, put(file_, kR, 4, 0, LONG{1}));
-  EXPECT_STATUS(AIO_BADENTRY, put(file_, kE, 1, 3, LONG{1}));
-  EXPECT_STATUS(AIO_BADENTRY, put(file_, kE, 3, 2, LONG{1})) << "in a record that would be new";
-  EXPECT_STATUS(AIO_BADENTRY, put(file_, kE, 0, 2, LONG{1}));
-  EXPECT_EQ(countOf(file_, 0x2006), 2);
-  EXPECT_EQ(countOf(file_, 0x2006, 1), 1);
-  std::string bytes;
-  EXPECT_STATUS(AIO_NOVALUE, getBytes(file_, kR, 2, 0, 4, bytes)) << "never written";
-  EXPECT_STATUS(AIO_NOVALUE, getBytes(file_, kR, 3, 0, 4, bytes));
-  EXPECT_STATUS(AIO_NOVALUE, getBytes(file_, kE, 1, 2, 4, bytes));
-}
-
 TEST_F(ServiceTest, RefusedPutMakesNoBlock) {
   useDictionary({{0x20050001, AIO_IN_HEADER, AIO_T_INT32}, {0x20060001, AIO_IN_RECORD, AIO_T_INT16, 0, AIO_T_INT32}});
   const File file = File::create(path());
@@ -379,30 +344,6 @@ std::vector<LONG> column(void* handle, ULONG code) {
   for (USHORT record = 1; record <= countOf(handle, 0x2006); ++record)
     values.push_back(got<LONG>(handle, code, record));
   return values;
-}
-
-TEST_F(ValuesTest, InsertionGoesBehindAsManyAsItSaysAndNoFurtherThanTheEnd) {
-  constexpr ULONG kR = kRecord + AIO_T_INT32, kE = kEntry + AIO_T_INT32;
-  struct Case {
-    USHORT after;
-    USHORT lands_at;
-  };
-  constexpr Case kCases[] = {{0, 1}, {0, 1}, {1, 2}, {3, 4}, {99, 5}, {65535, 6}, {5, 6}, {4, 5}};
-  ASSERT_STATUS(AIO_OK, AioCreateBlock(file_, 0x2006, 0));
-  std::vector<LONG> wanted;
-  for (const Case& c : kCases) {
-    const auto number = static_cast<LONG>(wanted.size() + 1);
-    wanted.insert(wanted.begin() + (c.lands_at - 1), number);
-    ASSERT_STATUS(AIO_OK, AioInsertRecord(file_, 0x2006, c.after));
-    ASSERT_STATUS(AIO_OK, put(file_, kR, c.lands_at, 0, number));
-    EXPECT_EQ(column(file_, kR), wanted) << "after " << c.after;
-    ASSERT_STATUS(AIO_OK, AioInsertEntry(file_, 0x2006, 0, c.after));
-    ASSERT_STATUS(AIO_OK, put(file_, kE, 0, c.lands_at, number));
-  }
-  for (std::size_t i = 0; i < wanted.size(); ++i)
-    EXPECT_EQ(got<LONG>(file_, kE, 0, static_cast<USHORT>(i + 1)), wanted[i]) << "entry";
-  EXPECT_STATUS(AIO_BADRECORD, AioInsertEntry(file_, 0x2006, 9, 0));
-  EXPECT_STATUS(AIO_NOBLOCK, AioInsertRecord(file_, 0x2008, 0));
 }
 
 TEST_F(ValuesTest, OrderSurvivesThousandsOfInsertionsBetweenTheSameTwoRecords) {

@@ -39,19 +39,5 @@ TEST_F(CreateTest, RefusedBlocksAndValuesDoNotChangeTheResult) {
                        "Entry: 0 (0xEBE81232)"});
 }
 
-TEST_F(CreateTest, NothingFollowsAFailedOpen) {
-  FileAccess file;
-  service().refuse("AioCreate");
-  EXPECT_EQ(file.create("n.dat", 16, false), kRefusedCode);
-  EXPECT_EQ(service().texts().size(), 1u);
-  EXPECT_EQ(file.name(), "");
-
-  open(file, "a.dat");
-  EXPECT_EQ(file.create("n.dat", 16, false), 0xEBE8138Du);
-  EXPECT_EQ(file.name(), "a.dat");
-  EXPECT_FALSE(file.hasBeenModified());
-  EXPECT_EQ(service().texts(), Lines{});
-}
-
 }  // namespace
 }  // namespace orbtest

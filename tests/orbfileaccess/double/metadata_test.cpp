@@ -14,16 +14,6 @@ class MetadataTest : public DoubleTest {
   MetadataTest() { service().dictionary[0x2001F000] = {"TITLE  ", 14, 8, 32}; }
 };
 
-TEST_F(MetadataTest, StartsWithoutAnythingAndWithoutAskingTheService) {
-  const ParameterMetadata metadata(kA);
-  EXPECT_EQ(metadata.getCode() | metadata.classCode() | metadata.size(), 0u);
-  EXPECT_EQ(metadata.returnType() | metadata.returnLength() | metadata.storageType() | metadata.storageLength() |
-                metadata.deviceFlags() | metadata.blockType() | metadata.flags(),
-            0);
-  EXPECT_EQ(metadata.name() + metadata.description(), "");
-  EXPECT_EQ(service().texts(), Lines{});
-}
-
 TEST_F(MetadataTest, SetCodeTakesEveryFieldFromItsPlace) {
   ParameterMetadata metadata(kA);
   EXPECT_EQ(metadata.setCode(0x2001F000), 0u);
@@ -67,12 +57,6 @@ TEST_F(MetadataTest, NameThatFillsItsBufferIsNotReadPastItsEnd) {
   ParameterMetadata metadata(kA);
   ASSERT_EQ(metadata.setCode(1), 0u);
   EXPECT_EQ(metadata.name(), std::string(56, 'x'));
-}
-
-TEST_F(MetadataTest, ClassIsTheUpperHalfOfACode) {
-  EXPECT_EQ(ParameterMetadata::parameterClass(0x0001FFFF), 1u);
-  EXPECT_EQ(ParameterMetadata::parameterClass(0xFFFF0000), 65535u);
-  EXPECT_EQ(ParameterMetadata::parameterClass(0x0000FFFF), 0u);
 }
 
 TEST_F(MetadataTest, ErrorTextIsTheNameOrTheDigits) {
@@ -145,11 +129,13 @@ INSTANTIATE_TEST_SUITE_P(
         CodecCase{"boolTrue", 2, 1, Variant(200), "01", Variant(true)},
         CodecCase{"flagFalse", 6, 1, Variant(), "00", Variant(false)},
         CodecCase{"int16Negative", 3, 2, Variant(-2), "FEFF", Variant(std::uint16_t{65534})},
+        CodecCase{"int16TooLarge", 3, 2, Variant(99999), "FF7F", Variant(std::uint16_t{32767})},
         CodecCase{"uint16", 7, 2, Variant(0x1234), "3412", Variant(std::uint16_t{0x1234})},
         CodecCase{"int32Negative", 8, 4, Variant(-1), "FFFFFFFF", Variant(std::uint32_t{4294967295u})},
         CodecCase{"int32FromText", 8, 4, Variant("258"), "02010000", Variant(std::uint32_t{258})},
         CodecCase{"int64", 9, 8, Variant(std::int64_t{-2}), "FEFFFFFFFFFFFFFF", Variant(std::int64_t{-2})},
         CodecCase{"float", 10, 4, Variant(1.75), "0000E03F", Variant(1.75f)},
+        CodecCase{"floatTooLarge", 10, 4, Variant(3e39), "FFFF7F7F", Variant(std::numeric_limits<float>::max())},
         CodecCase{"text", 14, 5, Variant("keV"), "6B6556000000", Variant("keV")},
         CodecCase{"textOfFullLength", 24, 3, Variant("keV"), "6B655600", Variant("keV")},
         CodecCase{"textTooLong", 14, 8, Variant("ABCDEFGHIJ"), "414243444546474800", Variant("ABCDEFGH")},

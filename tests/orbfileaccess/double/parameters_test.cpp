@@ -23,20 +23,6 @@ class ParameterTest : public DoubleTest {
   FileAccess file_;
 };
 
-TEST_F(ParameterTest, ValueComesBackInTheTypeOfTheDictionary) {
-  Variant value;
-  EXPECT_EQ(file_.getParameter(kCount, value, 0, 0), 0u);
-  EXPECT_EQ(value, Variant(std::uint32_t{16}));
-  EXPECT_EQ(service().texts(), (Lines{"AioUtilGetPInfo(A, 20000007)", "AioGetParam(A, 20000007, 0, 0, 4)"}));
-}
-
-TEST_F(ParameterTest, AbsentValueIsSilentAndEmpty) {
-  Variant value(5);
-  EXPECT_EQ(file_.getParameter(kTitle, value, 0, 0), 0xEBE8805Au);
-  EXPECT_FALSE(value.hasValue());
-  EXPECT_EQ(log, Lines{});
-}
-
 TEST_F(ParameterTest, EveryFailureLeavesTheValueEmpty) {
   Variant value(5);
   EXPECT_EQ(FileAccess().getParameter(kCount, value, 0, 0), 0xEBE81389u);

@@ -47,14 +47,6 @@ TEST_F(SpectrumTest, VectorsGetTheChannelsAndNothingElse) {
   EXPECT_EQ(service().last().text, "AioReadSpectrum2(A, 1, 3, 1, 5, 4)");
 }
 
-TEST_F(SpectrumTest, NoChannelsAreReadAsNone) {
-  setCount(0);
-  std::vector<int> data(4, 9);
-  EXPECT_EQ(file_.getSpectrum(data, 1, 1), 0u);
-  EXPECT_EQ(service().last().text, "AioReadSpectrum2(A, 0, 0, 1, 1, 1)");
-  EXPECT_TRUE(data.empty());
-}
-
 TEST_F(SpectrumTest, FailedReadLeavesTheVectorAlone) {
   const std::vector<int> before{7, 8};
   std::vector<int> data = before;
@@ -66,13 +58,6 @@ TEST_F(SpectrumTest, FailedReadLeavesTheVectorAlone) {
   EXPECT_EQ(data, before);
   EXPECT_EQ(log, (Lines{"FileAccess::getSpectrum: Failed to get spectrum (0xEBE81232)",
                         "FileAccess::getSpectrum: Destination file is not open (0xEBE81389)"}));
-}
-
-TEST_F(SpectrumTest, RefusedReadKeepsTheStreamsSize) {
-  ByteStream stream;
-  service().refuse("AioReadSpectrum2");
-  EXPECT_EQ(getSpectrum(file_, stream, LONGFORMAT, 1, 1), kRefusedCode);
-  EXPECT_EQ(stream.size(), 12u);
 }
 
 TEST_F(SpectrumTest, ImpossibleChannelCountsAreMemoryThatIsNotToBeHad) {
@@ -157,12 +142,6 @@ TEST_F(SpectrumTest, RefusedWriteRebuildsTheBlockOnce) {
     EXPECT_EQ(log.size(), c.result == 0 ? 0u : 1u) << c.name;
   }
   EXPECT_EQ(log, Lines{"FileAccess::setSpectrum: Failed to set the spectrum (0xEBE81232)"});
-}
-
-TEST_F(SpectrumTest, RefusedChannelCountDoesNotStopTheWrite) {
-  service().refuse("AioPutParam");
-  EXPECT_EQ(file_.setSpectrum(std::vector<int>{5}, 1, 1), 0u);
-  EXPECT_EQ(service().last().text, kWrite);
 }
 
 TEST_F(SpectrumTest, ClosedFileIsRefusedButMarkedByTheVectorForm) {
