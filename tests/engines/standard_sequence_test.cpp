@@ -119,17 +119,5 @@ TEST_F(StandardSequenceTest, TwoThreadsOnTwoFilesGetWhatOneGets) {
   EXPECT_EQ(results[1], alone);
 }
 
-TEST_F(StandardSequenceTest, TheRegionThatWasLookedAtLastIsNotAllThatIsAnalysed) {
-  FileAccess whole, looked_at;
-  prepare(whole, "whole.dat");
-  prepare(looked_at, "looked_at.dat");
-  looked_at.setParameter(0x2010006F, Variant("ORB_F_LOCTHRESH=3"), 3, 0);  // an option of the location
-  // The continuum of a new file, so that the region is the only difference.
-  EXPECT_TRUE(
-      looked_at.quantifyRegion(100, 160, com::norvale::orb::VARIABLE_CONTINUUM, com::norvale::orb::STEP, 0.5f, false)
-          .empty());
-  EXPECT_EQ(analyse(looked_at), analyse(whole));
-}
-
 }  // namespace
 }  // namespace orbtest

@@ -157,16 +157,6 @@ TEST_F(EnginesCommandTest, AnalysisFindsTheTruth) {
   EXPECT_THAT(good({"analyze", "s.dat", "--truth", "s.dat.json"}), HasSubstr("Against the truth"));
 }
 
-TEST_F(EnginesCommandTest, InterferingNuclidesAreToldApart) {
-  simulate("s.dat", "Ra-226:2000,U-235:100,Pb-214:500,Bi-214:500");
-  const auto found = json({"analyze", "s.dat"})["nuclides"];
-  EXPECT_THAT(namesOf(found), ::testing::UnorderedElementsAre("Ra-226", "U-235", "Pb-214", "Bi-214"));
-  for (const auto& nuclide : found) {
-    if (nuclide["name"] != "Ra-226") continue;
-    EXPECT_NEAR(nuclide["activity_bq"], 2000, 400) << "half of the 186 keV peak is of U-235";
-  }
-}
-
 TEST_F(EnginesCommandTest, FourteenNuclidesOfTheNaturalChainsAndThreeOthersAreAllFound) {
   const std::map<std::string, double> truth = {{"Ra-226", 300}, {"Pb-214", 300},  {"Bi-214", 300}, {"U-235", 20},
                                                {"Th-234", 400}, {"Pa-234m", 400}, {"Ac-228", 100}, {"Pb-212", 100},

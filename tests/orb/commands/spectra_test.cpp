@@ -1,5 +1,6 @@
 // import, export, info.
 #include <algorithm>
+#include <numeric>
 
 #include "command_runner.h"
 
@@ -147,37 +148,38 @@ struct Sample {
   double live_s;  // 0: the file names none
   bool is_calibrated;
   bool is_germanium;
+  std::string start;  // empty: the file names none
 };
 
 const Sample kSamples[] = {
-    {"hpge_16k_leadcave_background.spe", 16384, 1052900, 437817, true, true},
-    {"hpge_16k_naa_pottery.spe", 16384, 304706, 16543, true, true},
-    {"hpge_8k_field_alcatraz.spe", 8192, 132978, 900, true, true},
-    {"hpge_8k_field_alcatraz.n42", 8192, 132978, 900, true, true},
-    {"hpge_8k_field_alcatraz.csv", 8192, 132978, 0, true, true},
-    {"hpge_1k_mixed_gamma.spe", 1024, 256038, 199, true, true},
-    {"csi_4k_ba133_cs137_uncal.csv", 4094, 166239, 0, false, false},
-    {"nai_1k_zero_calibration.spe", 1024, 892301, 296, false, false},
-    {"nai_1001ch_background_uncal.spe", 1001, 398163, 3600, false, false},
-    {"nai_1k_field_kut_calibration.spe", 1024, 3670244, 10000, true, false},
-    {"nai_1k_loess_profile_1.spe", 1024, 764745, 3600, true, false},
-    {"scint_1k_handheld_5s.spe", 1024, 973, 5, true, false},
-    {"csi_1k_am241.n42", 1024, 306058, 613, true, false},
-    {"scint_1k_handheld_5s_nodate.spe", 1024, 973, 5, true, false},
-    {"csi_4k_ba133_cs137_uncal.spe", 4094, 166239, 300, false, false},
-    {"hpge_8k_eu152.Spe", 8192, 79129, 65, true, true},
-    {"hpge_8k_brazil_nuts.Spe", 8192, 3031944, 161643, true, true},
-    {"hpge_8k_coal.Spe", 8192, 2667556, 80000, true, true},
-    {"hpge_8k_coal_recal.Spe", 8192, 2667556, 80000, true, true},
-    {"hpge_8k_soil_cs137.Spe", 8192, 1867797, 80000, true, true},
-    {"hpge_8k_bananas.Spe", 8192, 281390, 94327, true, true},
-    {"hpge_16k_portal_multi_2006.n42", 16384, 1577, 0.18, true, true},
-    {"hpge_1k_mixed_gamma_report.txt", 1024, 256038, 199.800003, true, true},
-    {"hpge_8k_co60.csv", 8192, 193202, 0, true, true},
-    {"hpge_8k_cs137.csv", 8192, 305513, 0, true, true},
-    {"hpge_8k_i131.csv", 8192, 671878, 0, true, true},
-    {"hpge_8k_ra226.csv", 8192, 819554, 0, true, true},
-    {"hpge_8k_lu177.csv", 8192, 76585, 0, true, true},
+    {"hpge_16k_leadcave_background.spe", 16384, 1052900, 437817, true, true, "2017-04-26T11:05:11Z"},
+    {"hpge_16k_naa_pottery.spe", 16384, 304706, 16543, true, true, "2017-04-25T12:54:27Z"},
+    {"hpge_8k_field_alcatraz.spe", 8192, 132978, 900, true, true, "2012-09-17T13:41:07Z"},
+    {"hpge_8k_field_alcatraz.n42", 8192, 132978, 900, true, true, "2012-09-17T13:41:07Z"},
+    {"hpge_8k_field_alcatraz.csv", 8192, 132978, 0, true, true, ""},
+    {"hpge_1k_mixed_gamma.spe", 1024, 256038, 199, true, true, "2014-08-01T11:43:41Z"},
+    {"csi_4k_ba133_cs137_uncal.csv", 4094, 166239, 0, false, false, ""},
+    {"nai_1k_zero_calibration.spe", 1024, 892301, 296, false, false, "2018-02-09T10:03:36Z"},
+    {"nai_1001ch_background_uncal.spe", 1001, 398163, 3600, false, false, "2018-03-26T00:00:00Z"},
+    {"nai_1k_field_kut_calibration.spe", 1024, 3670244, 10000, true, false, "2017-04-26T12:04:52Z"},
+    {"nai_1k_loess_profile_1.spe", 1024, 764745, 3600, true, false, "2016-05-18T11:55:14Z"},
+    {"scint_1k_handheld_5s.spe", 1024, 973, 5, true, false, "2019-10-16T15:32:30Z"},
+    {"csi_1k_am241.n42", 1024, 306058, 613, true, false, "2023-06-07T05:52:00Z"},
+    {"scint_1k_handheld_5s_nodate.spe", 1024, 973, 5, true, false, "2019-10-16T15:32:30Z"},
+    {"csi_4k_ba133_cs137_uncal.spe", 4094, 166239, 300, false, false, "2018-07-11T00:00:00Z"},
+    {"hpge_8k_eu152.Spe", 8192, 79129, 65, true, true, "2020-09-16T12:00:48Z"},
+    {"hpge_8k_brazil_nuts.Spe", 8192, 3031944, 161643, true, true, "2014-03-13T14:11:49Z"},
+    {"hpge_8k_coal.Spe", 8192, 2667556, 80000, true, true, "2014-05-20T13:14:13Z"},
+    {"hpge_8k_coal_recal.Spe", 8192, 2667556, 80000, true, true, "2014-05-20T13:14:13Z"},
+    {"hpge_8k_soil_cs137.Spe", 8192, 1867797, 80000, true, true, "2014-04-24T13:06:44Z"},
+    {"hpge_8k_bananas.Spe", 8192, 281390, 94327, true, true, "2014-03-20T12:27:26Z"},
+    {"hpge_16k_portal_multi_2006.n42", 16384, 1577, 0.18, true, true, "2010-01-24T00:08:44.078Z"},
+    {"hpge_1k_mixed_gamma_report.txt", 1024, 256038, 199.800003, true, true, "2014-08-01T11:43:41Z"},
+    {"hpge_8k_co60.csv", 8192, 193202, 0, true, true, ""},
+    {"hpge_8k_cs137.csv", 8192, 305513, 0, true, true, ""},
+    {"hpge_8k_i131.csv", 8192, 671878, 0, true, true, ""},
+    {"hpge_8k_ra226.csv", 8192, 819554, 0, true, true, ""},
+    {"hpge_8k_lu177.csv", 8192, 76585, 0, true, true, ""},
 };
 
 class MeasuredSpectrum : public SpectrumTest, public ::testing::WithParamInterface<Sample> {};
@@ -191,6 +193,7 @@ TEST_P(MeasuredSpectrum, IsImportedAsItIsKnownAndSurvivesEveryFormat) {
   EXPECT_EQ(info["channels"], sample.channels);
   EXPECT_EQ(info["total_counts"], sample.counts);
   EXPECT_EQ(info["live_time_s"].is_null() ? 0.0 : info["live_time_s"].get<double>(), sample.live_s);
+  EXPECT_EQ(info["start_time"].is_null() ? "" : info["start_time"].get<std::string>(), sample.start);
   EXPECT_EQ(info["energy_calibration"].is_object(), sample.is_calibrated);
   EXPECT_EQ(json({"info", source})["total_counts"], sample.counts);
 
@@ -208,7 +211,11 @@ TEST_P(MeasuredSpectrum, IsImportedAsItIsKnownAndSurvivesEveryFormat) {
     EXPECT_THAT(orb({"diff", "a.dat", "b.dat"}).out, Not(HasSubstr("spectrum, group"))) << ending;
   }
   ASSERT_EQ(orb({"export", "a.dat", "out.json"}).status, 0);
-  EXPECT_FALSE(nlohmann::json::parse(readFile("out.json"), nullptr, false).is_discarded());
+  const auto document = nlohmann::json::parse(readFile("out.json"));
+  const auto counts = document["counts"].get<std::vector<double>>();
+  EXPECT_EQ(counts.size(), sample.channels);
+  EXPECT_EQ(std::accumulate(counts.begin(), counts.end(), 0.0), sample.counts);
+  EXPECT_EQ(document.value("live_time_s", 0.0), sample.live_s);
 }
 
 INSTANTIATE_TEST_SUITE_P(Samples, MeasuredSpectrum, ::testing::ValuesIn(kSamples), [](const auto& c) {
@@ -216,6 +223,18 @@ INSTANTIATE_TEST_SUITE_P(Samples, MeasuredSpectrum, ::testing::ValuesIn(kSamples
   std::replace(name.begin(), name.end(), '.', '_');
   return name;
 });
+
+TEST_F(SpectrumTest, ZeroAndContradictingCalibrationsOfMeasuredSpectraAreTold) {
+  const std::pair<const char*, const char*> expected[] = {
+      {"nai_1k_zero_calibration.spe", "all-zero calibration ignored"},
+      {"hpge_8k_coal_recal.Spe", "calibrations contradict each other: $MCA_CAL and $ENER_FIT"},
+      {"scint_1k_handheld_5s_nodate.spe", "start time taken from $SPEC_REM"},
+      {"hpge_16k_naa_pottery.spe", "sections not carried: $ROI, $PRESETS"}};
+  for (const auto& [file, warning] : expected) {
+    if (measured(file).empty()) GTEST_SKIP() << "no measured spectra (ORB_TEST_DATA)";
+    EXPECT_THAT(import(measured(file), "a.dat", {"--force"}), HasSubstr(warning)) << file;
+  }
+}
 
 }  // namespace
 }  // namespace orbtest
