@@ -1,19 +1,14 @@
 #include "attack.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
+#include <cmath>
 #include <fstream>
 #include <iterator>
-#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -22,68 +17,29 @@
 namespace content {
 namespace {
 
-double seconds(clockid_t clock) {
-  timespec time{};
-  if (clock_gettime(clock, &time) != 0) return 0;
-  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kHang = std::chrono::minutes(30);
+// Beside the folder: what a process prints outside the commands, and what was wrong with the outcome.
+constexpr const char* kReport = "../report";
+constexpr const char* kWrong = "../wrong";
+
+void limit(__rlimit_resource resource, rlim_t most) {
+  const rlimit limits{most, most};
+  setrlimit(resource, &limits);
 }
 
-/// What the child tells its parent, in memory that both have.
-struct Progress {
-  std::size_t at;    ///< place in the list of operations
-  bool done;         ///< with the whole list
-  double started_s;  ///< processor time of the child
-  char wrong[400];   ///< outcome of the operation at `at`
-};
-
-class SharedProgress {
- public:
-  SharedProgress()
-      : memory_(mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) {
-    if (memory_ == MAP_FAILED) throw std::bad_alloc();
-  }
-  ~SharedProgress() { munmap(memory_, sizeof(Progress)); }
-  SharedProgress(const SharedProgress&) = delete;
-  SharedProgress& operator=(const SharedProgress&) = delete;
-  volatile Progress& get() { return *static_cast<volatile Progress*>(memory_); }
-  std::string wrong() const { return static_cast<const Progress*>(memory_)->wrong; }
-  void setWrong(const std::string& text) {
-    std::snprintf(static_cast<Progress*>(memory_)->wrong, sizeof(Progress::wrong), "%s", text.c_str());
-  }
-
- private:
-  void* memory_;
-};
-
-SharedProgress& shared() {
-  static SharedProgress progress;
-  return progress;
-}
-
-constexpr const char* kReport = "../report";  // what the child prints outside the commands
-
-[[noreturn]] void runChild(const std::filesystem::path& folder, const std::vector<std::size_t>& numbers,
-                           std::size_t first, double* slowest_s) {
-  const rlimit no_core{0, 0};
-  const rlimit file_size{1u << 30, 1u << 30};
-  setrlimit(RLIMIT_CORE, &no_core);
-  setrlimit(RLIMIT_FSIZE, &file_size);
+[[noreturn]] void runChild(const std::filesystem::path& folder, const Operation& operation, const Bounds& bounds) {
+  limit(RLIMIT_CORE, 0);
+  limit(RLIMIT_FSIZE, 1u << 30);
+  limit(RLIMIT_CPU, static_cast<rlim_t>(std::ceil(bounds.cpu_s)));
   if (chdir(folder.c_str()) != 0) _exit(9);
   const int report = open(kReport, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600);
   dup2(report, STDOUT_FILENO);
   dup2(report, STDERR_FILENO);
-  volatile Progress& progress = shared().get();
-  for (std::size_t i = first; i < numbers.size(); ++i) {
-    progress.at = i;
-    progress.started_s = seconds(CLOCK_PROCESS_CPUTIME_ID);
-    const std::string wrong = run(operations()[numbers[i]]);
-    slowest_s[numbers[i]] = std::max(slowest_s[numbers[i]], seconds(CLOCK_PROCESS_CPUTIME_ID) - progress.started_s);
-    if (wrong.empty()) continue;
-    shared().setWrong(wrong);  // the parent writes it down and goes on behind it
-    _exit(8);
-  }
-  progress.done = true;
-  _exit(0);
+  const std::string wrong = run(operation);
+  std::ofstream(kWrong) << wrong;
+  _exit(wrong.empty() ? 0 : 8);
 }
 
 std::size_t residentMb(pid_t child) {
@@ -94,25 +50,30 @@ std::size_t residentMb(pid_t child) {
   return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) >> 20;
 }
 
-/// Waits for the end of a child, and makes one when a bound is passed. @return what ended it; empty for itself
-std::string waitFor(pid_t child, const Bounds& bounds, int& status) {
-  clockid_t clock{};
-  const bool has_clock = clock_getcpuclockid(child, &clock) == 0;
-  const double deadline_s = seconds(CLOCK_MONOTONIC) + 1800;
+double seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+}
+
+/// Waits for the end of a child, and makes one when a bound is passed.
+/// @param slowest_s  in, out: raised to the processor time that it took
+/// @return what ended it; empty when nothing was wrong
+std::string waitFor(pid_t child, const Bounds& bounds, double& slowest_s) {
+  const auto end = Clock::now() + kHang;
   std::string killed;
-  while (waitpid(child, &status, WNOHANG) == 0) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    const double used_s = (has_clock ? seconds(clock) : 0) - shared().get().started_s;
+  int status = 0;
+  rusage usage{};
+  while (wait4(child, &status, WNOHANG, &usage) == 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
     if (!killed.empty()) continue;
-    if (used_s > bounds.cpu_s)
-      killed = "took more than " + std::to_string(static_cast<int>(bounds.cpu_s)) + " s";
-    else if (seconds(CLOCK_MONOTONIC) > deadline_s)
-      killed = "hangs";
-    else if (residentMb(child) > bounds.memory_mb)
-      killed = "took more than " + std::to_string(bounds.memory_mb) + " MB";
+    if (Clock::now() > end) killed = "hangs";
+    if (residentMb(child) > bounds.memory_mb) killed = "took more than " + std::to_string(bounds.memory_mb) + " MB";
     if (!killed.empty()) kill(child, SIGKILL);
   }
-  return killed;
+  slowest_s = std::max(slowest_s, seconds(usage.ru_utime) + seconds(usage.ru_stime));
+  if (!killed.empty() || status == 0) return killed;
+  if (slowest_s > bounds.cpu_s && WIFSIGNALED(status))
+    return "took more than " + std::to_string(static_cast<int>(bounds.cpu_s)) + " s";
+  return "ended by itself";
 }
 
 std::string readText(const std::filesystem::path& path) {
@@ -120,46 +81,34 @@ std::string readText(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
+/// The line of a report that says most; empty when none does.
 std::string summary(const std::string& report) {
   for (const char* const mark : {"SUMMARY: ", "runtime error: ", "does not hold: ", "ERROR: "}) {
     const auto at = report.find(mark);
     if (at != std::string::npos) return report.substr(at, report.find('\n', at) - at);
   }
-  return "ended by itself";
-}
-
-double* sharedTimes(std::size_t n) {
-  static void* const memory =
-      mmap(nullptr, n * sizeof(double), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  return static_cast<double*>(memory);
+  return {};
 }
 
 }  // namespace
 
 std::vector<Find> attack(const std::filesystem::path& folder, const std::vector<std::size_t>& numbers,
                          const Bounds& bounds, std::vector<double>& slowest_s) {
-  double* const times = sharedTimes(operations().size());
   std::vector<Find> finds;
-  volatile Progress& progress = shared().get();
-  for (std::size_t first = 0; first < numbers.size(); first = progress.at + 1) {
-    shared().setWrong("");
-    progress.at = first;
-    progress.done = false;
-    progress.started_s = 0;
+  const std::filesystem::path beside = folder / "..";
+  for (const std::size_t number : numbers) {
+    for (const char* const name : {"report", "wrong", "err"}) std::filesystem::remove(beside / name);
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child < 0) throw std::runtime_error("fork failed");
-    if (child == 0) runChild(folder, numbers, first, times);
-    int status = 0;
-    const std::string killed = waitFor(child, bounds, status);
-    if (progress.done) break;
-    const std::filesystem::path beside = folder / "..";
-    std::string report = readText(beside / "report") + readText(beside / "err");
-    std::string what = !killed.empty() ? killed : shared().wrong();
-    if (what.empty()) what = summary(report);
-    finds.push_back({operations()[numbers[progress.at]].text, what, std::move(report)});
+    if (child == 0) runChild(folder, operations()[number], bounds);
+    std::string what = waitFor(child, bounds, slowest_s[number]);
+    if (what.empty()) continue;
+    const std::string report = readText(beside / "report") + readText(beside / "err");
+    const std::string wrong = readText(beside / "wrong") + summary(report);
+    if (what == "ended by itself" && !wrong.empty()) what = wrong;
+    finds.push_back({operations()[number].text, what, report});
   }
-  slowest_s.assign(times, times + operations().size());
   return finds;
 }
 

@@ -17,8 +17,7 @@ struct Find {
   std::string report;  ///< what the process printed
 };
 
-/// Runs operations in a child process, one after the other, in a folder with the files of operations.h. After a crash
-/// or a bound passed it goes on with the next one.
+/// Runs operations, each in a process of its own, in a folder with the files of operations.h.
 /// @param slowest  in, out: the most processor time that each operation took
 std::vector<Find> attack(const std::filesystem::path& folder, const std::vector<std::size_t>& numbers,
                          const Bounds& bounds, std::vector<double>& slowest_s);

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
 #include <vector>
 
 #include "FileAccess.h"
@@ -69,16 +68,7 @@ bool openCopy(orb::FileAccess& file, bool& was_whole) {
 }
 
 void evaluateAll(const orb::FileAccess& file) {
-  static constexpr float kArguments[] = {0,
-                                         -1,
-                                         1e-30f,
-                                         1,
-                                         59.54f,
-                                         661.66f,
-                                         1e5f,
-                                         3e38f,
-                                         std::numeric_limits<float>::infinity(),
-                                         std::numeric_limits<float>::quiet_NaN()};
+  static constexpr float kArguments[] = {0, -1, 1e-30f, 1, 59.54f, 661.66f, 1e5f, 3e38f, INFINITY, NAN};
   for (std::uint32_t option = 0; option <= orb::ENERGY2PEAK2TOTAL; ++option) {
     for (const float at : kArguments) {
       file.evaluate(static_cast<orb::EvaluationOption>(option), at, true);

@@ -1,8 +1,8 @@
 #pragma once
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <iterator>
-#include <limits>
 #include <random>
 #include <string>
 
@@ -33,75 +33,48 @@ inline std::int64_t strangeInteger(Dice& dice) {
 }
 
 inline double strangeReal(Dice& dice) {
-  using limits = std::numeric_limits<double>;
-  static const double kEdges[] = {0,
-                                  -0.0,
-                                  1,
-                                  1e-6,
-                                  0.5,
-                                  3,
-                                  1e3,
-                                  1e5,
-                                  1e7,
-                                  1e12,
-                                  1e30,
-                                  3e38,
-                                  4e38,
-                                  1e60,
-                                  1e154,
-                                  1e300,
-                                  5e-324,
-                                  limits::min(),
-                                  limits::max(),
-                                  1e-38,
-                                  1e-45,
-                                  limits::infinity(),
-                                  limits::quiet_NaN(),
-                                  511,
-                                  661.657,
-                                  2147483648.0};
+  static constexpr double kEdges[] = {0,       -0.0,  1,     1e-6,     0.5,  3,     1e3,     1e5,         1e7,
+                                      1e12,    1e30,  3e38,  4e38,     1e60, 1e154, 1e300,   5e-324,      DBL_MIN,
+                                      DBL_MAX, 1e-38, 1e-45, INFINITY, NAN,  511,   661.657, 2147483648.0};
   const double value = dice.chance(15) ? static_cast<double>(dice.below(6000)) / 2 : dice.of(kEdges);
   return dice.chance(30) ? -value : value;
 }
 
 inline std::string strangeText(Dice& dice, std::size_t longest) {
-  static const char* const kTexts[] = {"",
-                                       " ",
-                                       "-",
-                                       "0",
-                                       "-1",
-                                       "1e999",
-                                       "nan",
-                                       "DUAL",
-                                       "EMPIRICAL",
-                                       "INTERPOL",
-                                       "Cs-137",
-                                       "Cs-137m,Cs-137",
-                                       "../../etc/passwd",
-                                       "/dev/zero",
-                                       "/dev/stdin",
-                                       ".",
-                                       "f.dat",
-                                       "=1+1",
-                                       "@SUM(A1)",
-                                       "a\nb\tc\rd",
-                                       "\x1b[2J\x9b"
-                                       "1m",
-                                       "\xe2\x80\xae"
-                                       "abc",
-                                       "\xc2\x9b"
-                                       "x",
-                                       "\xff\xfe",
-                                       "\xed\xa0\x80",
-                                       "<script>alert(1)</script>",
-                                       "\"'&<>\\",
-                                       "%s%n%d",
-                                       "$DATA:",
-                                       "]]>",
-                                       "A;B|C=D E=F",
-                                       "ORB_D_PSENS=NAN",
-                                       "counts",
-                                       "1970-01-01T00:00:00Z"};
+  static constexpr const char* kTexts[] = {"",
+                                           " ",
+                                           "-",
+                                           "0",
+                                           "-1",
+                                           "1e999",
+                                           "nan",
+                                           "DUAL",
+                                           "EMPIRICAL",
+                                           "INTERPOL",
+                                           "Cs-137",
+                                           "Cs-137m,Cs-137",
+                                           "../../etc/passwd",
+                                           "/dev/zero",
+                                           "/dev/stdin",
+                                           ".",
+                                           "f.dat",
+                                           "=1+1",
+                                           "@SUM(A1)",
+                                           "a\nb\tc\rd",
+                                           "\x1b[2J\2331m",
+                                           "\xe2\x80\256abc",
+                                           "\xc2\233x",
+                                           "\xff\xfe",
+                                           "\xed\xa0\x80",
+                                           "<script>alert(1)</script>",
+                                           "\"'&<>\\",
+                                           "%s%n%d",
+                                           "$DATA:",
+                                           "]]>",
+                                           "A;B|C=D E=F",
+                                           "ORB_D_PSENS=NAN",
+                                           "counts",
+                                           "1970-01-01T00:00:00Z"};
   std::string text = dice.of(kTexts);
   if (dice.chance(10)) text = std::string(dice.below(longest + 1), static_cast<char>(1 + dice.below(255)));
   return text.substr(0, longest);
