@@ -1,6 +1,7 @@
 #include "attack.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -71,7 +72,7 @@ std::string waitFor(pid_t child, const Bounds& bounds, double& slowest_s) {
   }
   slowest_s = std::max(slowest_s, seconds(usage.ru_utime) + seconds(usage.ru_stime));
   if (!killed.empty() || status == 0) return killed;
-  if (slowest_s > bounds.cpu_s && WIFSIGNALED(status))
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)  // by the system
     return "took more than " + std::to_string(static_cast<int>(bounds.cpu_s)) + " s";
   return "ended by itself";
 }
