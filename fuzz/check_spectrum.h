@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <exception>
 #include <string_view>
 #include <vector>
 
+#include "fuzz_support.h"
 #include "spectrum_data.h"
 
 // What holds for every spectrum that a reader gives back, whatever the bytes were. Ends the program when it does not.
@@ -15,10 +15,6 @@ namespace fuzz {
 using orb::formats::CalibrationPoint;
 using orb::formats::FormatError;
 using orb::formats::SpectrumData;
-
-inline void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 inline void checkCurve(const std::vector<double>& coefficients, const std::vector<CalibrationPoint>& points) {
   require(coefficients.empty() || points.empty());

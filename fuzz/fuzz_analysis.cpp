@@ -1,23 +1,19 @@
 // Puts arbitrary values into a spectrum file and runs every routine and every engine on it.
 //
 // Input: the number of channels and the shape of the spectrum, then commands of ten bytes: what, which, where, value.
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "EngineCatalogue.h"
 #include "FileAccess.h"
 #include "aiolib.h"
 #include "anautils.h"
-#include "writelog.h"
+#include "fuzz_support.h"
+#include "silent_log.h"
 
 using com::norvale::datatypes::Variant;
 namespace orb = com::norvale::orb;
@@ -43,37 +39,19 @@ class Input {
   std::size_t size_;
 };
 
-/// A folder of this process with a small nuclide library; it goes with the process.
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "orb_fuzz_XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    folder_ = pattern;
-    orb::FileAccess library;
-    if (library.open(libraryPath(), orb::CREATE) != 0) std::abort();
-    std::uint16_t record = 0;
-    for (const auto& [name, energy] :
-         {std::pair{"Cs-137", 331.0}, {"Co-60", 586.6}, {"Co-60", 666.2}, {"Am-241", 29.7}}) {
-      library.setParameter(0x20070001, std::string(name), ++record, 0);
-      library.setParameter(0x20070002, energy, record, 0);
-      library.setParameter(0x20070004, 85.0, record, 0);
-      library.setParameter(0x20070006, 1e9, record, 0);
-    }
-    if (library.close(orb::FLUSH) != 0) std::abort();
+void makeLibrary(const std::string& path) {
+  orb::FileAccess library;
+  fuzz::require(library.open(path, orb::CREATE) == 0);
+  std::uint16_t record = 0;
+  for (const auto& [name, energy] :
+       {std::pair{"Cs-137", 331.0}, {"Co-60", 586.6}, {"Co-60", 666.2}, {"Am-241", 29.7}}) {
+    library.setParameter(0x20070001, std::string(name), ++record, 0);
+    library.setParameter(0x20070002, energy, record, 0);
+    library.setParameter(0x20070004, 85.0, record, 0);
+    library.setParameter(0x20070006, 1e9, record, 0);
   }
-  ~Scratch() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  std::string libraryPath() const { return folder_ + "/lib.nlb"; }
-  std::string path() const { return folder_ + "/fuzz.dat"; }
-
- private:
-  std::string folder_;
-};
+  fuzz::require(library.close(orb::FLUSH) == 0);
+}
 
 std::vector<ULONG> allCodes() {
   std::vector<ULONG> codes;
@@ -145,7 +123,7 @@ void runRoutines(orb::FileAccess& file) {
 void runEngines(orb::FileAccess& file) {
   static const std::string folder = FUZZ_ENGINES "/";
   static const auto engines = parseAEF(folder + "engines.aef");
-  if (engines.empty()) std::abort();
+  fuzz::require(!engines.empty());
   std::uint16_t step = 0;
   for (const auto& engine : engines) file.execute(engine.Function, folder + engine.Resource, ++step);
 }
@@ -153,25 +131,23 @@ void runEngines(orb::FileAccess& file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Scratch scratch;
-  static const bool silent = [] {
-    com::norvale::application::vyx::routeLog([](const com::norvale::application::vyx::LogLine&) {});
-    return true;
-  }();
-  (void)silent;
+  static const fuzz::Scratch scratch;
+  static const std::string library = scratch.path("lib.nlb");
+  static const bool has_library = (makeLibrary(library), true);
+  fuzz::require(has_library);
   if (size < 4) return 0;
   Input input(data, size);
   orb::FileAccess file;
   const std::uint32_t channels = 1 + input.take<std::uint16_t>() % 1024;
   const auto shape = input.take<std::uint8_t>();
-  if (file.create(scratch.path(), channels, (shape & 0x10) != 0) != 0) std::abort();
+  fuzz::require(file.create(scratch.path(), channels, (shape & 0x10) != 0) == 0);
   putSpectrum(file, channels, shape, input);
-  for (const ULONG code : {0x2010004Au, 0x20100072u}) file.setParameter(code, scratch.libraryPath(), 0, 0);
+  for (const ULONG code : {0x2010004Au, 0x20100072u}) file.setParameter(code, library, 0, 0);
   file.setParameter(0x20000021, 2.0, 0, 0);  // an energy calibration, unless the input has another
   while (!input.empty()) command(file, input);
   runEngines(file);
   runRoutines(file);
   runEngines(file);
-  if (file.close(orb::DELETE) != 0) std::abort();
+  fuzz::require(file.close(orb::DELETE) == 0);
   return 0;
 }

@@ -4,21 +4,18 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 
 #include "ParameterMetadata.h"
-#include "writelog.h"
+#include "fuzz_support.h"
+#include "silent_log.h"
 
 using com::norvale::datatypes::ByteStream;
 using com::norvale::datatypes::Variant;
 using com::norvale::orb::ParameterMetadata;
+using fuzz::require;
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// What was decoded encodes to bytes that decode to the same. For integers these are the bytes that were read.
 void checkRoundTrip(const ParameterMetadata& metadata, const ByteStream& read, const Variant& value) {
@@ -57,11 +54,6 @@ std::int32_t lengthOf(std::int32_t type) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const bool silent = [] {
-    com::norvale::application::vyx::routeLog([](const com::norvale::application::vyx::LogLine&) {});
-    return true;
-  }();
-  (void)silent;
   if (size < 2) return 0;
   ParameterMetadata metadata(nullptr);
   metadata.m_retType = data[0];

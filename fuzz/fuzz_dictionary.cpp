@@ -1,15 +1,13 @@
 // Reads arbitrary bytes as a parameter dictionary, and looks up all that it says to hold.
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include "dictionary.h"
+#include "fuzz_support.h"
+
+using fuzz::require;
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 void checkEveryParameter(const porb::Dictionary& dictionary) {
   std::uint32_t before = 0;

@@ -1,19 +1,13 @@
 // Reads arbitrary bytes as the table of a nuclide library.
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include "failure.h"
+#include "fuzz_support.h"
 #include "nuclide_csv.h"
 
-namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
-}  // namespace
+using fuzz::require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   try {

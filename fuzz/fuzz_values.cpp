@@ -2,24 +2,21 @@
 // ranges, calibration points. Byte 0 and 1 choose the parameter, the rest is the text.
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
 #include "calibration_points.h"
 #include "dates.h"
 #include "failure.h"
+#include "fuzz_support.h"
 #include "parameter_name.h"
 #include "plot.h"
 #include "value_text.h"
 
 namespace {
 
+using fuzz::require;
 using namespace orb::tool;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// What was read and is printed reads as the same again.
 void readValue(const std::string& text, const AioParamInfo_T& parameter) {
