@@ -1,10 +1,10 @@
 // Energy and shape calibration through the C interface, on real files.
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <functional>
 #include <limits>
 
-#include "calibration_fixture.h"
+#include "analysis_file.h"
 
 namespace {
 
@@ -15,10 +15,10 @@ double energyOf(double x) {
   return 1.5 + 0.25 * x + 1e-7 * x * x;
 }
 
-class CalibrationFile : public CalibrationTest {
+class CalibrationFile : public AnalysisFile {
  protected:
   void SetUp() override {
-    CalibrationTest::SetUp();
+    AnalysisFile::SetUp();
     ASSERT_STATUS(AIO_OK, AioCreatePHA(file_, 1, 8192, 1));
   }
   void setFit(int flags, int terms) {
@@ -83,10 +83,10 @@ TEST_F(CalibrationFile, AllThreeFitsLeaveEverythingTheyFound) {
   EXPECT_GT(number(0x20000030), 0.0);
   EXPECT_GT(number(0x20000037), 0.0);
   EXPECT_NEAR(number(0x20000019), 0.0, 1e-15);
-  EXPECT_EQ(got<int>(file_, 0x2000003A), 2);
+  EXPECT_EQ(whole(0x2000003A), 2);
   EXPECT_EQ(number(0x2000003B), 100);
   EXPECT_EQ(number(0x2000003C), 8000);
-  EXPECT_EQ(got<int>(file_, kTerms), 3);  // a setting stays
+  EXPECT_EQ(whole(kTerms), 3);  // a setting stays
   EXPECT_NEAR(number(0x200D0006, 5), 0.0, 1e-9);
   EXPECT_NEAR(number(0x200D0006, 6), 1000 - energyOf(5000), 1e-9);
   double ignored;
@@ -94,13 +94,13 @@ TEST_F(CalibrationFile, AllThreeFitsLeaveEverythingTheyFound) {
 
   EXPECT_NEAR(number(0x20000048), 1.0, 1e-10);
   EXPECT_NEAR(number(0x20000049), 0.03, 1e-12);
-  EXPECT_EQ(got<int>(file_, 0x20000074), 6);
-  EXPECT_EQ(got<int>(file_, 0x2000004A), 4);
+  EXPECT_EQ(whole(0x20000074), 6);
+  EXPECT_EQ(whole(0x2000004A), 4);
   EXPECT_EQ(number(0x20000071), 600);
   EXPECT_EQ(number(0x20000076), 0.0);
   EXPECT_NEAR(number(0x20000065), 0.5, 1e-10);
   EXPECT_NEAR(number(0x20000066), 0.001, 1e-12);
-  EXPECT_EQ(got<int>(file_, 0x20000075), 4);
+  EXPECT_EQ(whole(0x20000075), 4);
   EXPECT_EQ(number(0x20000073), 400);
   EXPECT_NEAR(number(0x2013000E, 6), 0.0, 1e-10);
   EXPECT_STATUS(AIO_NOVALUE, get(file_, 0x2013000F, 6, 0, ignored));  // that record has no tail
@@ -152,7 +152,7 @@ TEST_F(CalibrationFile, TailPointsStandWhereTheyHappenToStand) {
   setShapePoints(0, 3);
   ASSERT_STATUS(AIO_OK, AioInsertRecord(file_, 0x2013, 1));
   ASSERT_ANA(ANA_OK, fit());
-  EXPECT_EQ(got<int>(file_, 0x20000075), 3);
+  EXPECT_EQ(whole(0x20000075), 3);
   EXPECT_NEAR(number(0x20000066), 0.001, 1e-12);
 
   ASSERT_STATUS(AIO_OK, AioDeleteBlock(file_, 0x2013));
@@ -161,8 +161,8 @@ TEST_F(CalibrationFile, TailPointsStandWhereTheyHappenToStand) {
   put(0x20130007, kNaN, 5);
   setFit(6, 2);
   ASSERT_ANA(ANA_OK, fit());
-  EXPECT_EQ(got<int>(file_, 0x20000074), 2);
-  EXPECT_EQ(got<int>(file_, 0x20000075), 4);
+  EXPECT_EQ(whole(0x20000074), 2);
+  EXPECT_EQ(whole(0x20000075), 4);
 }
 
 TEST_F(CalibrationFile, TheScatterOfTheWidthsIsInPercent) {
@@ -190,8 +190,8 @@ TEST_F(CalibrationFile, AFailureLeavesTheFileAsItWas) {
       {"falls after the points", ANA_NOTRISING, [&] { put(0x200D0003, 300.0, 3); }},
       {"five terms", ANA_BADSETTING, [&] { put(kTerms, 5); }},
       {"flags of more than there is", ANA_BADSETTING, [&] { put(kFlags, 8); }},
-      {"another type of energy equation", ANA_BADSETTING, [&] { putText(0x20000061, "SPLINE"); }},
-      {"another type of FWHM equation", ANA_BADSETTING, [&] { putText(0x2000006B, "LIN"); }},
+      {"another type of energy equation", ANA_BADSETTING, [&] { put(0x20000061, "SPLINE"); }},
+      {"another type of FWHM equation", ANA_BADSETTING, [&] { put(0x2000006B, "LIN"); }},
       {"one tail", ANA_TOOFEWPOINTS,
        [&] {
          put(0x20130007, 0.0, 1);

@@ -245,17 +245,6 @@ TEST(ShapeFit, TheStrongestLineDoesNotDictateTheCurve) {
   EXPECT_GT(std::abs(points.y[1] - (fitFwhm(points).offset + fitFwhm(points).slope * 20)), 1e-5);
 }
 
-TEST(ShapeFit, AWidthThatCannotBeIsRefused) {
-  const auto fit = [](std::vector<double> x, std::vector<double> y) {
-    return failureOf([&] { fitFwhm({x, y, std::vector<double>(x.size(), 0.0)}); });
-  };
-  EXPECT_ANA(ANA_OK, fit({100, 400}, {1, 2}));
-  EXPECT_ANA(ANA_BADCAL, fit({100, 400}, {2, 1}));
-  EXPECT_ANA(ANA_BADCAL, fit({100, 400, 900}, {0.001, 0.001, 3}));  // below 0 at the first point
-  EXPECT_ANA(ANA_TOOFEWPOINTS, fit({100}, {1}));
-  EXPECT_ANA(ANA_EQUALPOINTS, fit({100, 100, 100}, {1, 2, 3}));
-}
-
 TEST(ShapeFit, TheScatterIsWhatTheUncertaintiesDoNotExplain) {
   Noise noise(5);
   double sum[3] = {};

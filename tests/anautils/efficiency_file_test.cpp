@@ -1,10 +1,10 @@
 // Efficiency calibration through the C interface, on real files.
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <functional>
 #include <limits>
 
-#include "calibration_fixture.h"
+#include "analysis_file.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ struct Fetched {
   }
 };
 
-class EfficiencyFile : public CalibrationTest {
+class EfficiencyFile : public AnalysisFile {
  protected:
   static constexpr ULONG kModel = 0x20020028;
 
@@ -61,7 +61,7 @@ class EfficiencyFile : public CalibrationTest {
 TEST_F(EfficiencyFile, EveryModelIsFittedKeptAndEvaluated) {
   setPoints(12);
   setPoints(12, 0x20290020);
-  ASSERT_STATUS(AIO_OK, porbtest::put(file_, 0x20020011, 0, 0, 3.0f));  // common uncertainty [%]
+  put(0x20020011, 3.0f);  // common uncertainty [%]
   put(0x20020030, 200.0);
   put(0x20020031, 3);
   put(0x20020032, 3);
@@ -76,7 +76,7 @@ TEST_F(EfficiencyFile, EveryModelIsFittedKeptAndEvaluated) {
        {Case{"DUA", ANA_EFF_DUAL, 1e-6, 0.03}, Case{"linear", ANA_EFF_LINEAR, 0.2, 0.03},
         Case{"E", ANA_EFF_EMPIRICAL, 1e-6, 0.03}, Case{" Interp", ANA_EFF_INTERPOLATED, 0.01, 0.03},
         Case{"AVERAGE", ANA_EFF_AVERAGE, 0.99, 0.03}, Case{"PTCAL", ANA_EFF_PEAK_TO_TOTAL, 1e-6, 0.0}}) {
-    putText(kModel, c.word);
+    put(kModel, c.word);
     if (c.model != ANA_EFF_INTERPOLATED) {
       EXPECT_ANA(ANA_NOEFFICIENCY, Fetched(file_).status) << c.word;
     }
@@ -106,9 +106,9 @@ TEST_F(EfficiencyFile, CoefficientsAreThoseOfTheDictionary) {
   const double l0 = std::log(300.0);
   const double c0 = std::log(0.01) + 0.8 * l0 - 0.1 * l0 * l0;
   const double c1 = -0.8 + 0.2 * l0;
-  putText(kModel, "DUAL");
+  put(kModel, "DUAL");
   ASSERT_ANA(ANA_OK, fit());
-  putText(kModel, "PTCAL");
+  put(kModel, "PTCAL");
   ASSERT_ANA(ANA_OK, fit());
   for (const ULONG first : {0x2002003Cu, 0x20290036u}) {
     EXPECT_NEAR(number(first), c0, 1e-8) << hex(first);
@@ -119,7 +119,7 @@ TEST_F(EfficiencyFile, CoefficientsAreThoseOfTheDictionary) {
   // Covariances of c0 and c1 have opposite signs in powers of ln(E), all energies being above 1 keV.
   EXPECT_LT(number(0x20020121), 0.0);
   EXPECT_LT(number(0x20290101), 0.0);
-  putText(kModel, "EMP");
+  put(kModel, "EMP");
   ASSERT_ANA(ANA_OK, fit());
   EXPECT_NEAR(number(0x20020059), std::sqrt(40.0 * 2000.0), 1e-9);  // the scale that it chose
   put(0x20020059, 300.0);
@@ -131,11 +131,11 @@ TEST_F(EfficiencyFile, CoefficientsAreThoseOfTheDictionary) {
 TEST_F(EfficiencyFile, TheSelectorTakesAnyUnmistakableBeginning) {
   setPoints(5);
   for (const char* bad : {"X", "DUALS", "EFF", "LINE R"}) {
-    putText(kModel, bad);
+    put(kModel, bad);
     EXPECT_ANA(ANA_UNKNOWNKIND, fit()) << bad;
   }
   for (const char* none : {"", "  "}) {
-    putText(kModel, none);
+    put(kModel, none);
     EXPECT_ANA(ANA_NOEFFICIENCY, fit());
   }
 }
@@ -147,7 +147,7 @@ TEST_F(EfficiencyFile, PointsTakenOutDoNotCountButHaveResiduals) {
   setPoint(0x20020020, 7, 0.0, 0.0, 0.0);  // empty
   put(0x20020020, kNaN, 8);                // not possible, but taken out
   put(0x20020024, 1, 8);
-  putText(kModel, "EMPIRICA");
+  put(kModel, "EMPIRICA");
   ASSERT_ANA(ANA_OK, fit());
   EXPECT_EQ(Fetched(file_).n, 5);
   EXPECT_NEAR(number(0x20020026, 1), 0.0, 1e-8);
@@ -159,7 +159,7 @@ TEST_F(EfficiencyFile, PointsTakenOutDoNotCountButHaveResiduals) {
 
 TEST_F(EfficiencyFile, EightyPointsAreTheMost) {
   setPoints(80);
-  putText(kModel, "LIN");
+  put(kModel, "LIN");
   ASSERT_ANA(ANA_OK, fit());
   EXPECT_EQ(Fetched(file_).n, 80);
   setPoint(0x20020020, 81, 3000, curve(3000), 0.01);
@@ -197,7 +197,7 @@ TEST_F(EfficiencyFile, AFailureLeavesTheFileAsItWas) {
       {"half free", ANA_BADSETTING, [&] { put(0x20020080, 2); }},
   };
   setPoints(6);
-  putText(kModel, "D");
+  put(kModel, "D");
   ASSERT_STATUS(AIO_OK, AioFlush(file_));
   for (const Case& c : cases) {
     reopen();
@@ -216,7 +216,7 @@ TEST_F(EfficiencyFile, FreeSidesTellTheirJump) {
   put(0x20020021, 1.2 * number(0x20020021, 1), 1);
   put(0x20020030, 250.0);
   put(0x20020080, 1);
-  putText(kModel, "DUAL");
+  put(kModel, "DUAL");
   ASSERT_ANA(ANA_OK, fit());
   const Fetched fetched(file_);
   EXPECT_NEAR(number(0x20020035), 100 * (fetched.value(250) / fetched.value(249.99f) - 1), 0.05);
@@ -224,7 +224,7 @@ TEST_F(EfficiencyFile, FreeSidesTellTheirJump) {
 }
 
 TEST_F(EfficiencyFile, InterpolationNeedsTwoEnergies) {
-  putText(kModel, "INTERPOL");
+  put(kModel, "INTERPOL");
   EXPECT_ANA(ANA_NOEFFICIENCY, Fetched(file_).status);
   setPoint(0x20020020, 1, 100, 0.1, 0.01);
   setPoint(0x20020020, 2, 100, 0.2, 0.02);
@@ -243,7 +243,7 @@ TEST_F(EfficiencyFile, InterpolationNeedsTwoEnergies) {
 
 TEST_F(EfficiencyFile, DamagedEquationsAndArguments) {
   setPoints(6);
-  putText(kModel, "LINEAR");
+  put(kModel, "LINEAR");
   ASSERT_ANA(ANA_OK, fit());
   const Fetched good(file_);
   REAL out = 7;
@@ -272,7 +272,7 @@ TEST_F(EfficiencyFile, DamagedEquationsAndArguments) {
   put(0x20020054, kNaN);
   EXPECT_ANA(ANA_BADCAL, Fetched(file_).status);
   put(0x20020054, 0.0);
-  ASSERT_STATUS(AIO_OK, porbtest::put(file_, 0x20020011, 0, 0, -1.0f));
+  put(0x20020011, -1.0f);
   EXPECT_ANA(ANA_BADSETTING, Fetched(file_).status);
   EXPECT_ANA(ANA_BADARG, lGetEfeq(file_, 1, nullptr, nullptr, nullptr, nullptr, nullptr));
   EXPECT_ANA(AIO_BADHANDLE, Fetched(nullptr).status);

@@ -163,24 +163,6 @@ TEST(EfficiencyFit, TheAverageTakesTheLargerUncertainty) {
   EXPECT_NEAR(fit({0.10, 0.20, 0.20}, {0.01, 0.02, 0.02}).dMean, (10 + 5 + 5) / 150.0, 1e-15);
 }
 
-TEST(EfficiencyFit, WhatCannotBeFittedHasItsStatus) {
-  const auto fit = [](USHORT model, std::vector<double> x, const EfficiencySettings& settings = {}) {
-    return failureOf([&] {
-      fitEfficiency(model, {x, std::vector<double>(x.size(), 0.1), std::vector<double>(x.size(), 0.0)}, settings);
-    });
-  };
-  for (const ModelCase& c : everyModel()) EXPECT_ANA(ANA_TOOFEWPOINTS, fit(c.model, {}, c.settings)) << c.name;
-  for (const USHORT model : {ANA_EFF_LINEAR, ANA_EFF_INTERPOLATED, ANA_EFF_EMPIRICAL, ANA_EFF_DUAL}) {
-    EXPECT_ANA(ANA_TOOFEWPOINTS, fit(model, {100})) << model;
-    EXPECT_ANA(ANA_EQUALPOINTS, fit(model, {100, 100})) << model;
-    EXPECT_ANA(ANA_OK, fit(model, {100, 200})) << model;  // with fewer terms than asked for
-  }
-  EXPECT_ANA(ANA_TOOFEWPOINTS, fit(ANA_EFF_DUAL, {300, 400, 500}, dual(200, true)));  // nothing below
-  EXPECT_ANA(ANA_TOOFEWPOINTS, fit(ANA_EFF_DUAL, {200, 400, 500}, dual(200, false)));
-  EXPECT_ANA(ANA_OK, fit(ANA_EFF_DUAL, {100, 200, 400}, dual(200, true)));
-  EXPECT_ANA(ANA_UNKNOWNKIND, fit(7, {100, 200}));
-}
-
 TEST(EfficiencyValue, UncertaintyGrowsOutsideTheRangeForEveryModel) {
   for (const ModelCase& c : everyModel()) {
     const Evaluation fit(c.model, pointsOn(c.truth, 0.01), c.settings);

@@ -3,15 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
 
-#include "calibration_fixture.h"
+#include "analysis_file.h"
 
 using namespace anautils;
 
 namespace {
 
-class FileValues : public CalibrationTest {};
+class FileValues : public AnalysisFile {};
 
 }  // namespace
 

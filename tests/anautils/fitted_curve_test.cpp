@@ -1,33 +1,21 @@
 // The curve of a region from the table of lines, against what the fit said about itself when it wrote the table.
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <functional>
 
-#include "../porb/service_fixture.h"
-#include "comdefs.h"
-#include "failures.h"
-#include "simulated_region.h"
-
-using namespace porbtest;
-using namespace anautilstest;
+#include "analysis_file.h"
 
 namespace {
 
 constexpr int kChannels = 1024;
 
-/// Energy = 0.5 keV times the channel, FWHM = 1 keV + 0.05 keV times the root of the energy.
-class FittedCurve : public ServiceTest {
+class FittedCurve : public AnalysisFile {
  protected:
   void SetUp() override {
-    environment_.set("ORBDB", std::nullopt);
-    file_ = File::create(path());
-    put(0x20000021, 0.5);
-    put(0x20000048, 1.0);
-    put(0x20000049, 0.05);
+    AnalysisFile::SetUp();
+    calibrate();
     put(0x2003003F, 3.0F);  // least significance
   }
-  static double widthAt(double channel) { return (1 + 0.05 * std::sqrt(0.5 * channel)) / 0.5; }
 
   /// Draws the lines, locates and fits them. @param tail  junction distance of all lines [channels]
   void analyse(const std::vector<std::pair<double, double>>& lines, double tail, double step) {
@@ -35,15 +23,9 @@ class FittedCurve : public ServiceTest {
     for (const auto& [position, area] : lines) region.lines.push_back({position - 1, widthAt(position), area, tail});
     std::mt19937_64 random(11);
     counts_ = drawnCounts(expectedCounts(region), random);
-    const std::vector<float> raw(counts_.begin(), counts_.end());
-    ASSERT_STATUS(AIO_OK, AioCreatePHA(file_, 1, kChannels, 1));
-    ASSERT_STATUS(AIO_OK, AioWriteSpectrum2(file_, raw.data(), AIO_FORMAT_FLOAT, kChannels, 1, 1, 1));
+    setCounts(counts_);
     ASSERT_ANA(ANA_OK, AA_2nd_Diff_Peak_Loc(file_, 0, 0, 0));
     ASSERT_ANA(ANA_OK, lPANolin(file_, 0, 0, 0));
-  }
-  template <typename T>
-  void put(ULONG code, T value, USHORT record = 0) {
-    ASSERT_STATUS(AIO_OK, porbtest::put(file_, code, record, 0, value)) << hex(code);
   }
   LONG evaluate(LONG region, ULONG capacity = kChannels) {
     return lFittedRegion(file_, region, capacity, &first_, &n_, continuum_.data(), model_.data());
@@ -54,23 +36,20 @@ class FittedCurve : public ServiceTest {
     for (std::size_t i = 0; i < n_; ++i) sum += std::pow(counts_[first_ - 1 + i] - model_[i], 2) / model_[i];
     return sum;
   }
-  double storedChiSquare(USHORT record) {
-    return got<double>(file_, 0x20060010, record) * got<int>(file_, 0x20060041, record);
-  }
+  double storedChiSquare(USHORT record) { return number(0x20060010, record) * whole(0x20060041, record); }
   double areaOf(int region) {
     double area = 0;
     for (USHORT record = 1; record <= countOf(file_, ORB_CLS_PEAKS); ++record)
-      if (got<int>(file_, 0x20060021, record) == region) area += got<double>(file_, 0x2006000C, record);
+      if (whole(0x20060021, record) == region) area += number(0x2006000C, record);
     return area;
   }
-  int regions() { return got<int>(file_, 0x20060061); }
+  int regions() { return whole(0x20060061); }
   USHORT firstRecordOf(int region) {
     USHORT record = 1;
-    while (got<int>(file_, 0x20060021, record) != region) ++record;
+    while (whole(0x20060021, record) != region) ++record;
     return record;
   }
 
-  File file_;
   std::vector<double> counts_;
   std::vector<double> continuum_ = std::vector<double>(kChannels);
   std::vector<double> model_ = std::vector<double>(kChannels);
@@ -99,8 +78,8 @@ TEST_P(FittedCurveOf, HasTheChiSquareThatTheFitReported) {
     SCOPED_TRACE(region);
     const USHORT record = firstRecordOf(region);
     ASSERT_ANA(ANA_OK, evaluate(region));
-    EXPECT_EQ(first_, static_cast<ULONG>(got<int>(file_, 0x2006001E, record)));
-    EXPECT_EQ(first_ + n_ - 1, static_cast<ULONG>(got<int>(file_, 0x2006001F, record)));
+    EXPECT_EQ(first_, static_cast<ULONG>(whole(0x2006001E, record)));
+    EXPECT_EQ(first_ + n_ - 1, static_cast<ULONG>(whole(0x2006001F, record)));
     EXPECT_NEAR(chiSquare() / storedChiSquare(record), 1, 1e-6);
     EXPECT_LT(chiSquare(), 2 * static_cast<double>(n_)) << "a curve far from the counts";
     double area = 0;

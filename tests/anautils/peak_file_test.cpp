@@ -1,17 +1,10 @@
 // Location and fit of lines, the fit of one region, and regions, on data files with spectra of known truth.
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <functional>
 #include <limits>
 
-#include "../porb/service_fixture.h"
-#include "comdefs.h"
-#include "failures.h"
-#include "simulated_region.h"
-
-using namespace porbtest;
-using namespace anautilstest;
+#include "analysis_file.h"
 
 namespace {
 
@@ -35,29 +28,11 @@ constexpr ULONG kRegionFirst = 0x2013000C;
 constexpr ULONG kRegionLast = 0x2013000D;
 constexpr ULONG kThreshold = 0x20030005;
 
-/// Energy = 0.5 keV times the channel, FWHM = 1 keV + 0.05 keV times the root of the energy: at channel 800 (400 keV)
-/// 2 keV, or 4 channels.
-class PeakFile : public ServiceTest {
+class PeakFile : public AnalysisFile {
  protected:
   void SetUp() override {
-    environment_.set("ORBDB", std::nullopt);
-    file_ = File::create(path());
+    AnalysisFile::SetUp();
     put(0x2003003F, 3.0f);  // least significance
-  }
-  void calibrate() {
-    put(0x20000021, 0.5);
-    put(0x20000048, 1.0);
-    put(0x20000049, 0.05);
-  }
-  static double widthAt(double channel) { return (1 + 0.05 * std::sqrt(0.5 * channel)) / 0.5; }
-
-  void setCounts(const std::vector<double>& counts) {
-    const std::vector<float> raw(counts.begin(), counts.end());
-    const auto n = static_cast<ULONG>(raw.size());
-    const ULONG status = AioDeleteBlock(file_, ORB_CLS_SPECTRUM);
-    ASSERT_TRUE(status == AIO_OK || status == AIO_NOBLOCK);
-    ASSERT_STATUS(AIO_OK, AioCreatePHA(file_, 1, n, 1));
-    ASSERT_STATUS(AIO_OK, AioWriteSpectrum2(file_, raw.data(), AIO_FORMAT_FLOAT, n, 1, 1, 1));
   }
   void setCount(ULONG channel, float value) {
     ASSERT_STATUS(AIO_OK, AioWriteSpectrum2(file_, &value, AIO_FORMAT_FLOAT, 1, channel, 1, 1));
@@ -68,34 +43,9 @@ class PeakFile : public ServiceTest {
     std::mt19937_64 random(seed);
     return drawnCounts(expectedCounts({n, lines, 80, 20, 0}), random);
   }
-  template <typename T>
-  void put(ULONG code, T value) {
-    ASSERT_STATUS(AIO_OK, porbtest::put(file_, code, 0, 0, value)) << hex(code);
-  }
   LONG locate() { return AA_2nd_Diff_Peak_Loc(file_, 0, 0, 0); }
   LONG fit() { return lPANolin(file_, 0, 0, 0); }
   int lines() { return countOf(file_, ORB_CLS_PEAKS); }
-  double number(ULONG code, int record) { return got<double>(file_, code, static_cast<USHORT>(record)); }
-  int whole(ULONG code, int record) { return got<int>(file_, code, static_cast<USHORT>(record)); }
-
-  /// Every value of a block.
-  std::map<std::tuple<ULONG, USHORT, USHORT>, std::string> contentOf(USHORT cls) {
-    std::map<std::tuple<ULONG, USHORT, USHORT>, std::string> values;
-    USHORT records = 0;
-    AioCount(file_, cls, 0, 0, &records);
-    for (USHORT record = 0; record <= records; ++record) {
-      std::vector<AioValueInfo_T> infos(200);
-      ULONG count = 0;
-      if (AioListValues(file_, cls, record, infos.data(), 200, &count) != AIO_OK) continue;
-      infos.resize(count);
-      for (const AioValueInfo_T& info : infos)
-        getBytes(file_, info.ulCode, record, info.usEntry, AIO_MAX_VALUE_BYTES,
-                 values[{info.ulCode, record, info.usEntry}]);
-    }
-    return values;
-  }
-
-  File file_;
 };
 
 struct Truth {
@@ -121,8 +71,8 @@ TEST_F(PeakFile, EveryLineIsLocatedAndFitted) {
   EXPECT_THAT(lines(), testing::AllOf(testing::Ge(7), testing::Le(12)));  // multiplets show in the fit alone
   ASSERT_ANA(ANA_OK, fit());
   ASSERT_EQ(lines(), static_cast<int>(kTruth.size()));
-  EXPECT_EQ(got<int>(file_, 0x20060060), lines());
-  EXPECT_EQ(got<int>(file_, 0x20060061), 7);
+  EXPECT_EQ(whole(0x20060060), lines());
+  EXPECT_EQ(whole(0x20060061), 7);
   for (int record = 1; record <= lines(); ++record) {
     const Truth& truth = kTruth[static_cast<std::size_t>(record - 1)];
     SCOPED_TRACE(truth.position);
@@ -226,8 +176,7 @@ TEST_F(PeakFile, FailuresHaveAStatusAndLeaveTheTableAlone) {
        [&] { put(kFitFirst, 1), put(kFitLast, 1024); }},
       {"fit behind the end", fitting, ANA_OUTSIDE, [&] { put(kFitFirst, 1025), put(kFitLast, 2000); },
        [&] { put(kFitFirst, 1), put(kFitLast, 1024); }},
-      {"continuum", fitting, ANA_BADSETTING, [&] { put(0x20030028, std::string("CURVED")); },
-       [&] { put(0x20030028, std::string("STEP")); }},
+      {"continuum", fitting, ANA_BADSETTING, [&] { put(0x20030028, "CURVED"); }, [&] { put(0x20030028, "STEP"); }},
       {"fit, NaN", fitting, ANA_BADCOUNTS, [&] { setCount(512, kNan); }, [&] { setCount(512, 50); }},
       {"width falls", fitting, ANA_BADCAL, [&] { put(0x20000049, -0.1); }, [&] { put(0x20000049, 0.05); }},
       {"gain NaN", locating, ANA_BADCAL, [&] { put(0x20000021, static_cast<double>(kNan)); },
@@ -278,27 +227,27 @@ class RegionFile : public PeakFile {
 TEST_F(RegionFile, OneLineIsFitted) {
   region(788, 813);
   ASSERT_ANA(ANA_OK, run());
-  EXPECT_NEAR(got<double>(file_, 0x200D0002), 800.4, 4 * got<double>(file_, 0x200D0005));
-  EXPECT_LT(got<double>(file_, 0x200D0005), 0.05);
-  EXPECT_NEAR(got<double>(file_, 0x200D0004), 20000, 4 * got<double>(file_, 0x200D0008));
-  EXPECT_NEAR(got<double>(file_, 0x20130005), 2, 4 * got<double>(file_, 0x20130006));  // [keV]
-  EXPECT_NEAR(got<double>(file_, 0x20130004), 400.2, 0.05);
-  EXPECT_EQ(got<int>(file_, 0x2013000B), 0);
+  EXPECT_NEAR(number(0x200D0002), 800.4, 4 * number(0x200D0005));
+  EXPECT_LT(number(0x200D0005), 0.05);
+  EXPECT_NEAR(number(0x200D0004), 20000, 4 * number(0x200D0008));
+  EXPECT_NEAR(number(0x20130005), 2, 4 * number(0x20130006));  // [keV]
+  EXPECT_NEAR(number(0x20130004), 400.2, 0.05);
+  EXPECT_EQ(whole(0x2013000B), 0);
 }
 
 TEST_F(RegionFile, ChannelsPastTheEndAreLeftOutAndMarked) {
   region(1008, 1040);
   ASSERT_ANA(ANA_OK, run());
-  EXPECT_EQ(got<int>(file_, kRegionLast), 1024);
-  EXPECT_EQ(got<int>(file_, 0x2013000B) & 8, 8);
-  EXPECT_NEAR(got<double>(file_, 0x200D0002), 1021, 4 * got<double>(file_, 0x200D0005));
+  EXPECT_EQ(whole(kRegionLast), 1024);
+  EXPECT_EQ(whole(0x2013000B) & 8, 8);
+  EXPECT_NEAR(number(0x200D0002), 1021, 4 * number(0x200D0005));
 }
 
 TEST_F(RegionFile, FailuresHaveAStatusAndLeaveTheFormerPoint) {
   region(788, 813);
   ASSERT_ANA(ANA_OK, run());
   const auto former = contentOf(0x200D);
-  const double width = got<double>(file_, 0x20130005);
+  const double width = number(0x20130005);
   const struct {
     const char* name;
     int first, last;
@@ -315,7 +264,7 @@ TEST_F(RegionFile, FailuresHaveAStatusAndLeaveTheFormerPoint) {
     for (const auto& [channel, count] : c.counts) setCount(channel, count);
     EXPECT_ANA(c.status, run()) << c.name;
     EXPECT_TRUE(contentOf(0x200D) == former) << c.name;
-    EXPECT_EQ(got<double>(file_, 0x20130005), width) << c.name;
+    EXPECT_EQ(number(0x20130005), width) << c.name;
   }
   region(788, 813);
   EXPECT_ANA(ANA_BADARG, run(2));

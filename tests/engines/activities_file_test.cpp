@@ -36,7 +36,7 @@ class ActivitiesFileTest : public EngineFileTest {
 
   /// Another measurement of ten times the live time with the peaks that are given.
   std::string backgroundFile(const std::vector<std::array<double, 3>>& peaks) {
-    const std::string path = (folder_ / "background.dat").string();
+    const std::string path = folder_ / "background.dat";
     FileAccess background;
     EXPECT_EQ(background.create(path, 1000, false), 0u);
     background.setParameter(0x20000005, Variant(10000.0), 0, 0);
@@ -84,7 +84,7 @@ TEST_F(ActivitiesFileTest, BackgroundLinesAreTakenOffTheNearestPeakScaledToTheLi
 
 TEST_F(ActivitiesFileTest, ABackgroundThatCannotBeReadRefusesAndChangesNothing) {
   addPeak(400, 1000, 40);
-  setText(0x20030060, (folder_ / "missing.dat").string());
+  setText(0x20030060, folder_ / "missing.dat");
   EXPECT_NE(correct(), 0u);
   EXPECT_FALSE(hasValue(kEmission));
   setText(0x20030027, "Gross");  // then nobody asks for it

@@ -10,6 +10,7 @@
 
 #include "FileAccess.h"
 #include "comdefs.h"
+#include "scratch_folder.h"
 
 namespace orbtest {
 
@@ -30,10 +31,8 @@ class EngineFileTest : public testing::Test {
  protected:
   void SetUp() override {
     ::unsetenv("ORBDB");
-    std::string pattern = (std::filesystem::temp_directory_path() / "orb_XXXXXX").string();
-    folder_ = ::mkdtemp(pattern.data());
-    ::setenv("ORB_DATA_DIR", folder_.c_str(), 1);
-    ASSERT_EQ(file_.create((folder_ / "spectrum.dat").string(), 1000, false), 0u);
+    ::setenv("ORB_DATA_DIR", folder_.path().c_str(), 1);
+    ASSERT_EQ(file_.create(folder_ / "spectrum.dat", 1000, false), 0u);
     for (const auto& [code, value] : std::initializer_list<std::pair<std::uint32_t, double>>{{0x20000020, 0},
                                                                                              {0x20000021, 1},
                                                                                              {0x20000022, 0},
@@ -55,7 +54,6 @@ class EngineFileTest : public testing::Test {
   void TearDown() override {
     file_.close(com::norvale::orb::NOFLUSH);
     ::unsetenv("ORB_DATA_DIR");
-    std::filesystem::remove_all(folder_);
   }
 
   std::uint32_t runEngine(const char* entry_point, const char* library) {
@@ -87,7 +85,7 @@ class EngineFileTest : public testing::Test {
   void makeLibrary(const std::vector<LibraryLine>& lines) {
     std::filesystem::remove(folder_ / "test.lib");
     FileAccess library;
-    ASSERT_EQ(library.create((folder_ / "test.lib").string(), 16, false), 0u);
+    ASSERT_EQ(library.create(folder_ / "test.lib", 16, false), 0u);
     ASSERT_EQ(library.createBlock(0x20070000, 0, 1, 1), 0u);
     std::uint16_t record = 0;
     for (const LibraryLine& line : lines) {
@@ -131,7 +129,7 @@ class EngineFileTest : public testing::Test {
     return found;
   }
 
-  std::filesystem::path folder_;
+  ScratchFolder folder_;
   FileAccess file_;
 };
 

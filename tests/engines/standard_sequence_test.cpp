@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
 #include <random>
 #include <thread>
 
 #include "FileAccess.h"
+#include "scratch_folder.h"
 
 namespace orbtest {
 namespace {
@@ -19,14 +19,9 @@ constexpr int kRuns = 4;
 
 class StandardSequenceTest : public ::testing::Test {
  protected:
-  StandardSequenceTest() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "orb_XXXXXX").string();
-    folder_ = ::mkdtemp(pattern.data());
-    writeLibrary();
-  }
-  ~StandardSequenceTest() override { std::filesystem::remove_all(folder_); }
+  StandardSequenceTest() { writeLibrary(); }
 
-  std::string path(const std::string& name) const { return (folder_ / name).string(); }
+  std::string path(const std::string& name) const { return folder_ / name; }
 
   void writeLibrary() const {
     struct Line {
@@ -99,7 +94,7 @@ class StandardSequenceTest : public ::testing::Test {
   }
 
  private:
-  std::filesystem::path folder_;
+  ScratchFolder folder_;
 };
 
 TEST_F(StandardSequenceTest, TwoThreadsOnTwoFilesGetWhatOneGets) {

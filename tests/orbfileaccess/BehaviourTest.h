@@ -11,6 +11,7 @@
 
 #include "FileAccess.h"
 #include "aiostatus.h"
+#include "scratch_folder.h"
 #include "writelog.h"
 
 namespace orbtest {
@@ -29,18 +30,13 @@ class BehaviourTest : public ::testing::Test {
  protected:
   BehaviourTest() {
     ::unsetenv("ORBDB");
-    std::string pattern = (std::filesystem::temp_directory_path() / "orb_XXXXXX").string();
-    folder_ = ::mkdtemp(pattern.data());
     namespace vyx = com::norvale::application::vyx;
     previous_sink_ = vyx::routeLog([this](const vyx::LogLine& line) { log.push_back(vyx::formatLogLine(line)); });
   }
 
-  ~BehaviourTest() override {
-    com::norvale::application::vyx::routeLog(previous_sink_);
-    std::filesystem::remove_all(folder_);
-  }
+  ~BehaviourTest() override { com::norvale::application::vyx::routeLog(previous_sink_); }
 
-  std::string path(const std::string& name) const { return (folder_ / name).string(); }
+  std::string path(const std::string& name) const { return folder_ / name; }
 
   /// A new spectrum file of 4096 channels, open for writing.
   void create(FileAccess& file, const std::string& name) const { ASSERT_EQ(file.create(path(name), 4096, false), 0u); }
@@ -68,7 +64,7 @@ class BehaviourTest : public ::testing::Test {
   std::vector<std::string> log;
 
  private:
-  std::filesystem::path folder_;
+  ScratchFolder folder_;
   com::norvale::application::vyx::LogSink previous_sink_;
 };
 

@@ -148,22 +148,6 @@ TEST_F(HandlesTest, NullAndMadeUpHandlesAreRefusedByEveryOperation) {
   expectGoodUntouched();
 }
 
-TEST_F(HandlesTest, ClosedHandlesStayBadAndAreNotGivenToTheNextFile) {
-  std::vector<void*> closed;
-  for (int i = 0; i < 50; ++i) {
-    File file = File::open(path("good.orb"), AIO_READ_ONLY);
-    for (const void* earlier : closed) ASSERT_NE(static_cast<void*>(file), earlier);
-    closed.push_back(file);
-    EXPECT_EQ(AioIsOpen(closed.back()), 1);
-    ASSERT_STATUS(AIO_OK, file.close());
-    expectBad(closed.back());
-  }
-  File file = File::open(path("good.orb"), AIO_READ_ONLY);
-  for (void* handle : closed) expectBad(handle);
-  EXPECT_EQ(got<LONG>(file, kCode, 2), 2);
-  expectGoodUntouched();
-}
-
 TEST_F(HandlesTest, EveryWayToEndAHandleEndsIt) {
   struct Case {
     ULONG option;

@@ -2,7 +2,6 @@
 /// that close themselves, values as bytes, and the writing of small dictionaries.
 #pragma once
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,6 +17,7 @@
 #include <vector>
 
 #include "aiolib.h"
+#include "scratch_folder.h"
 
 namespace porbtest {
 
@@ -38,29 +38,7 @@ struct Named {
 #define EXPECT_STATUS(expected, ...) EXPECT_EQ(porbtest::Named{expected}, porbtest::Named{__VA_ARGS__})
 #define ASSERT_STATUS(expected, ...) ASSERT_EQ(porbtest::Named{expected}, porbtest::Named{__VA_ARGS__})
 
-/// An empty folder that goes away with everything in it. It lies in memory where there is a place for that, because
-/// these tests flush often and none of them pulls the plug.
-class TempDir {
- public:
-  TempDir() {
-    const bool in_memory = std::getenv("TMPDIR") == nullptr && access("/dev/shm", W_OK) == 0;
-    std::string name = in_memory ? "/dev/shm" : std::filesystem::temp_directory_path().string();
-    name += "/porb-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no scratch folder at " + name);
-    path_ = name;
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
+using TempDir = orbtest::ScratchFolder;
 
 /// Sets environment variables of the process and brings the former values back.
 class Environment {

@@ -404,39 +404,6 @@ TEST_F(ValuesTest, RecordsAndEntriesEndAtTheirLimitAndNothingIsChangedBeyond) {
 
 // ---- Blocks -----------------------------------------------------------------------------------------------------
 
-TEST_F(ValuesTest, OperationsOnBlocksThatAreMissingPresentOrSpectralAnswerTheirOwnStatus) {
-  ASSERT_STATUS(AIO_OK, AioCreatePHA(file_, 1, 16, 1));
-  ASSERT_STATUS(AIO_OK, AioCreateBlock(file_, 0x2006, 0xFFFFFFFF));
-  EXPECT_STATUS(AIO_BLOCKEXISTS, AioCreateBlock(file_, 0x2006, 0));
-  EXPECT_STATUS(AIO_BLOCKEXISTS, AioCreatePHA(file_, 1, 16, 1));
-  EXPECT_STATUS(AIO_NOTPLAINBLOCK, AioCreateBlock(file_, 0x2005, 0));
-  EXPECT_STATUS(AIO_UNKNOWNCLASS, AioCreateBlock(file_, 0x2007, 0)) << "no parameter of that class";
-  EXPECT_STATUS(AIO_NOBLOCK, AioDeleteBlock(file_, 0x2008));
-  for (const ULONG level : {0u, 1u, 19u, 21u, 50u, 0xFFFFFFFFu})
-    EXPECT_STATUS(AIO_BADLEVEL, AioDeleteLevel(file_, level));
-  struct Case {
-    USHORT cls;
-    ULONG status;
-  };
-  for (const Case& c : {Case{0x2008, AIO_NOBLOCK}, Case{0x2005, AIO_NOTPLAINBLOCK}}) {
-    SCOPED_TRACE(hex(c.cls, 4));
-    USHORT count = 0x5A5A;
-    EXPECT_STATUS(c.status, AioCount(file_, c.cls, 0, 0, &count));
-    EXPECT_EQ(count, 0);
-    EXPECT_STATUS(c.status, AioInsertRecord(file_, c.cls, 0));
-    EXPECT_STATUS(c.status, AioInsertEntry(file_, c.cls, 0, 0));
-    EXPECT_STATUS(c.status, AioDelete(file_, c.cls, 1, 0));
-    EXPECT_STATUS(c.status, AioMoveRecord(c.cls, file_, 1, file_, 1));
-  }
-  USHORT count = 0x5A5A;
-  EXPECT_STATUS(AIO_BADRECORD, AioCount(file_, 0x2006, 1, 0, &count));
-  EXPECT_EQ(count, 0);
-  EXPECT_STATUS(AIO_BADARG, AioCount(file_, 0x2006, 0, 0, nullptr));
-  for (const auto& [record, entry, status] :
-       {std::tuple<USHORT, USHORT, ULONG>{0, 0, AIO_BADRECORD}, {1, 0, AIO_BADRECORD}, {0, 1, AIO_BADENTRY}})
-    EXPECT_STATUS(status, AioDelete(file_, 0x2006, record, entry));
-}
-
 TEST_F(ValuesTest, ListingsTellTheWholeNumberAndFillNoMoreThanThereIsRoomFor) {
   ASSERT_STATUS(AIO_OK, put(file_, kRecord + AIO_T_INT32, 1, 0, LONG{1}));
   ASSERT_STATUS(AIO_OK, put(file_, kRecord + AIO_T_DOUBLE, 1, 0, 1.0));

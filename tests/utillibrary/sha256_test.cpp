@@ -1,11 +1,12 @@
 #include "sha256.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
+
+#include "scratch_folder.h"
 
 namespace {
 
@@ -27,13 +28,12 @@ TEST(Sha256, AgreesWithThePublishedExamplesAndAtTheEdgesOfBlocks) {
 }
 
 TEST(Sha256, OfAFileIsThatOfWhatWasRead) {
-  std::string pattern = (fs::temp_directory_path() / "orb_XXXXXX").string();
-  const fs::path folder = ::mkdtemp(pattern.data());
+  const orbtest::ScratchFolder folder;
   const std::string path = folder / "f";
   const auto write = [&](const std::string& text) { std::ofstream(path) << text; };
   write(std::string(1000000, 'a'));
   EXPECT_EQ(sha256OfFile(path), sha256(std::string(1000000, 'a')));
-  EXPECT_EQ(sha256OfFile(folder), std::nullopt);
+  EXPECT_EQ(sha256OfFile(folder.path()), std::nullopt);
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   EXPECT_EQ(sha256OfFile(folder / "pipe"), std::nullopt) << "and is not waited for";
 
@@ -45,7 +45,6 @@ TEST(Sha256, OfAFileIsThatOfWhatWasRead) {
     fs::rename(folder / "next", path);
   };
   EXPECT_EQ(sha256OfRead(path, swap), std::nullopt) << "another file at every attempt";
-  fs::remove_all(folder);
 }
 
 }  // namespace

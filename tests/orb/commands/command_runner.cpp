@@ -78,14 +78,11 @@ void writeFile(const fs::path& path, const std::string& bytes) {
 
 CommandTest::CommandTest() : previous_(fs::current_path()) {
   ::unsetenv("ORBDB");
-  std::string pattern = (fs::temp_directory_path() / "orb_XXXXXX").string();
-  folder_ = ::mkdtemp(pattern.data());
-  fs::current_path(folder_);
+  fs::current_path(folder_.path());
 }
 
 CommandTest::~CommandTest() {
   fs::current_path(previous_);
-  fs::remove_all(folder_);
 }
 
 Result CommandTest::orb(const std::vector<std::string>& arguments, Output output) {
@@ -109,7 +106,7 @@ nlohmann::json CommandTest::json(std::vector<std::string> arguments) {
 
 std::vector<std::string> CommandTest::folder() const {
   std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder_)) names.push_back(entry.path().filename());
+  for (const auto& entry : fs::directory_iterator(folder_.path())) names.push_back(entry.path().filename());
   std::sort(names.begin(), names.end());
   return names;
 }

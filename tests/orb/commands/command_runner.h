@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "scratch_folder.h"
+
 namespace orbtest {
 
 struct Result {
@@ -44,7 +46,7 @@ class CommandTest : public ::testing::Test {
   std::vector<std::string> folder() const;
 
  private:
-  std::filesystem::path folder_;
+  ScratchFolder folder_{ScratchFolder::OnDisk};
   std::filesystem::path previous_;
 };
 

@@ -126,19 +126,6 @@ void writePeaks(void* handle, USHORT first, USHORT last, double seed) {
 
 }  // namespace
 
-ScratchDir::ScratchDir(Place place) {
-  const char* memory = "/dev/shm";
-  const bool in_memory = place == InMemory && access(memory, W_OK | X_OK) == 0;
-  const std::filesystem::path base = in_memory ? memory : std::filesystem::temp_directory_path();
-  path_ = (base / "orb-faults-XXXXXX").string();
-  if (mkdtemp(path_.data()) == nullptr) throw std::filesystem::filesystem_error("mkdtemp", path_, {});
-}
-
-ScratchDir::~ScratchDir() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 std::string readBytes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "aiolib.h"
+#include "scratch_folder.h"
 
 namespace faults {
 
@@ -17,21 +18,7 @@ constexpr int kStride = 7;
 constexpr int kStride = 1;
 #endif
 
-/// An empty folder that goes away with everything in it. In memory where the machine has such a place: most tests
-/// make thousands of files and no point of their durability.
-class ScratchDir {
- public:
-  enum Place { InMemory, OnDisk };
-  explicit ScratchDir(Place place = InMemory);
-  ~ScratchDir();
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
+using ScratchDir = orbtest::ScratchFolder;
 
 /// Bytes of a file; empty when there is none.
 std::string readBytes(const std::string& path);
