@@ -1,16 +1,20 @@
 """Drives a headless Chromium through chromedriver, with nothing but Python's standard library."""
 import json
 import os
+import pathlib
 import shutil
 import socket
 import subprocess
+import tempfile
 import time
+import unittest
 import urllib.error
 import urllib.request
 
 FLAGS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--window-size=1200,800",
          "--disable-background-networking", "--disable-component-update", "--disable-sync", "--hide-scrollbars",
          "--force-device-scale-factor=1"]
+SKIPPED = 77
 START_LIMIT_S = 60
 ELEMENT_KEY = "element-6066-11e4-a52e-4f735466cecf"  # how WebDriver spells a reference to an element
 
@@ -114,3 +118,33 @@ class Browser:
         return [entry["message"] for entry in log
                 if entry["level"] in ("SEVERE", "WARNING") and entry.get("source") != "rendering"
                 and not entry["message"].startswith("rendering ")]
+
+
+class PageTest(unittest.TestCase):
+    """Pages in a folder, opened one after the other in one browser. No page may complain."""
+    folder = None
+    browser = None
+
+    def open(self, name):
+        self.browser.open(self.folder / f"{name}.html")
+
+    def tearDown(self):
+        self.assertEqual(self.browser.complaints(), [])
+
+
+def main(test_class, make_pages):
+    """Runs the tests on what make_pages(folder) makes. @return the exit status; 77 without Chromium or pages"""
+    programs = find_programs()
+    if not programs:
+        print("skipped: chromium and chromedriver are not installed")
+        return SKIPPED
+    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as profile:
+        if not make_pages(folder):
+            print("skipped: this build makes no HTML pages")
+            return SKIPPED
+        test_class.folder = pathlib.Path(folder)
+        test_class.browser = Browser(programs, profile)
+        try:
+            return 0 if unittest.main(argv=[""], exit=False).result.wasSuccessful() else 1
+        finally:
+            test_class.browser.close()

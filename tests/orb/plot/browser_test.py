@@ -3,16 +3,11 @@
     browser_test.py PLOT_SAMPLES
 """
 import base64
-import pathlib
 import subprocess
 import sys
-import tempfile
-import unittest
 
 sys.dont_write_bytecode = True  # the folder of the sources stays as it is
 import browser as driver
-
-SKIPPED = 77
 
 # Whether pixels of the canvas between two heights, at the place of a channel, have the colour of the curve.
 CURVE_AT = """
@@ -26,16 +21,7 @@ for (let i = 0; i < pixels.length; i += 4) {
 return false;"""
 
 
-class BrowserTest(unittest.TestCase):
-    folder = None
-    browser = None
-
-    def open(self, name):
-        self.browser.open(self.folder / f"{name}.html")
-
-    def tearDown(self):
-        self.assertEqual(self.browser.complaints(), [])
-
+class BrowserTest(driver.PageTest):
     def scale(self, name):
         return self.browser.run(f"const s = spectrumPlot.chart.scales.{name}; return [s.min, s.max];")
 
@@ -154,23 +140,12 @@ class BrowserTest(unittest.TestCase):
         self.assertEqual((self.scale("x"), self.browser.run("return spectrumPlot.chart.width;")), before)
 
 
-def main():
-    programs = driver.find_programs()
-    if not programs:
-        print("skipped: chromium and chromedriver are not installed")
-        return SKIPPED
-    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as profile:
-        status = subprocess.run([sys.argv[1], folder], check=False).returncode
-        if status != 0:
-            print("skipped: this build makes no HTML pages" if status == SKIPPED else "plot_samples failed")
-            return status
-        BrowserTest.folder = pathlib.Path(folder)
-        BrowserTest.browser = driver.Browser(programs, profile)
-        try:
-            return 0 if unittest.main(argv=sys.argv[:1], exit=False).result.wasSuccessful() else 1
-        finally:
-            BrowserTest.browser.close()
+def make_pages(folder):
+    status = subprocess.run([sys.argv[1], folder], check=False).returncode
+    if status not in (0, driver.SKIPPED):
+        sys.exit(f"plot_samples ended with {status}")
+    return status == 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(driver.main(BrowserTest, make_pages))

@@ -2,19 +2,15 @@
 
     browser_test.py ORB FILL_RESULTS
 """
-import base64
 import json
 import pathlib
 import subprocess
 import sys
-import tempfile
-import unittest
 
 sys.dont_write_bytecode = True  # the folder of the sources stays as it is
 sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "plot"))
 import browser as driver  # noqa: E402
 
-SKIPPED = 77
 EFFICIENCIES = ["59.5:0.011:0.0004", "122:0.021:0.0006", "344:0.0095:0.0003", "662:0.0052:0.0002", "1408:0.0027:0.0001"]
 
 # Pixels of a chart's canvas that are not transparent.
@@ -41,16 +37,8 @@ def make_files(orb, fill, folder):
     return peaks
 
 
-class ReportTest(unittest.TestCase):
-    folder = None
-    browser = None
+class ReportTest(driver.PageTest):
     peaks = []
-
-    def open(self, name):
-        self.browser.open(self.folder / f"{name}.html")
-
-    def tearDown(self):
-        self.assertEqual(self.browser.complaints(), [])
 
     def rows(self, table):
         return self.browser.run(f"return [...document.querySelectorAll('#{table} tbody tr')].map("
@@ -135,37 +123,17 @@ class ReportTest(unittest.TestCase):
         self.assertGreater(self.browser.run(PIXELS % "spectrumReport.plot.chart"), 5000)
         self.assertFalse(self.browser.run("return document.getElementById('residuals') !== null;"))
 
-    def test_printing_leaves_the_page_as_it_was(self):
-        self.open("full")
-        self.browser.click("#peak-3 button")
-        before = self.scale("plot.chart"), self.browser.run("return spectrumReport.plot.chart.width;")
-        self.assertTrue(base64.b64decode(self.browser.print_page()).startswith(b"%PDF"))
-        self.assertEqual((self.scale("plot.chart"), self.browser.run("return spectrumReport.plot.chart.width;")), before)
 
-
-def main():
-    programs = driver.find_programs()
-    if not programs:
-        print("skipped: chromium and chromedriver are not installed")
-        return SKIPPED
+def make_pages(folder):
     orb, fill = (str(pathlib.Path(path).resolve()) for path in sys.argv[1:3])
-    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as profile:
-        try:
-            ReportTest.peaks = make_files(orb, fill, folder)
-        except subprocess.CalledProcessError as error:
-            print(error.stderr)
-            if "without HTML pages" in (error.stderr or ""):
-                print("skipped: this build makes no HTML pages")
-                return SKIPPED
-            return 1
-        ReportTest.folder = pathlib.Path(folder)
-        ReportTest.browser = driver.Browser(programs, profile)
-        try:
-            result = unittest.main(argv=sys.argv[:1], exit=False).result
-        finally:
-            ReportTest.browser.close()
-        return 0 if result.wasSuccessful() else 1
+    try:
+        ReportTest.peaks = make_files(orb, fill, folder)
+        return True
+    except subprocess.CalledProcessError as error:
+        if "without HTML pages" in (error.stderr or ""):
+            return False
+        sys.exit(error.stderr)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(driver.main(ReportTest, make_pages))
