@@ -194,22 +194,6 @@ TEST(EnergyFit, QuotedUncertaintiesAreTheRealOnes) {
   }
 }
 
-TEST(EnergyFit, WithoutUncertaintiesTheScatterGivesTheVariance) {
-  Noise noise(7);
-  const auto curve = [](double x) { return 0.5 + 0.25 * x; };
-  double quoted = 0;
-  double real = 0;
-  for (int i = 0; i < kReplicas; ++i) {
-    Points points = pointsOn(kPositions, curve, 0.05, &noise);
-    points.u.assign(points.size(), 0.0);
-    const EnergyFit fit = fitEnergy(points, 2, 0.0, 8192);
-    quoted += varianceAt(fit, 3000);
-    real += std::pow(polynomialAt(fit.coefficients, 3000) - curve(3000), 2);
-  }
-  RecordProperty("quoted_over_real_sigma", std::to_string(std::sqrt(quoted / real)));
-  EXPECT_NEAR(std::sqrt(quoted / real), 1.0, 0.05);
-}
-
 TEST(ShapeFit, CurvesComeBackExactlyAndQuoteRealUncertainties) {
   const auto width = [](double energy) { return -0.3 + 0.05 * std::sqrt(energy); };
   const auto tail = [](double energy) { return 0.4 + 6e-4 * energy; };

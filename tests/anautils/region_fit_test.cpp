@@ -199,39 +199,6 @@ TEST_P(Singlets, AreUnbiasedAndQuoteTheirRealSpread) {
   EXPECT_NEAR(positions.bias(15.23), 0, 0.06);
 }
 
-/// Fisher information by differences of the simulator's model, for area, position and both levels.
-TEST(RegionFit, ReachesTheCramerRaoBound) {
-  const TrueRegion region = singlet(1000, 5);
-  const std::vector<double> expected = expectedCounts(region);
-  const auto column = [&](double TrueLine::*p, double difference) {
-    TrueRegion changed = region;
-    changed.lines[0].*p += difference;
-    std::vector<double> counts = expectedCounts(changed);
-    for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = (counts[i] - expected[i]) / difference;
-    return counts;
-  };
-  const std::vector<double> by_area = column(&TrueLine::area, 1), by_position = column(&TrueLine::position, 1e-4);
-  Eigen::Matrix4d information = Eigen::Matrix4d::Zero();
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    const Eigen::Vector4d row(by_area[i], by_position[i], 1, static_cast<double>(i));
-    information += row * row.transpose() / expected[i];
-  }
-  const Eigen::Matrix4d bound = information.inverse();
-  std::mt19937_64 random(17);
-  Spread areas, positions;
-  for (int replica = 0; replica < 4000; ++replica) {
-    const RegionFit result = fit(drawnCounts(expected, random), {{15, 5}}, settingsOf(WidthMode::Fixed));
-    areas.add(result.lines[0].area, result.lines[0].area_u);
-    positions.add(result.lines[0].centroid, result.lines[0].centroid_u);
-  }
-  const double area_ratio = areas.deviation() * areas.deviation() / bound(0, 0);
-  const double position_ratio = positions.deviation() * positions.deviation() / bound(1, 1);
-  RecordProperty("area_variance_over_bound", std::to_string(area_ratio));
-  RecordProperty("position_variance_over_bound", std::to_string(position_ratio));
-  EXPECT_LT(area_ratio, 1.05);
-  EXPECT_LT(position_ratio, 1.05);
-}
-
 TEST(RegionFit, QuotesTheRealSpreadOfADoubletAndOfItsSum) {
   const std::vector<double> expected = expectedCounts(doublet(1.3, 1, 800, 2));
   std::mt19937_64 random(23);

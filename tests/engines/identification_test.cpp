@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 
 #include "kernel/activity.h"
 #include "kernel/decay.h"
@@ -251,35 +250,6 @@ TEST(ActivityTest, LineThatDoesNotAgreeIsLeftOut) {
   EXPECT_EQ(result.nuclides[0].lines, 2);
   EXPECT_EQ(result.lines[2].weight, 0);
   EXPECT_NEAR(solveActivities(peaks, lines, 1, 0).nuclides[0].value, 117, 1e-9) << "0: all are kept";
-}
-
-TEST(ActivityTest, SharedUncertaintyDoesNotAverageOut) {
-  std::vector<Contribution> lines;
-  std::vector<PeakArea> peaks;
-  for (int i = 0; i < 25; ++i) {
-    lines.push_back({0, i, 10, 0, 0.05});
-    peaks.push_back({1000, 1});
-  }
-  EXPECT_NEAR(solveActivities(peaks, lines, 1, 3).nuclides[0].u, 5, 0.05);
-}
-
-/// The quoted uncertainty is the scatter of repeated measurements.
-TEST(ActivityTest, PullsAreStandardNormal) {
-  std::mt19937_64 random(5);
-  std::normal_distribution<double> normal;
-  double sum = 0, sum2 = 0;
-  constexpr int kRuns = 2000;
-  for (int run = 0; run < kRuns; ++run) {
-    const ActivityResult result = solveActivities(
-        {{1000 + 40 * normal(random), 40}, {900 + 30 * normal(random), 30}, {100 + 15 * normal(random), 15}},
-        sharedPeak(), 2, 0);
-    // Three peaks for two nuclides: what enlarges the uncertainty after a poor fit is left aside here.
-    const double pull = (result.nuclides[1].value - 50) / result.nuclides[1].counting_u;
-    sum += pull;
-    sum2 += pull * pull;
-  }
-  EXPECT_NEAR(sum / kRuns, 0, 4 / std::sqrt(kRuns));
-  EXPECT_NEAR(std::sqrt(sum2 / kRuns), 1, 4 / std::sqrt(2.0 * kRuns));
 }
 
 // ---- Decay -----------------------------------------------------------------------------------------------------

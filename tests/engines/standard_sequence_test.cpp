@@ -1,51 +1,30 @@
 // All engines in a row, on files of two threads at once.
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <random>
 #include <thread>
 
-#include "FileAccess.h"
-#include "scratch_folder.h"
+#include "engine_file.h"
 
 namespace orbtest {
 namespace {
 
-using com::norvale::datatypes::Variant;
-using com::norvale::orb::FileAccess;
-
 constexpr int kChannels = 4096;
 constexpr int kRuns = 4;
 
-class StandardSequenceTest : public ::testing::Test {
+class StandardSequenceTest : public EngineFileTest {
  protected:
-  StandardSequenceTest() { writeLibrary(); }
-
-  std::string path(const std::string& name) const { return folder_ / name; }
-
-  void writeLibrary() const {
-    struct Line {
-      const char* nuclide;
-      double energy, probability;
-    };
-    FileAccess library;
-    EXPECT_EQ(library.open(path("TEST.NLB"), com::norvale::orb::CREATE), 0u);
-    std::uint16_t record = 0;
-    for (const Line& line : {Line{"Cs-137", 661.66, 85.1}, Line{"Co-60", 1173.23, 99.85}, Line{"Co-60", 1332.49, 99.98},
-                             Line{"Mn-54", 834.85, 99.98}}) {
-      ++record;
-      library.setParameter(0x20070001, Variant(line.nuclide), record, 0);
-      library.setParameter(0x20070002, Variant(line.energy), record, 0);
-      library.setParameter(0x20070004, Variant(line.probability), record, 0);
-      library.setParameter(0x20070009, Variant(true), record, 0);
-    }
-    EXPECT_EQ(library.close(com::norvale::orb::FLUSH), 0u);
+  void SetUp() override {
+    EngineFileTest::SetUp();
+    makeLibrary({{"Cs-137", 661.66, 85.1, true},
+                 {"Co-60", 1173.23, 99.85, true},
+                 {"Co-60", 1332.49, 99.98, true},
+                 {"Mn-54", 834.85, 99.98, true}});
   }
 
   /// A caesium and two cobalt lines on a flat continuum, 0.5 keV a channel, with the steps of a sequence.
   /// For one thread only: the standard library's Poisson numbers leave a sign in a variable of the whole process.
   void prepare(FileAccess& file, const std::string& name) const {
-    ASSERT_EQ(file.create(path(name), kChannels, false), 0u);
+    ASSERT_EQ(file.create(folder_ / name, kChannels, false), 0u);
     std::mt19937_64 random(3);
     std::vector<int> counts(kChannels);
     for (int channel = 1; channel <= kChannels; ++channel) {
@@ -59,8 +38,8 @@ class StandardSequenceTest : public ::testing::Test {
     }
     file.setSpectrum(counts, 1, 1);
     file.setParameter(0x20000005, Variant(1000.0), 0, 0);
-    file.setParameter(0x2010004A, Variant("TEST.NLB"), 0, 0);
-    file.setParameter(0x20100072, Variant("TEST.NLB"), 0, 0);
+    file.setParameter(0x2010004A, Variant("test.lib"), 0, 0);
+    file.setParameter(0x20100072, Variant("test.lib"), 0, 0);
     std::uint16_t step = 0;
     for (const char* const engine : {"energy and shape check", "calibration adjustment", "peak location", "peak area",
                                      "efficiency correction", "nuclide identification", "detection limits"})
@@ -92,9 +71,6 @@ class StandardSequenceTest : public ::testing::Test {
     }
     return results;
   }
-
- private:
-  ScratchFolder folder_;
 };
 
 TEST_F(StandardSequenceTest, TwoThreadsOnTwoFilesGetWhatOneGets) {

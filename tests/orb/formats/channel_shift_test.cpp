@@ -40,14 +40,6 @@ TEST(ChannelShift, KnownPolynomialsConvertBothWays) {
   }
 }
 
-TEST(ChannelShift, EnergyOfAChannelStaysTheSame) {
-  const Coefficients from_zero{-0.035087, 0.1828039, -6.86613e-10, 1e-15};
-  const Coefficients from_one = toChannelsFromOne(from_zero);
-  for (const double channel : {0.0, 1.0, 1000.0, 16383.0}) {
-    EXPECT_NEAR(polynomial(from_zero, channel), polynomial(from_one, channel + 1), 1e-12);
-  }
-}
-
 /// A number with this many random significant digits.
 double printed(std::mt19937_64& random, int digits, int lowest_exponent, int highest_exponent) {
   std::uniform_real_distribution<double> mantissa(1, 10);
@@ -65,16 +57,8 @@ TEST(ChannelShift, PrintedDigitsSurviveThereAndBack) {
     const Coefficients given{printed(random, digits, -2, 1), printed(random, digits, -2, 0),
                              printed(random, digits, -10, -5), printed(random, digits, -16, -12)};
     ASSERT_EQ(toChannelsFromZero(toChannelsFromOne(given)), given) << digits << " digits, case " << i;
-  }
-}
-
-TEST(ChannelShift, PrintedDigitsSurviveFromChannelsThatCountFromOne) {
-  std::mt19937_64 random(5);
-  for (int i = 0; i < 20000; ++i) {
-    const int digits = 1 + i % 9;
-    const Coefficients given{printed(random, digits, -2, 1), printed(random, digits, -2, 0),
-                             printed(random, digits, -10, -5)};
-    ASSERT_EQ(toChannelsFromOne(toChannelsFromZero(given)), given) << digits << " digits, case " << i;
+    const Coefficients three(given.begin(), given.end() - 1);
+    ASSERT_EQ(toChannelsFromOne(toChannelsFromZero(three)), three) << digits << " digits, case " << i;
   }
 }
 

@@ -177,20 +177,15 @@ const OtherFile kOtherFiles[] = {
     {"ChannelsNegative", "UPDATE block SET channels_n=-1 WHERE class=8197", AIO_BADCONTENT},
 };
 
-void PrintTo(const OtherFile& file, std::ostream* out) {
-  *out << file.name;
-}
-
-class OtherDatabase : public BadFile, public testing::WithParamInterface<OtherFile> {};
-INSTANTIATE_TEST_SUITE_P(Files, OtherDatabase, testing::ValuesIn(kOtherFiles),
-                         [](const auto& file) { return std::string(file.param.name); });
-
-TEST_P(OtherDatabase, IsRefusedWithItsStatus) {
-  writeBytes(path_, states().file_b);
-  runSql(path_, GetParam().sql);
-  const std::string bytes = readBytes(path_);
-  expectRefused(GetParam().status);
-  EXPECT_TRUE(readBytes(path_) == bytes);
+TEST_F(BadFile, OtherDatabasesAreRefusedWithTheirStatus) {
+  for (const OtherFile& c : kOtherFiles) {
+    SCOPED_TRACE(c.name);
+    writeBytes(path_, states().file_b);
+    runSql(path_, c.sql);
+    const std::string bytes = readBytes(path_);
+    expectRefused(c.status);
+    EXPECT_TRUE(readBytes(path_) == bytes);
+  }
 }
 
 TEST_F(BadFile, DatabasesOfOthers) {
@@ -199,9 +194,6 @@ TEST_F(BadFile, DatabasesOfOthers) {
   std::remove(path_.c_str());
   runSql(path_, "PRAGMA application_id=0x4F524244; PRAGMA user_version=1; CREATE TABLE block(a,b)");
   expectRefused(AIO_BADCONTENT);
-  std::remove(path_.c_str());
-  // The same tables, but texts are kept in another encoding.
-  runSql(path_, "PRAGMA encoding='UTF-16'; ATTACH '" + (dir_ / "ours") + "' AS ours; DETACH ours");
 }
 
 // ---- Rows that contradict each other ------------------------------------------------------------------------------
@@ -281,10 +273,6 @@ const Contradiction kContradictions[] = {
     {"SpectrumGroupIsText", "UPDATE spectrum SET group_no='first' WHERE group_no=1 AND row_no=1", ORB_CLS_SPECTRUM},
 };
 
-void PrintTo(const Contradiction& contradiction, std::ostream* out) {
-  *out << contradiction.name;
-}
-
 /// Findings of a check, by class.
 using Findings = std::map<USHORT, std::vector<ULONG>>;
 
@@ -298,34 +286,33 @@ ULONG check(void* handle, Findings& findings) {
       &findings);
 }
 
-class ContradictingRows : public BadFile, public testing::WithParamInterface<Contradiction> {};
-INSTANTIATE_TEST_SUITE_P(Rows, ContradictingRows, testing::ValuesIn(kContradictions),
-                         [](const auto& rows) { return std::string(rows.param.name); });
+TEST_F(BadFile, ContradictingRowsAreRefusedWithTheirBlock) {
+  for (const Contradiction& c : kContradictions) {
+    SCOPED_TRACE(c.name);
+    writeBytes(path_, states().file_b);
+    runSql(path_, c.sql);
+    const std::string bytes = readBytes(path_);
+    ASSERT_FALSE(bytes == states().file_b);
+    Content expected = states().b;
+    for (const ULONG access : kAccesses) {
+      const File file(path_, access);
+      ASSERT_EQ(nameOf(file.status()), "AIO_OK");
+      const Content content = contentOf(static_cast<void*>(file));
+      ASSERT_EQ(content.blocks.count(c.cls), 1u);
+      EXPECT_EQ(nameOf(content.blocks.at(c.cls).status), nameOf(c.status));
+      expected.blocks[c.cls] = content.blocks.at(c.cls);
+      EXPECT_EQ(difference(content, expected), "");  // the others are as they were
 
-TEST_P(ContradictingRows, AreRefusedWithTheirBlock) {
-  writeBytes(path_, states().file_b);
-  runSql(path_, GetParam().sql);
-  const std::string bytes = readBytes(path_);
-  ASSERT_FALSE(bytes == states().file_b);
-  Content expected = states().b;
-  for (const ULONG access : kAccesses) {
-    const File file(path_, access);
-    ASSERT_EQ(nameOf(file.status()), "AIO_OK");
-    const Content content = contentOf(static_cast<void*>(file));
-    ASSERT_EQ(content.blocks.count(GetParam().cls), 1u);
-    EXPECT_EQ(nameOf(content.blocks.at(GetParam().cls).status), nameOf(GetParam().status));
-    expected.blocks[GetParam().cls] = content.blocks.at(GetParam().cls);
-    EXPECT_EQ(difference(content, expected), "");  // the others are as they were
-
-    Findings findings;
-    EXPECT_EQ(nameOf(check(file, findings)), nameOf(GetParam().status));
-    for (const auto& [cls, block] : states().b.blocks) {
-      const bool is_whole = findings[cls] == std::vector<ULONG>{AIO_OK};
-      EXPECT_EQ(is_whole, cls != GetParam().cls) << "class " << std::hex << cls;
+      Findings findings;
+      EXPECT_EQ(nameOf(check(file, findings)), nameOf(c.status));
+      for (const auto& [cls, block] : states().b.blocks) {
+        const bool is_whole = findings[cls] == std::vector<ULONG>{AIO_OK};
+        EXPECT_EQ(is_whole, cls != c.cls) << "class " << std::hex << cls;
+      }
     }
+    EXPECT_TRUE(readBytes(path_) == bytes);
+    EXPECT_EQ(namesIn(dir_.path()), "file");
   }
-  EXPECT_TRUE(readBytes(path_) == bytes);
-  EXPECT_EQ(namesIn(dir_.path()), "file");
 }
 
 struct LostRows {
@@ -343,27 +330,22 @@ const LostRows kLostRows[] = {
     {"ValuesInSpectralBlock", "INSERT INTO value VALUES(8197,0,0,8197*65536+1,24,'x')", ORB_CLS_SPECTRUM},
 };
 
-void PrintTo(const LostRows& rows, std::ostream* out) {
-  *out << rows.name;
-}
-
-class RowsWithoutOwner : public BadFile, public testing::WithParamInterface<LostRows> {};
-INSTANTIATE_TEST_SUITE_P(Rows, RowsWithoutOwner, testing::ValuesIn(kLostRows),
-                         [](const auto& rows) { return std::string(rows.param.name); });
-
 /// What no block owns is never read; only a check can say so.
-TEST_P(RowsWithoutOwner, AreFoundByTheCheck) {
-  writeBytes(path_, states().file_b);
-  runSql(path_, GetParam().sql);
-  const File file(path_, AIO_READ_ONLY);
-  if (file.status() != AIO_OK) {
-    EXPECT_EQ(nameOf(file.status()), "AIO_BADCONTENT");
-    return;
+TEST_F(BadFile, RowsWithoutOwnerAreFoundByTheCheck) {
+  for (const LostRows& c : kLostRows) {
+    SCOPED_TRACE(c.name);
+    writeBytes(path_, states().file_b);
+    runSql(path_, c.sql);
+    const File file(path_, AIO_READ_ONLY);
+    if (file.status() != AIO_OK) {
+      EXPECT_EQ(nameOf(file.status()), "AIO_BADCONTENT");
+      continue;
+    }
+    Findings findings;
+    EXPECT_EQ(nameOf(check(file, findings)), "AIO_BADCONTENT");
+    const std::vector<ULONG>& named = findings[c.cls];
+    EXPECT_NE(std::find(named.begin(), named.end(), ULONG{AIO_BADCONTENT}), named.end());
   }
-  Findings findings;
-  EXPECT_EQ(nameOf(check(file, findings)), "AIO_BADCONTENT");
-  const std::vector<ULONG>& named = findings[GetParam().cls];
-  EXPECT_NE(std::find(named.begin(), named.end(), ULONG{AIO_BADCONTENT}), named.end());
 }
 
 // ---- Additions to the schema --------------------------------------------------------------------------------------
@@ -388,32 +370,27 @@ const Addition kAdditions[] = {
     {"ForgedNames", "UPDATE name SET name='x'; DELETE FROM name WHERE code%2=0"},
 };
 
-void PrintTo(const Addition& addition, std::ostream* out) {
-  *out << addition.name;
-}
-
-class SchemaAddition : public BadFile, public testing::WithParamInterface<Addition> {};
-INSTANTIATE_TEST_SUITE_P(Schemas, SchemaAddition, testing::ValuesIn(kAdditions),
-                         [](const auto& addition) { return std::string(addition.param.name); });
-
 /// What others add is refused or does no harm: what a flush has acknowledged is there.
-TEST_P(SchemaAddition, TakesNothingAway) {
-  writeBytes(path_, states().file_a);
-  runSql(path_, GetParam().sql);
-  const std::string bytes = readBytes(path_);
-  File file(path_);
-  if (file.status() != AIO_OK) {
-    EXPECT_EQ(nameOf(file.status()), "AIO_BADCONTENT");
-    EXPECT_TRUE(readBytes(path_) == bytes);
-    return;
+TEST_F(BadFile, AnAdditionToTheSchemaTakesNothingAway) {
+  for (const Addition& c : kAdditions) {
+    SCOPED_TRACE(c.name);
+    writeBytes(path_, states().file_a);
+    runSql(path_, c.sql);
+    const std::string bytes = readBytes(path_);
+    File file(path_);
+    if (file.status() != AIO_OK) {
+      EXPECT_EQ(nameOf(file.status()), "AIO_BADCONTENT");
+      EXPECT_TRUE(readBytes(path_) == bytes);
+      continue;
+    }
+    const Content before = contentOf(static_cast<void*>(file));
+    EXPECT_EQ(wrongValues(before, states().a), "");
+    if (!difference(before, states().a).empty()) continue;
+    writeStateB(file);
+    const ULONG status = AioFlush(file);
+    file.close();
+    EXPECT_EQ(difference(contentOf(path_), status == AIO_OK ? states().b : states().a), "") << nameOf(status);
   }
-  const Content before = contentOf(static_cast<void*>(file));
-  EXPECT_EQ(wrongValues(before, states().a), "");
-  if (!difference(before, states().a).empty()) return;
-  writeStateB(file);
-  const ULONG status = AioFlush(file);
-  file.close();
-  EXPECT_EQ(difference(contentOf(path_), status == AIO_OK ? states().b : states().a), "") << nameOf(status);
 }
 
 // ---- Paths that are no file ---------------------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-// Hostile content: whole data files are changed by rows, by values and by bytes, and everything that reads or analyses
+// Hostile content: whole data files are changed by rows and by bytes, and everything that reads or analyses
 // a data file is run on them. See --help.
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,7 +40,7 @@ struct Options {
   std::string json;
   std::string finds = "content-finds";
   std::string replay;
-  std::vector<std::string> modes = {"rows", "values", "bytes"};
+  std::vector<std::string> modes = {"rows", "bytes"};
   content::Bounds bounds;
 };
 
@@ -221,7 +221,7 @@ int main(int argc, char** argv) {
   CLI::App app("Changes whole data files and runs everything on them that reads or analyses a data file.");
   app.add_option("--count", options.count, "Files to change in each way")->capture_default_str();
   app.add_option("--seed", options.seed, "Of the random numbers; file N has the seed N")->capture_default_str();
-  app.add_option("--modes", options.modes, "rows, values, bytes")->delimiter(',')->capture_default_str();
+  app.add_option("--modes", options.modes, "rows, bytes")->delimiter(',')->capture_default_str();
   app.add_option("--json", options.json, "File to which a line for each way is appended");
   app.add_option("--finds", options.finds, "Folder for what was found: the file and the report")->capture_default_str();
   app.add_option("--replay", options.replay, "Runs every operation on this file instead");

@@ -1,5 +1,5 @@
 // mutate_file MODE FILE FOLDER SEED COUNT: writes COUNT copies of a data file, each changed in a way of its own, as
-// FOLDER/SEED.dat, FOLDER/SEED+1.dat and so on. MODE: rows, values or bytes.
+// FOLDER/SEED.dat, FOLDER/SEED+1.dat and so on. MODE: rows or bytes.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -9,9 +9,9 @@
 
 int main(int argc, char** argv) {
   static const std::map<std::string, void (*)(const std::string&, content::Dice&)> kModes = {
-      {"rows", content::mutateRows}, {"values", content::mutateValues}, {"bytes", content::mutateBytes}};
+      {"rows", content::mutateRows}, {"bytes", content::mutateBytes}};
   if (argc != 6 || kModes.count(argv[1]) == 0) {
-    std::fprintf(stderr, "usage: mutate_file rows|values|bytes FILE FOLDER SEED COUNT\n");
+    std::fprintf(stderr, "usage: mutate_file rows|bytes FILE FOLDER SEED COUNT\n");
     return 2;
   }
   const std::uint64_t first = std::strtoull(argv[4], nullptr, 10);

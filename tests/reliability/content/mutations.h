@@ -8,8 +8,6 @@ namespace content {
 
 /// Rows of its tables, by SQL. Checksums are made right again, so that the content reaches the code above the service.
 void mutateRows(const std::string& path, Dice& dice);
-/// Values, records and spectra, through the service: what comes out is a valid file with absurd content.
-void mutateValues(const std::string& path, Dice& dice);
 /// Bytes, anywhere.
 void mutateBytes(const std::string& path, Dice& dice);
 

@@ -62,7 +62,8 @@ class Mutator {
 
   void change() {
     const std::uint64_t what = dice_.below(100);
-    if (what < 70) return changeValue();
+    if (what < 50) return changeValue();
+    if (what < 70) return addValue();
     if (what < 82) return changeRecord();
     if (what < 94) return changeSpectrum();
     const char* const columns[] = {"class", "size", "entries", "groups_n", "rows_n", "channels_n"};
@@ -122,6 +123,23 @@ class Mutator {
     if (what < 98) return run("DELETE FROM value WHERE class=? AND code=?", {number(at[0]), number(at[3])});
     run("DELETE FROM value WHERE class=? AND record=? AND entry=? AND code=?",
         {number(at[0]), number(at[1]), number(at[2]), number(at[3])});
+  }
+
+  /// A value of a parameter that the dictionary knows, whether or not the file had one.
+  void addValue() {
+    static const std::vector<ULONG> codes = [] {
+      std::vector<ULONG> all;
+      for (ULONG code = 0; AioUtilNextParam(nullptr, code, &code) == AIO_OK;) all.push_back(code);
+      return all;
+    }();
+    AioParamInfo_T info;
+    if (AioUtilParamInfo(nullptr, dice_.of(codes), &info) != AIO_OK) return;
+    const std::int64_t cls = info.ulCode >> 16;
+    const auto at = row("record WHERE class=" + std::to_string(cls), "id", 1);
+    if (info.ulLevel == AIO_IN_ENTRY || (info.ulLevel == AIO_IN_RECORD && at.empty())) return changeValue();
+    run("INSERT OR REPLACE INTO value VALUES(?,?,0,?,?,?)",
+        {number(cls), number(info.ulLevel == AIO_IN_RECORD ? at[0] : 0), number(info.ulCode), number(info.lStorageType),
+         legalValue(info.lStorageType, dice_)});
   }
 
   void changeRecord() {
