@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <new>
+#include <map>
 #include <optional>
 
 namespace faults {
@@ -26,37 +26,32 @@ int enter(Op op) {
   return state.fault->code;
 }
 
-struct Layer {
-  sqlite3_file base;
-  sqlite3_file* real() { return reinterpret_cast<sqlite3_file*>(this + 1); }
+/// The methods of a file with ours in front of some of them.
+struct Methods {
+  sqlite3_io_methods ours;
+  const sqlite3_io_methods* real;
 };
 
-sqlite3_file* realOf(sqlite3_file* file) {
-  return reinterpret_cast<Layer*>(file)->real();
-}
-
-int closeFile(sqlite3_file* file) {
-  return realOf(file)->pMethods->xClose(realOf(file));
+const sqlite3_io_methods* realOf(const sqlite3_file* file) {
+  return reinterpret_cast<const Methods*>(file->pMethods)->real;
 }
 
 int readFile(sqlite3_file* file, void* to, int n, sqlite3_int64 at) {
   const int code = enter(Op::Read);
   if (code != SQLITE_OK) std::memset(to, 0, static_cast<std::size_t>(n));
-  return code != SQLITE_OK ? code : realOf(file)->pMethods->xRead(realOf(file), to, n, at);
+  return code != SQLITE_OK ? code : realOf(file)->xRead(file, to, n, at);
 }
 
 int writeFile(sqlite3_file* file, const void* from, int n, sqlite3_int64 at) {
   const int code = enter(Op::Write);
-  if (code != SQLITE_OK) {
-    if (state.fault->torn) realOf(file)->pMethods->xWrite(realOf(file), from, n / 2, at);
-    return code;
-  }
-  return realOf(file)->pMethods->xWrite(realOf(file), from, n, at);
+  if (code == SQLITE_OK) return realOf(file)->xWrite(file, from, n, at);
+  if (state.fault->torn) realOf(file)->xWrite(file, from, n / 2, at);
+  return code;
 }
 
 int truncateFile(sqlite3_file* file, sqlite3_int64 size) {
   const int code = enter(Op::Truncate);
-  return code != SQLITE_OK ? code : realOf(file)->pMethods->xTruncate(realOf(file), size);
+  return code != SQLITE_OK ? code : realOf(file)->xTruncate(file, size);
 }
 
 int syncFile(sqlite3_file*, int) {
@@ -65,45 +60,33 @@ int syncFile(sqlite3_file*, int) {
 
 int fileSize(sqlite3_file* file, sqlite3_int64* size) {
   const int code = enter(Op::FileSize);
-  return code != SQLITE_OK ? code : realOf(file)->pMethods->xFileSize(realOf(file), size);
+  return code != SQLITE_OK ? code : realOf(file)->xFileSize(file, size);
 }
 
 int lockFile(sqlite3_file* file, int level) {
   const int code = enter(Op::Lock);
-  return code != SQLITE_OK ? code : realOf(file)->pMethods->xLock(realOf(file), level);
+  return code != SQLITE_OK ? code : realOf(file)->xLock(file, level);
 }
 
-int unlockFile(sqlite3_file* file, int level) {
-  return realOf(file)->pMethods->xUnlock(realOf(file), level);
+const sqlite3_io_methods* methodsOver(const sqlite3_io_methods* real) {
+  static std::map<const sqlite3_io_methods*, Methods> all;
+  Methods& methods = all.try_emplace(real, Methods{*real, real}).first->second;
+  methods.ours.iVersion = 1;  // no shared memory, no mapped pages
+  methods.ours.xRead = readFile;
+  methods.ours.xWrite = writeFile;
+  methods.ours.xTruncate = truncateFile;
+  methods.ours.xSync = syncFile;
+  methods.ours.xFileSize = fileSize;
+  methods.ours.xLock = lockFile;
+  return &methods.ours;
 }
-
-int checkReservedLock(sqlite3_file* file, int* result) {
-  return realOf(file)->pMethods->xCheckReservedLock(realOf(file), result);
-}
-
-int controlFile(sqlite3_file* file, int op, void* argument) {
-  return realOf(file)->pMethods->xFileControl(realOf(file), op, argument);
-}
-
-int sectorSize(sqlite3_file* file) {
-  return realOf(file)->pMethods->xSectorSize(realOf(file));
-}
-
-int deviceCharacteristics(sqlite3_file* file) {
-  return realOf(file)->pMethods->xDeviceCharacteristics(realOf(file));
-}
-
-const sqlite3_io_methods kMethods = {
-    1,          closeFile,         readFile,    writeFile,  truncateFile,          syncFile, fileSize, lockFile,
-    unlockFile, checkReservedLock, controlFile, sectorSize, deviceCharacteristics, nullptr,  nullptr,  nullptr,
-    nullptr,    nullptr,           nullptr};
 
 int openFile(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out_flags) {
-  Layer* layer = new (file) Layer{{nullptr}};
+  file->pMethods = nullptr;
   const int code = enter(Op::Open);
   if (code != SQLITE_OK) return code;
-  const int result = state.real->xOpen(state.real, name, layer->real(), flags, out_flags);
-  if (layer->real()->pMethods != nullptr) layer->base.pMethods = &kMethods;
+  const int result = state.real->xOpen(state.real, name, file, flags, out_flags);
+  if (file->pMethods != nullptr) file->pMethods = methodsOver(file->pMethods);
   return result;
 }
 
@@ -125,7 +108,6 @@ void installFaultVfs() {
   state.own = *state.real;
   state.own.zName = "faults";
   state.own.pNext = nullptr;
-  state.own.szOsFile = state.real->szOsFile + static_cast<int>(sizeof(Layer));
   state.own.xOpen = openFile;
   state.own.xDelete = deleteFile;
   state.own.xAccess = accessFile;

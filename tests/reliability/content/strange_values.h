@@ -5,6 +5,7 @@
 #include <iterator>
 #include <random>
 #include <string>
+#include <vector>
 
 // Values that nobody expects, drawn from a seed.
 namespace content {
@@ -41,41 +42,13 @@ inline double strangeReal(Dice& dice) {
 }
 
 inline std::string strangeText(Dice& dice, std::size_t longest) {
-  static constexpr const char* kTexts[] = {"",
-                                           " ",
-                                           "-",
-                                           "0",
-                                           "-1",
-                                           "1e999",
-                                           "nan",
-                                           "DUAL",
-                                           "EMPIRICAL",
-                                           "INTERPOL",
-                                           "Cs-137",
-                                           "Cs-137m,Cs-137",
-                                           "../../etc/passwd",
-                                           "/dev/zero",
-                                           "/dev/stdin",
-                                           ".",
-                                           "f.dat",
-                                           "=1+1",
-                                           "@SUM(A1)",
-                                           "a\nb\tc\rd",
-                                           "\x1b[2J\2331m",
-                                           "\xe2\x80\256abc",
-                                           "\xc2\233x",
-                                           "\xff\xfe",
-                                           "\xed\xa0\x80",
-                                           "<script>alert(1)</script>",
-                                           "\"'&<>\\",
-                                           "%s%n%d",
-                                           "$DATA:",
-                                           "]]>",
-                                           "A;B|C=D E=F",
-                                           "ORB_D_PSENS=NAN",
-                                           "counts",
-                                           "1970-01-01T00:00:00Z"};
-  std::string text = dice.of(kTexts);
+  static const std::vector<const char*> kTexts[] = {
+      {"", " ", "-", "0", "-1", "1e999", "nan", "DUAL", "EMPIRICAL", "INTERPOL", "Cs-137", "Cs-137m,Cs-137"},
+      {"../../etc/passwd", "/dev/zero", "/dev/stdin", ".", "f.dat", "=1+1", "@SUM(A1)"},
+      {"a\nb\tc\rd", "\x1b[2J\2331m", "\xe2\x80\256abc", "\xc2\233x", "\xff\xfe", "\xed\xa0\x80"},
+      {"<script>alert(1)</script>", "\"'&<>\\", "%s%n%d", "$DATA:", "]]>", "A;B|C=D E=F", "ORB_D_PSENS=NAN", "counts",
+       "1970-01-01T00:00:00Z"}};
+  std::string text = dice.of(dice.of(kTexts));
   if (dice.chance(10)) text = std::string(dice.below(longest + 1), static_cast<char>(1 + dice.below(255)));
   return text.substr(0, longest);
 }
