@@ -13,6 +13,7 @@
 #include "aiolib.h"
 #include "anautils.h"
 #include "fuzz_support.h"
+#include "scratch_folder.h"
 #include "silent_log.h"
 
 using com::norvale::datatypes::Variant;
@@ -131,8 +132,8 @@ void runEngines(orb::FileAccess& file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::Scratch scratch;
-  static const std::string library = scratch.path("lib.nlb");
+  static const orbtest::ScratchFolder scratch;
+  static const std::string library = scratch / "lib.nlb";
   static const bool has_library = (makeLibrary(library), true);
   fuzz::require(has_library);
   if (size < 4) return 0;
@@ -140,7 +141,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   orb::FileAccess file;
   const std::uint32_t channels = 1 + input.take<std::uint16_t>() % 1024;
   const auto shape = input.take<std::uint8_t>();
-  fuzz::require(file.create(scratch.path(), channels, (shape & 0x10) != 0) == 0);
+  fuzz::require(file.create(scratch / "fuzz.dat", channels, (shape & 0x10) != 0) == 0);
   putSpectrum(file, channels, shape, input);
   for (const ULONG code : {0x2010004Au, 0x20100072u}) file.setParameter(code, library, 0, 0);
   file.setParameter(0x20000021, 2.0, 0, 0);  // an energy calibration, unless the input has another

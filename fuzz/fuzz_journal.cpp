@@ -5,19 +5,20 @@
 
 #include "fuzz_support.h"
 #include "journal.h"
+#include "scratch_folder.h"
 #include "status.h"
 
 using fuzz::require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::Scratch scratch;
+  static const orbtest::ScratchFolder scratch;
   if (size < 2) return 0;
   const std::uint32_t page_bytes = 512u << (data[0] % 8);
   const std::uint64_t file_bytes = std::uint64_t{data[1]} * page_bytes;
-  std::ofstream(scratch.path(), std::ios::binary)
+  std::ofstream(scratch / "fuzz.dat", std::ios::binary)
       .write(reinterpret_cast<const char*>(data) + 2, static_cast<std::streamsize>(size) - 2);
   try {
-    const porb::Journal journal = porb::readJournal(porb::JournalFile(scratch.path()), page_bytes, file_bytes);
+    const porb::Journal journal = porb::readJournal(porb::JournalFile(scratch / "fuzz.dat"), page_bytes, file_bytes);
     if (!journal.is_hot) return 0;
     require(journal.page_bytes == page_bytes && journal.pages <= data[1]);
     for (const auto& [number, at] : journal.originals) {

@@ -8,6 +8,7 @@
 #include "FileAccess.h"
 #include "aiolib.h"
 #include "fuzz_support.h"
+#include "scratch_folder.h"
 #include "silent_log.h"
 
 using com::norvale::datatypes::Variant;
@@ -43,8 +44,8 @@ void readSpectra(const FileAccess& file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::Scratch scratch;
-  const std::string path = scratch.path();
+  static const orbtest::ScratchFolder scratch;
+  const std::string path = scratch / "fuzz.dat";
   std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   FileAccess file;
   if (file.open(path, com::norvale::orb::READONLY) != 0) return 0;

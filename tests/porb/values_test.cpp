@@ -1,15 +1,14 @@
 // Values: what is put comes back bit for bit, and SQLite alone can read it; what does not fit is refused and changes
 // nothing.
 #include <gmock/gmock.h>
-#include <sqlite3.h>
 
 #include <bit>
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <numeric>
 
+#include "sqlite_query.h"
 #include "typed_values.h"
 
 using namespace porbtest;
@@ -26,25 +25,6 @@ std::string doubleBits(std::uint64_t bits) {
 }
 std::string floatBits(std::uint32_t bits) {
   return bytesOf(bits);
-}
-
-/// The rows of a query on a file, columns separated by '|', blobs in hexadecimal.
-std::vector<std::string> query(const std::string& path, const std::string& sql) {
-  sqlite3* database = nullptr;
-  EXPECT_EQ(sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-  const std::unique_ptr<sqlite3, int (*)(sqlite3*)> closer(database, sqlite3_close);
-  std::vector<std::string> rows;
-  const auto collect = [](void* to, int n, char** columns, char**) {
-    std::string row;
-    for (int i = 0; i < n; ++i) row += (i == 0 ? "" : "|") + std::string(columns[i] != nullptr ? columns[i] : "NULL");
-    static_cast<std::vector<std::string>*>(to)->push_back(row);
-    return 0;
-  };
-  char* message = nullptr;
-  EXPECT_EQ(sqlite3_exec(database, sql.c_str(), collect, &rows, &message), SQLITE_OK)
-      << (message != nullptr ? message : "");
-  sqlite3_free(message);
-  return rows;
 }
 
 // ---- Round trip -------------------------------------------------------------------------------------------------
@@ -144,7 +124,7 @@ TEST_F(RoundTripTest, EveryValueComesBackBitForBitAndLiesInItsNativeColumnType) 
   verify("after reopening");
   EXPECT_STATUS(AIO_OK, AioCheck(file, nullptr, nullptr));
 
-  const std::vector<std::string> rows = query(
+  const std::vector<std::string> rows = orbtest::runSql(
       path(),
       "SELECT typeof(value), CASE typeof(value) WHEN 'blob' THEN hex(value) ELSE CAST(value AS TEXT) END FROM value "
       "JOIN record ON record.class=value.class AND record.id=value.record WHERE entry=0 ORDER BY rank");
@@ -172,11 +152,11 @@ TEST_F(RoundTripTest, TheViewIsReadableWithAnySqliteTool) {
     ASSERT_STATUS(AIO_OK, AioFlush(file));
   }
   EXPECT_THAT(
-      query(path(), "SELECT * FROM parameter ORDER BY class, record, entry, code"),
+      orbtest::runSql(path(), "SELECT * FROM parameter ORDER BY class, record, entry, code"),
       ElementsAre("0x2006|0|0|0x20060000|START|2000-02-29T00:00:00.500Z|u", "0x2006|1|0|0x20060001|ENERGY|122.06|u",
                   "0x2006|2|0|0x20060001|ENERGY|NaN|u", "0x2006|3|0|0x20060001|ENERGY|-0.0|u",
                   "0x2006|4|0|0x20060001|ENERGY|661.657|u", "0x2006|4|1|0x20060002|NUCLIDE|Cs-137|u"));
-  EXPECT_THAT(query(path(), "SELECT DISTINCT typeof(value) FROM parameter WHERE name='ENERGY' ORDER BY 1"),
+  EXPECT_THAT(orbtest::runSql(path(), "SELECT DISTINCT typeof(value) FROM parameter WHERE name='ENERGY' ORDER BY 1"),
               ElementsAre("real", "text"));
 }
 

@@ -1,8 +1,11 @@
 /// What the C++ programs of the reliability campaign share: how long a run may take, and the line of a result.
 /// cmake/OrbReliability.cmake tells how a program becomes part of the campaign.
 #pragma once
+#include <sys/mman.h>
+
 #include <cstdlib>
 #include <fstream>
+#include <new>
 #include <string>
 
 namespace reliability {
@@ -13,6 +16,17 @@ T byLength(T seconds, T quarter, T night) {
   const char* const length = std::getenv("ORB_RELIABILITY");
   if (length == nullptr || *length == '\0') return seconds;
   return std::string(length) == "long" ? night : quarter;
+}
+
+/// One object in memory that the processes to come share.
+template <typename T>
+T& shared() {
+  static T* const object = [] {
+    void* const memory = mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::bad_alloc();
+    return new (memory) T;
+  }();
+  return *object;
 }
 
 /// Appends a row to the file of results, if there is one. `command` repeats the run.

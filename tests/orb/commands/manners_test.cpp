@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <sstream>
 
@@ -21,6 +22,11 @@ const char* const kCommands[] = {"create",    "info",  "get",  "set",   "dump", 
                                  "export",    "copy",  "diff", "check", "explain", "plot",     "library",
                                  "calibrate", "peaks", "fit",  "eval",  "region",  "simulate", "report"};
 
+std::vector<std::string> words(const char* call) {
+  std::istringstream in(call);
+  return {std::istream_iterator<std::string>(in), {}};
+}
+
 TEST_F(CommandTest, EveryCommandHelpsWithAnExample) {
   const std::string help = good({"--help"});
   for (const std::string command : kCommands) {
@@ -34,49 +40,26 @@ TEST_F(CommandTest, EveryCommandHelpsWithAnExample) {
 
 TEST_F(CommandTest, WrongUsageIsToldInOneLineAndExitsWith2) {
   create("a.dat");
-  for (const auto& arguments : std::vector<std::vector<std::string>>{
-           {},
-           {"nonsense"},
-           {"--nonsense"},
-           {"get"},
-           {"get", "a.dat"},
-           {"get", "a.dat", "ORB_L_CHANNELS", "more"},
-           {"get", "a.dat", "ORB_L_CHANNELS", "--record", "65536"},
-           {"get", "a.dat", "ORB_L_CHANNELS", "--record", "-1"},
-           {"get", "a.dat", "ORB_L_CHANNELS", "--record", "x"},
-           {"set", "a.dat", "ORB_L_CHANNELS"},
-           {"create", "b.dat"},
-           {"create", "b.dat", "--channels", "0"},
-           {"create", "b.dat", "--channels", "16777217"},
-           {"create", "b.dat", "--channels", "8", "--detector", "geiger"},
-           {"copy", "a.dat", "b.dat"},
-           {"copy", "a.dat", "b.dat", "--all", "--class", "0x2000"},
-           {"copy", "a.dat", "b.dat", "--class", "0x12345"},
-           {"diff", "a.dat"},
-           {"import", "a.spe"},
-           {"import", "a.spe", "b.dat", "--spectrum", "0"},
-           {"export", "a.dat"},
-           {"info"},
-           {"check", "a.dat", "b.dat"},
-           {"plot", "a.dat", "-o", "a.png"},
-           {"peaks", "a.dat", "--range", "9:8"},
-           {"calibrate", "a.dat"},
-           {"calibrate", "a.dat", "--energy", "1:x"},
-           {"eval", "a.dat", "energy"},
-           {"eval", "a.dat", "fwhm", "1", "--model", "dual"},
-           {"region", "a.dat"},
-           {"simulate", "s.dat"},
-           {"simulate", "s.dat", "--nuclides", "Cs-137:x"},
-           {"plot", "a.dat", "--range", "9:8"},
-           {"plot", "a.dat", "--range", "5000:6000"},
-           {"report", "a.dat"},
-           {"report", "a.dat", "-o", "a.txt"},
-       }) {
-    const Result result = orb(arguments);
-    EXPECT_EQ(result.status, 2) << ::testing::PrintToString(arguments);
-    EXPECT_EQ(result.out, "") << ::testing::PrintToString(arguments);
-    EXPECT_THAT(result.err, StartsWith("orb: ")) << ::testing::PrintToString(arguments);
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  const std::vector<const char*> calls[] = {
+      {"", "nonsense", "--nonsense", "get", "get a.dat", "get a.dat ORB_L_CHANNELS more"},
+      {"get a.dat ORB_L_CHANNELS --record 65536", "get a.dat ORB_L_CHANNELS --record -1"},
+      {"get a.dat ORB_L_CHANNELS --record x", "set a.dat ORB_L_CHANNELS", "create b.dat"},
+      {"create b.dat --channels 0", "create b.dat --channels 16777217"},
+      {"create b.dat --channels 8 --detector geiger", "copy a.dat b.dat"},
+      {"copy a.dat b.dat --all --class 0x2000", "copy a.dat b.dat --class 0x12345", "diff a.dat"},
+      {"import a.spe", "import a.spe b.dat --spectrum 0", "export a.dat", "info", "check a.dat b.dat"},
+      {"plot a.dat -o a.png", "plot a.dat --range 9:8", "plot a.dat --range 5000:6000"},
+      {"peaks a.dat --range 9:8", "calibrate a.dat", "calibrate a.dat --energy 1:x", "eval a.dat energy"},
+      {"eval a.dat fwhm 1 --model dual", "region a.dat", "simulate s.dat", "simulate s.dat --nuclides Cs-137:x"},
+      {"report a.dat", "report a.dat -o a.txt"}};
+  for (const auto& group : calls) {
+    for (const char* const call : group) {
+      const Result result = orb(words(call));
+      EXPECT_EQ(result.status, 2) << call;
+      EXPECT_EQ(result.out, "") << call;
+      EXPECT_THAT(result.err, StartsWith("orb: ")) << call;
+      EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    }
   }
   EXPECT_THAT(folder(), ElementsAre("a.dat"));
 }
@@ -182,26 +165,20 @@ TEST_F(CommandTest, OutputThatCannotBeWrittenIsAFailure) {
   create("a.dat");
   create("b.dat");
   good({"set", "b.dat", "ORB_D_LIVETIME", "1"});
-  for (const auto& arguments : std::vector<std::vector<std::string>>{{"--help"},
-                                                                     {"--version"},
-                                                                     {"info", "a.dat"},
-                                                                     {"info", "a.dat", "--json"},
-                                                                     {"get", "a.dat", "ORB_L_CHANNELS"},
-                                                                     {"dump", "a.dat"},
-                                                                     {"dump", "a.dat", "--json"},
-                                                                     {"params"},
-                                                                     {"export", "a.dat", "-", "--format", "csv"},
-                                                                     {"diff", "a.dat", "b.dat"},
-                                                                     {"check", "a.dat"},
-                                                                     {"explain", "0"},
-                                                                     {"plot", "a.dat"}}) {
-    const Result full = orb(arguments, Output::kFullDisk);
-    const int failed = arguments[0] == "diff" ? 2 : 1;  // 1 says that files differ
-    EXPECT_EQ(full.status, failed) << arguments[0];
-    EXPECT_THAT(full.err, HasSubstr("standard output: cannot write: the disk is full (0xE061006A)")) << arguments[0];
-    const Result closed = orb(arguments, Output::kClosedPipe);
-    EXPECT_EQ(closed.status, failed) << arguments[0];
-    EXPECT_THAT(closed.err, ::testing::Not(HasSubstr("cannot write"))) << arguments[0];
+  const std::vector<const char*> calls[] = {{"--help", "--version", "info a.dat", "info a.dat --json"},
+                                            {"get a.dat ORB_L_CHANNELS", "dump a.dat", "dump a.dat --json"},
+                                            {"params", "export a.dat - --format csv", "diff a.dat b.dat"},
+                                            {"check a.dat", "explain 0", "plot a.dat"}};
+  for (const auto& group : calls) {
+    for (const char* const call : group) {
+      const Result full = orb(words(call), Output::kFullDisk);
+      const int failed = words(call)[0] == "diff" ? 2 : 1;  // 1 says that files differ
+      EXPECT_EQ(full.status, failed) << call;
+      EXPECT_THAT(full.err, HasSubstr("standard output: cannot write: the disk is full (0xE061006A)")) << call;
+      const Result closed = orb(words(call), Output::kClosedPipe);
+      EXPECT_EQ(closed.status, failed) << call;
+      EXPECT_THAT(closed.err, ::testing::Not(HasSubstr("cannot write"))) << call;
+    }
   }
 }
 

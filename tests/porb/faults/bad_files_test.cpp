@@ -14,23 +14,14 @@
 #include <random>
 
 #include "fault_support.h"
+#include "sqlite_query.h"
 
 using namespace faults;
+using orbtest::runSql;
 
 namespace {
 
 constexpr ULONG kAccesses[] = {AIO_READ_ONLY, AIO_READ_WRITE};
-
-/// Changes a file with SQLite itself, as any other program could.
-void runSql(const std::string& path, const std::string& sql) {
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
-  char* message = nullptr;
-  EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &message), SQLITE_OK)
-      << sql << ": " << (message != nullptr ? message : "");
-  sqlite3_free(message);
-  sqlite3_close(database);
-}
 
 class BadFile : public testing::Test {
  protected:

@@ -8,6 +8,7 @@
 
 #include "fault_support.h"
 #include "fault_vfs.h"
+#include "sqlite_query.h"
 
 using namespace faults;
 
@@ -121,20 +122,6 @@ void expectMemoryIsB(void* handle) {
   EXPECT_EQ(channels[3], 4);
 }
 
-/// Codes without a name in the file, for those who look into it.
-int namelessCodes(const std::string& path) {
-  sqlite3* database = nullptr;
-  sqlite3_stmt* query = nullptr;
-  int n = -1;
-  sqlite3_open(path.c_str(), &database);
-  sqlite3_prepare_v2(database, "SELECT count(*) FROM value WHERE code NOT IN (SELECT code FROM name)", -1, &query,
-                     nullptr);
-  if (sqlite3_step(query) == SQLITE_ROW) n = sqlite3_column_int(query, 0);
-  sqlite3_finalize(query);
-  sqlite3_close(database);
-  return n;
-}
-
 TEST_P(IoFaults, FlushLosesNothing) {
   const std::string path = dir_ / "file";
   const int points = moveThroughAllPoints([&](const Fault& fault) {
@@ -159,7 +146,8 @@ TEST_P(IoFaults, FlushLosesNothing) {
     EXPECT_EQ(nameOf(AioFlush(file)), "AIO_OK");
     file.close();
     expectAOrB(path, true);
-    EXPECT_EQ(namelessCodes(path), 0);
+    // For those who look into the file.
+    EXPECT_EQ(orbtest::runSql(path, "SELECT code FROM value WHERE code NOT IN (SELECT code FROM name)").size(), 0u);
     EXPECT_EQ(namesIn(dir_.path()), "file");
     return hit;
   });

@@ -15,6 +15,7 @@
 #include "attack.h"
 #include "operations.h"
 #include "report.h"
+#include "scratch_folder.h"
 #include "strange_values.h"
 
 // Memory that is freed is soon given away again, so that its bound means what is in use.
@@ -42,27 +43,6 @@ struct Options {
   std::string replay;
   std::vector<std::string> modes = {"rows", "bytes"};
   content::Bounds bounds;
-};
-
-/// A folder for the files of this run; gone with it.
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = (fs::temp_directory_path() / "orb_content_XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no scratch folder");
-    path_ = pattern;
-    for (const char* const name : {"bases", "mutated", "attack"}) fs::create_directory(path_ / name);
-  }
-  ~Scratch() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  fs::path operator/(const char* name) const { return path_ / name; }
-
- private:
-  fs::path path_;
 };
 
 /// The files that are changed, made by the tool. A name in front of a command is what the file is kept as.
@@ -113,6 +93,7 @@ void makeBases(const fs::path& folder) {
 class Campaign {
  public:
   explicit Campaign(Options options) : options_(std::move(options)), slowest_s_(content::operations().size()) {
+    for (const char* const name : {"bases", "mutated", "attack"}) fs::create_directory(scratch_ / name);
     makeBases(scratch_ / "bases");
     for (const char* const name : {"hpge", "nai", "raw", "lib", "steps", "both"})
       if (fs::exists(scratch_ / "bases" / (std::string(name) + ".dat"))) bases_.emplace_back(name);
@@ -206,7 +187,8 @@ class Campaign {
   }
 
   Options options_;
-  Scratch scratch_;
+  const orbtest::ScratchFolder folder_{orbtest::ScratchFolder::OnDisk};
+  const fs::path scratch_ = folder_.path();
   std::vector<std::string> bases_;
   std::vector<double> slowest_s_;
   std::size_t finds_ = 0;

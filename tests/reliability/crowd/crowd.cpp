@@ -1,7 +1,6 @@
 // Many processes and threads use one data file through the file object for a while; writers fork; files are replaced,
 // deleted, truncated and linked under open objects. Every block of a file carries one
 // number, so that a mixture shows.
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,15 +35,8 @@ struct Board {
   std::atomic<long> flushes{0}, looks{0}, refusals{0}, faults{0};
 };
 
-Board* makeBoard() {
-  void* const memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) throw std::bad_alloc();
-  return new (memory) Board;
-}
-
 Board& board() {
-  static Board* const shared = makeBoard();
-  return *shared;
+  return reliability::shared<Board>();
 }
 
 void fault(const std::string& what) {
@@ -176,11 +168,9 @@ std::string useByMany(const std::string& folder) {
 // ---- Fork -----------------------------------------------------------------------------------------------------
 
 bool mayWrite(const std::string& path) {
-  bool* const may = static_cast<bool*>(mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  finish(start([&] { *may = FileAccess().open(path, READWRITE) == 0; }), "another writer");
-  const bool result = *may;
-  munmap(may, 1);
-  return result;
+  bool& may = reliability::shared<bool>();
+  finish(start([&] { may = FileAccess().open(path, READWRITE) == 0; }), "another writer");
+  return may;
 }
 
 /// What the child of a writer does with its copy takes nothing from the writer.

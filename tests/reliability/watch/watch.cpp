@@ -1,6 +1,5 @@
 // An acquisition that flushes ten times a second, and four readers that follow it. Every block carries the number of
 // the flush, so that a mixture shows.
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,12 +27,7 @@ struct Board {
 };
 
 Board& board() {
-  static Board* const shared = [] {
-    void* const memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) throw std::bad_alloc();
-    return new (memory) Board;
-  }();
-  return *shared;
+  return reliability::shared<Board>();
 }
 
 bool expect(bool holds, const std::string& what) {
