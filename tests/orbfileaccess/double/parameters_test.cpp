@@ -53,31 +53,10 @@ TEST_F(ParameterTest, UnknownCodeIsReportedByTheLookUpAlone) {
   EXPECT_FALSE(file_.hasBeenModified());
 }
 
-TEST_F(ParameterTest, FileWithoutANameIsReportedAsUnknown) {
-  service().open_handles.insert(kB);
-  FileAccess attached(kB);
-  service().refuse("AioPutParam");
-  EXPECT_EQ(attached.setParameter(kCount, Variant(1), 0, 0), kRefusedCode);
-  EXPECT_EQ(log, Lines{"FileAccess::setParameter: File: (unknown). Failed to set parameter: COUNT Record: 0 "
-                       "Entry: 0 (0xEBE81232)"});
-}
-
 TEST_F(ParameterTest, ValueThatDoesNotConvertPassesItsExceptionAndTouchesNothing) {
   EXPECT_THROW(file_.setParameter(kCount, Variant("many"), 0, 0), std::invalid_argument);
   EXPECT_EQ(service().textsOfWork(), Lines{});
   EXPECT_FALSE(file_.hasBeenModified());
-}
-
-TEST_F(ParameterTest, MapIsReadInOrderUnderOneLock) {
-  service().watched = {&file_};
-  ParameterMap map{{kSlope, Variant()}, {kCount, Variant()}, {kTitle, Variant("kept")}};
-  EXPECT_EQ(file_.getParameters(map, 1, 2, false), 0xEBE8805Au) << "the last code has no value";
-  EXPECT_EQ(service().textsOfWork(), (Lines{"AioGetParam(A, 20000007, 1, 2, 4)", "AioGetParam(A, 20000021, 1, 2, 8)",
-                                            "AioGetParam(A, 20000026, 1, 2, 4)"}));
-  for (const Call& call : service().calls) EXPECT_EQ(call.locks, "L");
-  EXPECT_EQ(map[kCount], Variant(std::uint32_t{16}));
-  EXPECT_EQ(map[kSlope], Variant(0.5));
-  EXPECT_FALSE(map[kTitle].hasValue());
 }
 
 TEST_F(ParameterTest, ReadingStopsAtTheFirstFailureOrIgnoresAll) {
@@ -96,14 +75,6 @@ TEST_F(ParameterTest, ReadingStopsAtTheFirstFailureOrIgnoresAll) {
 
   service().values.clear();
   EXPECT_EQ(file_.getParameters(map, 0, 0, true), 0u) << "also when nothing could be read";
-}
-
-TEST_F(ParameterTest, MapIsWrittenInOrderUnderOneLock) {
-  service().watched = {&file_};
-  EXPECT_EQ(file_.setParameters({{kSlope, Variant(1.0)}, {kCount, Variant(2)}}, 1, 2, false), 0u);
-  EXPECT_EQ(service().textsOfWork(),
-            (Lines{"AioPutParam(A, 20000007, 1, 2, 02000000)", "AioPutParam(A, 20000021, 1, 2, 000000000000F03F)"}));
-  for (const Call& call : service().calls) EXPECT_EQ(call.locks, "L");
 }
 
 TEST_F(ParameterTest, WritingStopsAtTheFirstFailureOrAnswersTheLast) {

@@ -344,26 +344,4 @@ TEST(OutOfMemoryFirstUse, DictionaryIsReadAtTheNextCall) {
   unsetenv("ORBDB");
 }
 
-/// The very first call of a process also makes the built-in dictionary and the image of an empty file.
-TEST(OutOfMemoryFirstUse, FirstCreateOfAProcessCanBeTriedAgain) {
-  const ScratchDir dir;
-  const std::string path = dir / "file";
-  int points = 0;
-  for (const int at : {1, 2, 5, 10, 50, 200, 500, 1000, 2000}) {
-    File file;
-    shortage = {Source::Cpp, at, true, false};
-    const ULONG status = AioCreate(file.out(), path.c_str(), 0, nullptr, nullptr, nullptr);
-    const bool hit = shortage.hit;
-    shortage = {};
-    if (status == AIO_OK) break;
-    points += hit ? 1 : 0;
-    EXPECT_EQ(nameOf(status), "AIO_NOMEMORY");
-    EXPECT_EQ(namesIn(dir.path()), "");
-    std::remove(path.c_str());
-  }
-  EXPECT_GT(points, 0);
-  File file;
-  EXPECT_EQ(nameOf(AioCreate(file.out(), (dir / "second").c_str(), 0, nullptr, nullptr, nullptr)), "AIO_OK");
-}
-
 }  // namespace
