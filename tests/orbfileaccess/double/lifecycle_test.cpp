@@ -185,5 +185,17 @@ TEST_F(LifecycleTest, SchemaComesFromTheEnvironmentAndGoesThere) {
   ::unsetenv("ORBDB");
 }
 
+TEST_F(LifecycleTest, RefusedBlocksAndValuesDoNotChangeTheResult) {
+  service().others = Parameter{"", 14, 0, 5};  // any value can be written as text
+  for (int i = 0; i < 4; ++i) service().refuse("AioCreateBlock");
+  service().refuse("AioCreatePHA");
+  service().refuse("AioPutParam");
+  FileAccess file;
+  EXPECT_EQ(file.create("n.dat", 0, false), 0u);
+  EXPECT_EQ(service().textsOfWork()[6 + 3], "AioPutParam(A, 20000021, 0, 0, 696E66000000)") << "infinity";
+  EXPECT_EQ(log, Lines{"FileAccess::setParameter: File: n.dat. Failed to set parameter: P20000059 Record: 0 "
+                       "Entry: 0 (0xEBE81232)"});
+}
+
 }  // namespace
 }  // namespace orbtest

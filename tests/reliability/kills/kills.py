@@ -10,7 +10,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path += [HERE + "/..", HERE + "/../support"]
 from campaign import COMMANDS, ORB, WORKLOAD, Looker, Reference, fresh_folder, make_inputs, names, orb, scratch, state
-from report import by_length, report
+from report import by_length, measure
 
 SEED = 20
 random.seed(SEED)
@@ -95,29 +95,24 @@ def kill_command(template, folder, words, targets, rounds):
     return faults, in_time_count
 
 
-def main():
-    failures, folder = 0, scratch(in_memory=False)
-    for row, run, rounds in (
-            ("writer through the file object, every kind of change", kill_writers, by_length(60, 1500, 100000)),
-            ("creator of files", kill_creators, by_length(20, 300, 10000))):
-        begin = time.monotonic()
-        faults, figure = run(folder, rounds)
-        print(row, figure, *faults[:20], sep="\n  ")
-        report(row, figure, len(faults), time.monotonic() - begin, "make reliability PARTS=kills")
-        failures += len(faults)
-    template, begin, in_time, all_faults = folder / "template", time.monotonic(), 0, []
+def kill_tool(folder, rounds):
+    template, in_time, faults = folder / "template", 0, []
     template.mkdir()
     make_inputs(template)
-    rounds = by_length(2, 60, 2000)
     for _, words, targets in COMMANDS:
-        faults, hits = kill_command(template, folder / "run", words, targets, rounds)
-        all_faults, in_time = all_faults + faults, in_time + hits
-    print("tool", *all_faults[:20], sep="\n  ")
-    report("the tool, " + ", ".join(name for name, _, _ in COMMANDS),
-           f"{rounds * len(COMMANDS)} runs, {in_time} killed before their end", len(all_faults), time.monotonic() - begin,
-           "make reliability PARTS=kills")
+        more, hits = kill_command(template, folder / "run", words, targets, rounds)
+        faults, in_time = faults + more, in_time + hits
+    return faults, f"{rounds * len(COMMANDS)} runs, {in_time} killed before their end"
+
+
+def main():
+    folder = scratch(in_memory=False)
+    failures = measure("kills", (
+        ("writer through the file object, every kind of change", lambda: kill_writers(folder, by_length(60, 1500, 100000))),
+        ("creator of files", lambda: kill_creators(folder, by_length(20, 300, 10000))),
+        ("the tool, " + ", ".join(name for name, _, _ in COMMANDS), lambda: kill_tool(folder, by_length(2, 60, 2000)))))
     shutil.rmtree(folder)
-    return 1 if failures + len(all_faults) else 0
+    return 1 if failures else 0
 
 
 if __name__ == "__main__":

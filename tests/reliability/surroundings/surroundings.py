@@ -1,6 +1,7 @@
 """Things put where data files, their companions, outputs and drafts go, and races for them: nothing but what a command
 names may change."""
 import fcntl
+import functools
 import hashlib
 import multiprocessing
 import os
@@ -17,7 +18,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path += [HERE + "/..", HERE + "/../support"]
 from campaign import COMMANDS, ORB, fresh_folder, make_inputs, orb, scratch
-from report import by_length, report
+from report import by_length, measure
 
 SEED = 5
 TIMEOUT_S = 60  # of a command that takes a tenth of a second; more is a hang
@@ -342,17 +343,13 @@ def neighbours(template, root):
 def main():
     random.seed(SEED)
     root = scratch(in_memory=False)
-    template, failures = root / "template", 0
+    template = root / "template"
     template.mkdir()
     make_inputs(template)
-    for row, run in (("planted files, links, pipes, sockets, folders, locks, journals", plant),
-                     ("names that change while commands run", race), ("rights of what is replaced", rights),
-                     ("the lock while a file is replaced, and drafts of dead and living", neighbours)):
-        begin = time.monotonic()
-        faults, figure = run(template, root)
-        print(row, figure, *faults[:40], sep="\n  ", flush=True)
-        report(row, figure, len(faults), time.monotonic() - begin, "make reliability PARTS=surroundings")
-        failures += len(faults)
+    rows = (("planted files, links, pipes, sockets, folders, locks, journals", plant),
+            ("names that change while commands run", race), ("rights of what is replaced", rights),
+            ("the lock while a file is replaced, and drafts of dead and living", neighbours))
+    failures = measure("surroundings", [(row, functools.partial(run, template, root)) for row, run in rows])
     shutil.rmtree(root, ignore_errors=True)
     return 1 if failures else 0
 
