@@ -146,40 +146,40 @@ struct Sample {
   unsigned channels;
   unsigned counts;
   double live_s;  // 0: the file names none
-  bool is_calibrated;
   bool is_germanium;
-  std::string start;  // empty: the file names none
+  std::string start;                   // empty: the file names none
+  double first_keV = 0, last_keV = 0;  // of the channels at both ends; both 0: not calibrated
 };
 
 const Sample kSamples[] = {
-    {"hpge_16k_leadcave_background.spe", 16384, 1052900, 437817, true, true, "2017-04-26T11:05:11Z"},
-    {"hpge_16k_naa_pottery.spe", 16384, 304706, 16543, true, true, "2017-04-25T12:54:27Z"},
-    {"hpge_8k_field_alcatraz.spe", 8192, 132978, 900, true, true, "2012-09-17T13:41:07Z"},
-    {"hpge_8k_field_alcatraz.n42", 8192, 132978, 900, true, true, "2012-09-17T13:41:07Z"},
-    {"hpge_8k_field_alcatraz.csv", 8192, 132978, 0, true, true, ""},
-    {"hpge_1k_mixed_gamma.spe", 1024, 256038, 199, true, true, "2014-08-01T11:43:41Z"},
-    {"csi_4k_ba133_cs137_uncal.csv", 4094, 166239, 0, false, false, ""},
-    {"nai_1k_zero_calibration.spe", 1024, 892301, 296, false, false, "2018-02-09T10:03:36Z"},
-    {"nai_1001ch_background_uncal.spe", 1001, 398163, 3600, false, false, "2018-03-26T00:00:00Z"},
-    {"nai_1k_field_kut_calibration.spe", 1024, 3670244, 10000, true, false, "2017-04-26T12:04:52Z"},
-    {"nai_1k_loess_profile_1.spe", 1024, 764745, 3600, true, false, "2016-05-18T11:55:14Z"},
-    {"scint_1k_handheld_5s.spe", 1024, 973, 5, true, false, "2019-10-16T15:32:30Z"},
-    {"csi_1k_am241.n42", 1024, 306058, 613, true, false, "2023-06-07T05:52:00Z"},
-    {"scint_1k_handheld_5s_nodate.spe", 1024, 973, 5, true, false, "2019-10-16T15:32:30Z"},
-    {"csi_4k_ba133_cs137_uncal.spe", 4094, 166239, 300, false, false, "2018-07-11T00:00:00Z"},
-    {"hpge_8k_eu152.Spe", 8192, 79129, 65, true, true, "2020-09-16T12:00:48Z"},
-    {"hpge_8k_brazil_nuts.Spe", 8192, 3031944, 161643, true, true, "2014-03-13T14:11:49Z"},
-    {"hpge_8k_coal.Spe", 8192, 2667556, 80000, true, true, "2014-05-20T13:14:13Z"},
-    {"hpge_8k_coal_recal.Spe", 8192, 2667556, 80000, true, true, "2014-05-20T13:14:13Z"},
-    {"hpge_8k_soil_cs137.Spe", 8192, 1867797, 80000, true, true, "2014-04-24T13:06:44Z"},
-    {"hpge_8k_bananas.Spe", 8192, 281390, 94327, true, true, "2014-03-20T12:27:26Z"},
-    {"hpge_16k_portal_multi_2006.n42", 16384, 1577, 0.18, true, true, "2010-01-24T00:08:44.078Z"},
-    {"hpge_1k_mixed_gamma_report.txt", 1024, 256038, 199.800003, true, true, "2014-08-01T11:43:41Z"},
-    {"hpge_8k_co60.csv", 8192, 193202, 0, true, true, ""},
-    {"hpge_8k_cs137.csv", 8192, 305513, 0, true, true, ""},
-    {"hpge_8k_i131.csv", 8192, 671878, 0, true, true, ""},
-    {"hpge_8k_ra226.csv", 8192, 819554, 0, true, true, ""},
-    {"hpge_8k_lu177.csv", 8192, 76585, 0, true, true, ""},
+    {"hpge_16k_leadcave_background.spe", 16384, 1052900, 437817, true, "2017-04-26T11:05:11Z", -0.035087, 2994.6},
+    {"hpge_16k_naa_pottery.spe", 16384, 304706, 16543, true, "2017-04-25T12:54:27Z", -0.035087, 2994.6},
+    {"hpge_8k_field_alcatraz.spe", 8192, 132978, 900, true, "2012-09-17T13:41:07Z", 0.5783, 3087.6},
+    {"hpge_8k_field_alcatraz.n42", 8192, 132978, 900, true, "2012-09-17T13:41:07Z", 0.57833, 3087.6},
+    {"hpge_8k_field_alcatraz.csv", 8192, 132978, 0, true, "", 0.57833, 3087.6},
+    {"hpge_1k_mixed_gamma.spe", 1024, 256038, 199, true, "2014-08-01T11:43:41Z", 1.5996, 1412.9},
+    {"csi_4k_ba133_cs137_uncal.csv", 4094, 166239, 0, false, ""},
+    {"nai_1k_zero_calibration.spe", 1024, 892301, 296, false, "2018-02-09T10:03:36Z"},
+    {"nai_1001ch_background_uncal.spe", 1001, 398163, 3600, false, "2018-03-26T00:00:00Z"},
+    {"nai_1k_field_kut_calibration.spe", 1024, 3670244, 10000, false, "2017-04-26T12:04:52Z", -9.9828, 3155.8},
+    {"nai_1k_loess_profile_1.spe", 1024, 764745, 3600, false, "2016-05-18T11:55:14Z", -11.426, 3231},
+    {"scint_1k_handheld_5s.spe", 1024, 973, 5, false, "2019-10-16T15:32:30Z", 0, 3168},
+    {"csi_1k_am241.n42", 1024, 306058, 613, false, "2023-06-07T05:52:00Z", -6.2832, 2887.7},
+    {"scint_1k_handheld_5s_nodate.spe", 1024, 973, 5, false, "2019-10-16T15:32:30Z", 0, 3168},
+    {"csi_4k_ba133_cs137_uncal.spe", 4094, 166239, 300, false, "2018-07-11T00:00:00Z"},
+    {"hpge_8k_eu152.Spe", 8192, 79129, 65, true, "2020-09-16T12:00:48Z", 16.228, 3007},
+    {"hpge_8k_brazil_nuts.Spe", 8192, 3031944, 161643, true, "2014-03-13T14:11:49Z", 0.20004, 3098},
+    {"hpge_8k_coal.Spe", 8192, 2667556, 80000, true, "2014-05-20T13:14:13Z", -18.882, 3106.1},
+    {"hpge_8k_coal_recal.Spe", 8192, 2667556, 80000, true, "2014-05-20T13:14:13Z", -18.882, 3106.1},
+    {"hpge_8k_soil_cs137.Spe", 8192, 1867797, 80000, true, "2014-04-24T13:06:44Z", -0.62818, 3111.7},
+    {"hpge_8k_bananas.Spe", 8192, 281390, 94327, true, "2014-03-20T12:27:26Z", 0.20004, 3098},
+    {"hpge_16k_portal_multi_2006.n42", 16384, 1577, 0.18, true, "2010-01-24T00:08:44.078Z", 0.14015, 3070.1},
+    {"hpge_1k_mixed_gamma_report.txt", 1024, 256038, 199.800003, true, "2014-08-01T11:43:41Z", 1.5996, 1412.9},
+    {"hpge_8k_co60.csv", 8192, 193202, 0, true, "", 0.083339, 1665.2},
+    {"hpge_8k_cs137.csv", 8192, 305513, 0, true, "", -0.073748, 1881},
+    {"hpge_8k_i131.csv", 8192, 671878, 0, true, "", 0.083339, 1665.2},
+    {"hpge_8k_ra226.csv", 8192, 819554, 0, true, "", 0.083339, 1665.2},
+    {"hpge_8k_lu177.csv", 8192, 76585, 0, true, "", 0.083339, 1665.2},
 };
 
 class MeasuredSpectrum : public SpectrumTest, public ::testing::WithParamInterface<Sample> {};
@@ -194,7 +194,17 @@ TEST_P(MeasuredSpectrum, IsImportedAsItIsKnownAndSurvivesEveryFormat) {
   EXPECT_EQ(info["total_counts"], sample.counts);
   EXPECT_EQ(info["live_time_s"].is_null() ? 0.0 : info["live_time_s"].get<double>(), sample.live_s);
   EXPECT_EQ(info["start_time"].is_null() ? "" : info["start_time"].get<std::string>(), sample.start);
-  EXPECT_EQ(info["energy_calibration"].is_object(), sample.is_calibrated);
+  const bool is_calibrated = sample.last_keV != 0;
+  ASSERT_EQ(info["energy_calibration"].is_object(), is_calibrated);
+  const auto energy = [&](double channel) {  // counted from 1
+    double sum = 0, power = 1;
+    for (const double c : info["energy_calibration"]["coefficients"]) sum += c * power, power *= channel;
+    return sum;
+  };
+  if (is_calibrated) {
+    EXPECT_NEAR(energy(1), sample.first_keV, 1e-4 * sample.last_keV);
+    EXPECT_NEAR(energy(sample.channels), sample.last_keV, 1e-4 * sample.last_keV);
+  }
   EXPECT_EQ(json({"info", source})["total_counts"], sample.counts);
 
   for (const char* ending : {"spe", "n42", "csv"}) {
@@ -205,7 +215,7 @@ TEST_P(MeasuredSpectrum, IsImportedAsItIsKnownAndSurvivesEveryFormat) {
     for (const char* member : {"title", "live_time_s", "real_time_s", "start_time", "total_counts", "channels"}) {
       EXPECT_EQ(again[member], info[member]) << ending << " " << member;
     }
-    if (sample.is_calibrated) {
+    if (is_calibrated) {
       EXPECT_EQ(again["energy_calibration"]["coefficients"], info["energy_calibration"]["coefficients"]) << ending;
     }
     EXPECT_THAT(orb({"diff", "a.dat", "b.dat"}).out, Not(HasSubstr("spectrum, group"))) << ending;
