@@ -174,7 +174,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("programs", nargs=3)
     parser.add_argument("--only", default="")
-    parser.add_argument("--points", type=int, default=by_length(4, 60, 10**9), help="of each command")
+    parser.add_argument("--points", type=int, default=by_length(8, 60, 10**9), help="of each command")
     parser.add_argument("--at", type=int, help="this allocation alone")
     parser.add_argument("--onwards", action="store_true", help="and all after it")
     parser.add_argument("--jobs", type=int, default=1)
