@@ -28,7 +28,7 @@ class Dice {
 inline std::int64_t strangeInteger(Dice& dice) {
   static constexpr std::int64_t kEdges[] = {0,     1,     2,     127,        128,        255,        256,      4095,
                                             32767, 65534, 65535, 2147483647, 2147483648, 4294967295, INT64_MAX};
-  const std::int64_t edge = dice.of(kEdges) + static_cast<std::int64_t>(dice.chance(90) ? 0 : dice.below(40)) % 2;
+  const std::int64_t edge = dice.of(kEdges) - static_cast<std::int64_t>(dice.chance(90) ? 0 : dice.below(2));
   const std::int64_t value = dice.chance(20) ? static_cast<std::int64_t>(dice.below(3000)) : edge;
   return dice.chance(25) ? -value : value;
 }

@@ -154,6 +154,7 @@ class Batch {
       const std::string target = outputFor(input, options_.out);
       if (pathExists(target) && !options_.force) {
         outcome.state = "kept";
+        removeDeadDrafts(target);  // whoever published it may have been killed right after that
         FileAccess file;
         openForReading(file, target);
         readResults(file, outcome);
