@@ -225,8 +225,7 @@ void sealSpectra(const Database& database) {
     spectrum.format = static_cast<LONG>(query.integer(1));
     const std::string_view bytes = query.bytes(2);
     spectrum.channels.resize(bytes.size() / 4);
-    if (!spectrum.channels.empty())
-      std::memcpy(spectrum.channels.data(), bytes.data(), spectrum.channels.size() * 4);
+    if (!spectrum.channels.empty()) std::memcpy(spectrum.channels.data(), bytes.data(), spectrum.channels.size() * 4);
     sums.emplace_back(query.integer(0), spectrum.hash());
   }
   for (const auto& [row, sum] : sums) put.bind(1, static_cast<std::int64_t>(sum)).bind(2, row).run();
