@@ -7,6 +7,7 @@
 #include "FileAccess.h"
 #include "anautils.h"
 #include "measures.h"
+#include "orbparams.h"
 #include "simulator.h"
 
 using com::norvale::datatypes::Variant;
@@ -32,20 +33,20 @@ std::vector<FoundLine> analyse(const sim::Detector& detector, const std::vector<
   std::remove(path.c_str());
   FileAccess file;
   require(file.create(path, static_cast<std::uint32_t>(counts.size()), false) == 0, "create");
-  file.setParameter(0x20000020, Variant(detector.offset_keV), 0, 0);
-  file.setParameter(0x20000021, Variant(detector.gain_keV), 0, 0);
-  file.setParameter(0x20000022, Variant(detector.quadratic_keV), 0, 0);
-  file.setParameter(0x20000048, Variant(detector.fwhm_offset_keV), 0, 0);
-  file.setParameter(0x20000049, Variant(detector.fwhm_slope), 0, 0);
+  file.setParameter(ORB_D_ECALOFFSET, Variant(detector.offset_keV), 0, 0);
+  file.setParameter(ORB_D_ECALGAIN, Variant(detector.gain_keV), 0, 0);
+  file.setParameter(ORB_D_ECALQUAD, Variant(detector.quadratic_keV), 0, 0);
+  file.setParameter(ORB_D_FWHMOFF, Variant(detector.fwhm_offset_keV), 0, 0);
+  file.setParameter(ORB_D_FWHMSLOPE, Variant(detector.fwhm_slope), 0, 0);
   file.setSpectrum(std::vector<unsigned int>(counts.begin(), counts.end()), 1, 1);
   require(AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0) == ANA_OK, "AA_2nd_Diff_Peak_Loc");
   require(lPANolin(file.handle(), 0, 0, 0) == ANA_OK, "lPANolin");
   std::uint16_t n = 0;
-  file.countItems(0x20060006, n, 0);
+  file.countItems(ORB_D_PKLOCATED, n, 0);
   std::vector<FoundLine> lines;
   for (std::uint16_t record = 1; record <= n; ++record) {
     Variant centroid;
-    file.getParameter(0x2006000A, centroid, record, 0);
+    file.getParameter(ORB_D_PKCENTROID, centroid, record, 0);
     lines.push_back({centroid.toDouble()});
   }
   file.close(com::norvale::orb::DELETE);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "orbparams.h"
 #include "sample_files.h"
 #include "simulator.h"
 
@@ -45,11 +46,11 @@ const std::vector<double>& analysedCounts() {
 void createAnalysedSpectrum(FileAccess& file, const std::string& path) {
   require(file.create(path, kAnalysedChannels, false), "create");
   const sim::Detector d = detector();
-  file.setParameter(0x20000005, Variant(3600.0), 0, 0);
-  file.setParameter(0x20000020, Variant(d.offset_keV), 0, 0);
-  file.setParameter(0x20000021, Variant(d.gain_keV), 0, 0);
-  file.setParameter(0x20000048, Variant(d.fwhm_offset_keV), 0, 0);
-  file.setParameter(0x20000049, Variant(d.fwhm_slope), 0, 0);
+  file.setParameter(ORB_D_LIVETIME, Variant(3600.0), 0, 0);
+  file.setParameter(ORB_D_ECALOFFSET, Variant(d.offset_keV), 0, 0);
+  file.setParameter(ORB_D_ECALGAIN, Variant(d.gain_keV), 0, 0);
+  file.setParameter(ORB_D_FWHMOFF, Variant(d.fwhm_offset_keV), 0, 0);
+  file.setParameter(ORB_D_FWHMSLOPE, Variant(d.fwhm_slope), 0, 0);
   file.setSpectrum(std::vector<unsigned int>(analysedCounts().begin(), analysedCounts().end()), 1, 1);
 }
 

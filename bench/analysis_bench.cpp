@@ -8,6 +8,7 @@
 #include "FileAccess.h"
 #include "analysed_spectrum.h"
 #include "anautils.h"
+#include "orbparams.h"
 #include "sample_files.h"
 #include "suites.h"
 
@@ -40,10 +41,10 @@ std::pair<int, int> region() {
 void fitOurs(benchmark::State& state) {
   SpectrumObject file;
   const auto [first, last] = region();
-  file->setParameter(0x2013000C, Variant(first), 1, 0);
-  file->setParameter(0x2013000D, Variant(last), 1, 0);
-  file->setParameter(0x2000001F, Variant(3), 0, 0);
-  file->setParameter(0x20030028, Variant(std::string("LINEAR")), 0, 0);
+  file->setParameter(ORB_L_SRFIRST, Variant(first), 1, 0);
+  file->setParameter(ORB_L_SRLAST, Variant(last), 1, 0);
+  file->setParameter(ORB_L_CALFLAGS, Variant(3), 0, 0);
+  file->setParameter(ORB_T_CONTTYPE, Variant(std::string("LINEAR")), 0, 0);
   for (auto _ : state)
     if (lEncal1(file->handle(), 1, 0, 0) != ANA_OK) state.SkipWithError("lEncal1");
 }
@@ -134,7 +135,7 @@ void wholeSpectrum(benchmark::State& state) {
       state.SkipWithError("peaks");
   }
   std::uint16_t n = 0;
-  file->countItems(0x20060006, n, 0);
+  file->countItems(ORB_D_PKLOCATED, n, 0);
   if (n < kAnalysedLines) state.SkipWithError("lines are missing");
 }
 
@@ -144,8 +145,8 @@ void locateWithoutWidths(benchmark::State& state, std::uint32_t channels) {
   std::remove(path.c_str());
   FileAccess file;
   require(file.create(path, channels, false), "create");
-  for (const std::uint32_t fwhm : {0x20000048, 0x20000049}) file.setParameter(fwhm, Variant(0.0), 0, 0);
-  file.setParameter(0x20030009, Variant(static_cast<int>(channels)), 0, 0);
+  for (const std::uint32_t fwhm : {ORB_D_FWHMOFF, ORB_D_FWHMSLOPE}) file.setParameter(fwhm, Variant(0.0), 0, 0);
+  file.setParameter(ORB_L_LOCLAST, Variant(static_cast<int>(channels)), 0, 0);
   file.setSpectrum(std::vector<unsigned int>(channels, 100), 1, 1);
   for (auto _ : state)
     if (AA_2nd_Diff_Peak_Loc(file.handle(), 0, 0, 0) != ANA_OK) state.SkipWithError("location");

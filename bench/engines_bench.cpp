@@ -11,6 +11,7 @@
 #include "FileAccess.h"
 #include "analysed_spectrum.h"
 #include "anautils.h"
+#include "orbparams.h"
 #include "programs.h"
 #include "sample_files.h"
 #include "suites.h"
@@ -44,7 +45,7 @@ void runSequence(benchmark::State& state) {
   FileAccess file;
   if (file.create(path, 1024, false) != 0) return state.SkipWithError("create");
   for (int i = 1; i <= kEmptyEngines; ++i)
-    file.setParameter(0x2010006D, Variant("empty " + std::to_string(i)), static_cast<std::uint16_t>(i), 0);
+    file.setParameter(ORB_T_ACENGNAME, Variant("empty " + std::to_string(i)), static_cast<std::uint16_t>(i), 0);
   const std::string folder = std::string(EMPTY_ENGINES) + "/";
   for (auto _ : state)
     if (file.executeSequence(file, catalogue(), folder, false) != 0) state.SkipWithError("sequence");

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "orbparams.h"
+
 namespace {
 
 class Folder {
@@ -75,7 +77,7 @@ void makeSampleFile(const std::string& path, ULONG channels) {
   for (const ULONG code : headerCodes()) putSomething(file, code);
   const LONG n_channels = static_cast<LONG>(channels);
   const USHORT size = sizeof n_channels;
-  require(AioPutParam(file, 0x20000007, 0, 0, &n_channels, &size), "AioPutParam");
+  require(AioPutParam(file, ORB_L_CHANNELS, 0, 0, &n_channels, &size), "AioPutParam");
   std::vector<LONG> counts(channels);
   for (ULONG i = 0; i < channels; ++i) counts[i] = static_cast<LONG>(i % 997);
   require(AioCreatePHA(file, 1, channels, 1), "AioCreatePHA");

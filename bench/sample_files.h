@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "aiolib.h"
+#include "orbparams.h"
 
 /// Data files that the benchmarks work on.
 
@@ -23,6 +24,7 @@ void makeSampleFile(const std::string& path, ULONG channels);
 
 constexpr unsigned kLibraryRecords = 50000;
 /// Codes of the six numbers of a nuclide line.
-constexpr ULONG kLineCodes[] = {0x20070002, 0x20070003, 0x20070004, 0x20070005, 0x20070006, 0x20070007};
+constexpr ULONG kLineCodes[] = {ORB_D_NLENERGY,  ORB_D_NLENERGYUNC, ORB_D_NLPROB,
+                                ORB_D_NLPROBUNC, ORB_D_NLHALFLIFE,  ORB_D_NLHALFLIFEUNC};
 /// A nuclide library of kLibraryRecords lines.
 void makeLibraryFile(const std::string& path);

@@ -31,3 +31,7 @@ orb_pkgconfig(utillibrary utillibrary "" "Values, byte streams, time, module loa
 orb_pkgconfig(porb porb "" "Data-file service of a gamma-spectroscopy instrument")
 orb_pkgconfig(anautils anautils "porb" "Analysis routines: calibrations, efficiency, regions, location and fit of lines")
 orb_pkgconfig(orbfileaccess fileaccesslibrary "utillibrary porb" "${PROJECT_DESCRIPTION}")
+if(TARGET measurement)
+  orb_pkgconfig(measurement measurement "orbfileaccess utillibrary"
+    "Whole measurements: any spectrum opened, analysed, calibrated and read as plain rows")
+endif()

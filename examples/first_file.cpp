@@ -1,5 +1,6 @@
 // Creates a data file, writes a spectrum, closes the file, opens it again and reads the spectrum back.
 #include <FileAccess.h>
+#include <orbparams.h>
 
 #include <cstdio>
 #include <numeric>
@@ -13,7 +14,7 @@ int main(int argc, char** argv) {
 
   orb::FileAccess file;
   std::uint32_t code = file.create(path, 4096, false);
-  if (code == 0) code = file.setParameter(0x20000005, 600.0, 0, 0);  // live time [s]
+  if (code == 0) code = file.setParameter(ORB_D_LIVETIME, 600.0, 0, 0);  // live time [s]
   if (code == 0) code = file.setSpectrum(counts, 1, 1);
   if (code == 0) code = file.close(orb::FLUSH);
 
@@ -21,7 +22,7 @@ int main(int argc, char** argv) {
   com::norvale::datatypes::Variant live_s;
   if (code == 0) code = file.open(path, orb::READONLY);
   if (code == 0) code = file.getSpectrum(read, 1, 1);
-  if (code == 0) code = file.getParameter(0x20000005, live_s, 0, 0);
+  if (code == 0) code = file.getParameter(ORB_D_LIVETIME, live_s, 0, 0);
   if (code != 0) {
     std::fprintf(stderr, "%s: failed with code 0x%08X\n", path, static_cast<unsigned>(code));
     return 1;

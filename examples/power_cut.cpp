@@ -13,13 +13,12 @@
 #include <vector>
 
 #include "FileAccess.h"
+#include "orbparams.h"
 
 using com::norvale::datatypes::Variant;
 using com::norvale::orb::FileAccess;
 
 namespace {
-
-constexpr std::uint32_t kTitle = 0x20000002;
 
 int fail(const char* what, std::uint32_t code) {
   std::fprintf(stderr, "power_cut: %s failed with 0x%08X\n", what, code);
@@ -33,9 +32,10 @@ int writeAndWait(const std::string& path, const std::string& counts_path, const 
   if (const auto code = file.create(path, static_cast<std::uint32_t>(counts.size()), false); code != 0)
     return fail("create", code);
   if (const auto code = file.setSpectrum(counts, 1, 1); code != 0) return fail("setSpectrum", code);
-  if (const auto code = file.setParameter(kTitle, Variant(title), 0, 0); code != 0) return fail("setParameter", code);
+  if (const auto code = file.setParameter(ORB_T_CTITLE, Variant(title), 0, 0); code != 0)
+    return fail("setParameter", code);
   if (const auto code = file.flush(); code != 0) return fail("flush", code);
-  file.setParameter(kTitle, Variant("this was never flushed"), 0, 0);
+  file.setParameter(ORB_T_CTITLE, Variant("this was never flushed"), 0, 0);
   std::printf("flushed\n");
   std::fflush(stdout);
   for (;;) pause();
@@ -46,7 +46,7 @@ int read(const std::string& path) {
   if (const auto code = file.open(path, com::norvale::orb::READONLY); code != 0) return fail("open", code);
   Variant title;
   std::vector<int> counts;
-  file.getParameter(kTitle, title, 0, 0);
+  file.getParameter(ORB_T_CTITLE, title, 0, 0);
   if (const auto code = file.getSpectrum(counts, 1, 1); code != 0) return fail("getSpectrum", code);
   std::printf("  title:    %s\n  channels: %zu\n  counts:   %lld\n", title.toString().c_str(), counts.size(),
               std::accumulate(counts.begin(), counts.end(), 0LL));

@@ -6,6 +6,7 @@
 #include "failure.h"
 #include "fuzz_support.h"
 #include "nuclide_csv.h"
+#include "parts.h"
 
 using fuzz::require;
 

@@ -5,13 +5,15 @@
 #include <stdexcept>
 #include <string>
 
-#include "calibration_points.h"
+#include "arguments.h"
 #include "dates.h"
 #include "failure.h"
 #include "fuzz_support.h"
 #include "parameter_name.h"
+#include "parts.h"
 #include "plot.h"
-#include "value_text.h"
+#include "usage_error.h"
+#include "value_json.h"
 
 namespace {
 

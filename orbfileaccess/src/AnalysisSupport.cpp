@@ -4,17 +4,13 @@
 #include <string>
 
 #include "FailureReport.h"
+#include "orbparams.h"
 
 namespace com::norvale::orb {
 
 using datatypes::Variant;
 
 namespace {
-
-constexpr std::uint32_t kContinuumType = 0x20030028;
-constexpr std::uint32_t kContinuumVariable = 0x200300C3;
-constexpr std::uint32_t kContinuumFwhm = 0x200300C4;
-constexpr std::uint32_t kContinuumChannels = 0x20030026;
 
 /// A whole number of channels from a width: towards zero, 0 for a negative width and for one that is no number, the
 /// greatest 32-bit number for one beyond it.
@@ -33,10 +29,10 @@ const char* continuumWord(ContinuumType type) {
 }  // namespace
 
 void addContinuum(ParameterMap& pars, ContinuumOptions options, ContinuumType type, float width) {
-  pars[kContinuumVariable] = Variant(options == VARIABLE_CONTINUUM ? 1 : 0);
-  if (options == VARIABLE_CONTINUUM) pars[kContinuumFwhm] = Variant(width);
-  if (options == FIXED_CONTINUUM) pars[kContinuumChannels] = Variant(wholeChannels(width));
-  pars[kContinuumType] = Variant(std::string(continuumWord(type)));
+  pars[ORB_L_CONTVARIABLE] = Variant(options == VARIABLE_CONTINUUM ? 1 : 0);
+  if (options == VARIABLE_CONTINUUM) pars[ORB_F_CONTFWHM] = Variant(width);
+  if (options == FIXED_CONTINUUM) pars[ORB_L_CONTWIDTH] = Variant(wholeChannels(width));
+  pars[ORB_T_CONTTYPE] = Variant(std::string(continuumWord(type)));
 }
 
 void addEmpty(ParameterMap& pars, std::initializer_list<std::uint32_t> codes) {

@@ -268,8 +268,8 @@ class ORBFILEACCESS_EXPORT FileAccess {
   /// @throws unsigned int: kFileNotOpen (logged), or the status of the routine or operation that failed (not logged),
   ///         unless `ignore`
   ///
-  /// Options 5 to 10 put their model into the file's selector (0x20020028) for the time of the call. After a failure
-  /// that ends the call the selector keeps it. These options modify.
+  /// Options 5 to 10 put their model into the file's selector (ORB_T_EFFMODEL) for the time of the call. After a
+  /// failure that ends the call the selector keeps it. These options modify.
   datatypes::Estimate<float> evaluate(EvaluationOption option, float pt, bool ignore) const;
 
   /// Proposes the region of a line.
@@ -363,8 +363,8 @@ class ORBFILEACCESS_EXPORT FileAccess {
   void runStepsWith(StepRunner runner);
 
   /// Copies the sequence of this file into another: the blocks 0x2010 and 0x2003, the efficiency model, the geometry
-  /// file and the titles. The destination keeps its own 0x20100075, 0x20100076, 0x20030015 and 0x20030053, which belong
-  /// to what was measured. Locks both objects. Modifies the destination.
+  /// file and the titles. The destination keeps its own ORB_L_REPORTPAGES, ORB_L_REPORTLINES, ORB_D_COLLTIME and
+  /// ORB_T_BUILDUP, which belong to what was measured. Locks both objects. Modifies the destination.
   /// @return 0; kFileNotOpen: "Destination is not open", "Source is not open"; kBadArgument: "The source and
   ///         destination cannot be the same"; the status of a block that cannot be copied, which ends the operation:
   ///         "Failed to copy ORB_CLS_ANALCNTL" (under "FileAccesss::copySequenceTo"), "Failed to copy ORB_CLS_PROC";
@@ -390,7 +390,7 @@ class ORBFILEACCESS_EXPORT FileAccess {
 
 }  // namespace com::norvale::orb
 
-/// Reads a whole spectrum, as many channels as parameter 0x20000007 says, and holds the file's lock meanwhile.
+/// Reads a whole spectrum, as many channels as parameter ORB_L_CHANNELS says, and holds the file's lock meanwhile.
 /// @param dest  the file
 /// @param BS    out: 4 bytes a channel, little-endian, channel 1 first, no header. Empty when the file is closed or
 ///              its channel count cannot be read; of its full size when the service refuses to read.
@@ -403,9 +403,10 @@ ORBFILEACCESS_EXPORT std::uint32_t getSpectrum(const com::norvale::orb::FileAcce
                                                com::norvale::datatypes::ByteStream& BS, SpectralFormatTag Op,
                                                std::uint32_t group, std::uint32_t row);
 
-/// Writes a whole spectrum and holds the file's lock meanwhile. Parameter 0x20000007 becomes the number of channels.
-/// When the service refuses the write (the spectral block has another size), the block is deleted, made anew with one
-/// group, one row and this number of channels, and the write is tried once more; the old contents are then gone.
+/// Writes a whole spectrum and holds the file's lock meanwhile. Parameter ORB_L_CHANNELS becomes the number of
+/// channels. When the service refuses the write (the spectral block has another size), the block is deleted, made anew
+/// with one group, one row and this number of channels, and the write is tried once more; the old contents are then
+/// gone.
 /// @param BS  4 bytes a channel as in getSpectrum; 1 to 3 bytes at the end that make no channel are ignored
 /// @param Op  element format of BS
 /// @return 0; kFileNotOpen: "Destination file is not open"; the status of the last write that was tried: "Failed to

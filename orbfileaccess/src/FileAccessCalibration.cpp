@@ -7,6 +7,7 @@
 #include "FileAccess.h"
 #include "OpenFileCheck.h"
 #include "anautils.h"
+#include "orbparams.h"
 
 namespace com::norvale::orb {
 
@@ -15,9 +16,6 @@ using datatypes::Variant;
 namespace {
 
 constexpr const char* kWhere = "FileAccess::energyShapeCalibration";
-constexpr std::uint32_t kEnergyPoints = 0x200D0002;
-constexpr std::uint32_t kEnergyItem = 0x200D0007;
-constexpr std::uint32_t kShapePoints = 0x20130004;
 constexpr std::uint32_t kNoItem = 0;
 constexpr std::size_t kMostRecords = std::numeric_limits<std::uint16_t>::max();
 constexpr std::int32_t kMostTerms = 4;
@@ -29,10 +27,10 @@ std::int32_t termsToFit(std::int32_t asked, std::size_t n_points) {
 }
 
 void clearPointTables(FileAccess& file) {
-  file.deleteBlock(kEnergyPoints);
-  file.deleteBlock(kShapePoints);
-  file.createBlock(kEnergyPoints, 0, 1, 1);
-  file.createBlock(kShapePoints, 0, 1, 1);
+  file.deleteBlock(ORB_D_CRCHANNEL);
+  file.deleteBlock(ORB_D_SRENERGY);
+  file.createBlock(ORB_D_CRCHANNEL, 0, 1, 1);
+  file.createBlock(ORB_D_SRENERGY, 0, 1, 1);
 }
 
 /// Writes one point into the record that belongs to its place in the list.
@@ -53,22 +51,22 @@ void writePoint(FileAccess& file, const ParameterMap& pars, std::size_t index, s
 void writeEnergyPoints(FileAccess& file, const CalibrationPoints& points) {
   ParameterMap pars;
   for (std::size_t i = 0; i < points.size(); ++i) {
-    pars[0x200D0002] = Variant(points[i].first.value);
-    pars[0x200D0003] = Variant(points[i].second.value);
-    pars[0x200D0007] = Variant(points[i].second.uncertainty);
-    writePoint(file, pars, i, kEnergyItem, "Error inserting ecal pts");
+    pars[ORB_D_CRCHANNEL] = Variant(points[i].first.value);
+    pars[ORB_D_CRENERGY] = Variant(points[i].second.value);
+    pars[ORB_D_CRENERGYUNC] = Variant(points[i].second.uncertainty);
+    writePoint(file, pars, i, ORB_D_CRENERGYUNC, "Error inserting ecal pts");
   }
 }
 
 void writeFwhmPoints(FileAccess& file, const CalibrationPoints& points) {
-  if (!points.empty()) file.setParameter(0x2000006B, Variant(std::string("SQRT")), 0, 0);
+  if (!points.empty()) file.setParameter(ORB_T_FWHMTYPE, Variant(std::string("SQRT")), 0, 0);
   ParameterMap pars;
   for (std::size_t i = 0; i < points.size(); ++i) {
-    pars[0x20130004] = Variant(points[i].first.value);
-    pars[0x20130005] = Variant(points[i].second.value);
-    pars[0x20130006] = Variant(points[i].second.uncertainty);
-    pars[0x2013000B] = Variant(0u);
-    writePoint(file, pars, i, kShapePoints, "Error inserting fcal pts");
+    pars[ORB_D_SRENERGY] = Variant(points[i].first.value);
+    pars[ORB_D_SRFWHM] = Variant(points[i].second.value);
+    pars[ORB_D_SRFWHMUNC] = Variant(points[i].second.uncertainty);
+    pars[ORB_L_SRSTATUS] = Variant(0u);
+    writePoint(file, pars, i, ORB_D_SRENERGY, "Error inserting fcal pts");
   }
 }
 
@@ -77,10 +75,10 @@ void writeFwhmPoints(FileAccess& file, const CalibrationPoints& points) {
 void writeTailPoints(FileAccess& file, const CalibrationPoints& points, bool has_fwhm_points) {
   ParameterMap pars;
   for (std::size_t i = 0; i < points.size(); ++i) {
-    pars[0x20130004] = Variant(points[i].first.value);
-    pars[0x20130007] = Variant(points[i].second.value);
-    pars[0x20130008] = Variant(points[i].second.uncertainty);
-    if (!has_fwhm_points && i < kMostRecords) file.insertItem(kShapePoints, static_cast<std::uint16_t>(i), 0);
+    pars[ORB_D_SRENERGY] = Variant(points[i].first.value);
+    pars[ORB_D_SRTAIL] = Variant(points[i].second.value);
+    pars[ORB_D_SRTAILUNC] = Variant(points[i].second.uncertainty);
+    if (!has_fwhm_points && i < kMostRecords) file.insertItem(ORB_D_SRENERGY, static_cast<std::uint16_t>(i), 0);
     writePoint(file, pars, i, kNoItem, "Error inserting lcal pts");
   }
 }
@@ -89,9 +87,9 @@ ParameterMap calibrate(FileAccess& file, const CalibrationPoints& epts, const Ca
                        const CalibrationPoints& lpts, std::int32_t eterms) {
   clearPointTables(file);
   const std::uint32_t flags = (epts.empty() ? 0u : 1u) + (fpts.empty() ? 0u : 2u) + (lpts.empty() ? 0u : 4u);
-  file.setParameter(0x2000006C, Variant(termsToFit(eterms, epts.size())), 0, 0);
-  file.setParameter(0x20000061, Variant(std::string("POLY")), 0, 0);
-  file.setParameter(0x2000001F, Variant(flags), 0, 0);
+  file.setParameter(ORB_L_ECALTERMS, Variant(termsToFit(eterms, epts.size())), 0, 0);
+  file.setParameter(ORB_T_ECALTYPE, Variant(std::string("POLY")), 0, 0);
+  file.setParameter(ORB_L_CALFLAGS, Variant(flags), 0, 0);
   writeEnergyPoints(file, epts);
   writeFwhmPoints(file, fpts);
   writeTailPoints(file, lpts, !fpts.empty());
@@ -99,9 +97,10 @@ ParameterMap calibrate(FileAccess& file, const CalibrationPoints& epts, const Ca
 
   ParameterMap results;
   if (!epts.empty())
-    addEmpty(results, {0x2000006C, 0x20000020, 0x20000021, 0x20000022, 0x20000023, 0x20000024, 0x20000025, 0x20000019});
-  if (!fpts.empty()) addEmpty(results, {0x20000048, 0x20000049, 0x2000001A});
-  if (!lpts.empty()) addEmpty(results, {0x20000065, 0x20000066, 0x20000067});
+    addEmpty(results, {ORB_L_ECALTERMS, ORB_D_ECALOFFSET, ORB_D_ECALGAIN, ORB_D_ECALQUAD, ORB_D_ECALCUBIC,
+                       ORB_D_ECALQUART, ORB_D_ECALQUINT, ORB_D_ECALCHISQ});
+  if (!fpts.empty()) addEmpty(results, {ORB_D_FWHMOFF, ORB_D_FWHMSLOPE, ORB_D_FWHMCHISQ});
+  if (!lpts.empty()) addEmpty(results, {ORB_D_TAILOFF, ORB_D_TAILSLOPE, ORB_D_TAILCHISQ});
   file.getParameters(results, 0, 0, true);
   return results;
 }

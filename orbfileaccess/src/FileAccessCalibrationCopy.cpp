@@ -8,6 +8,7 @@
 #include "FileAccess.h"
 #include "OpenFileCheck.h"
 #include "comdefs.h"
+#include "orbparams.h"
 
 namespace com::norvale::orb {
 
@@ -18,18 +19,21 @@ namespace {
 constexpr const char* kWhere = "FileAccess::copyCalibrationsTo";
 
 /// Values that belong to the shape calibration in force, in the order in which they are copied.
-constexpr std::uint32_t kShapeCodes[] = {0x20000064, 0x2000006B, 0x20000048, 0x20000049, 0x2000001A, 0x2000006D,
-                                         0x2000006E, 0x2000006F, 0x20000076, 0x20000065, 0x20000066, 0x20000067,
-                                         0x20000068, 0x20000069, 0x2000006A, 0x20000070, 0x20000071, 0x20000072,
-                                         0x20000073, 0x20000074, 0x20000075};
+constexpr std::uint32_t kShapeCodes[] = {
+    ORB_X_SCALTIME,  ORB_T_FWHMTYPE,   ORB_D_FWHMOFF,     ORB_D_FWHMSLOPE, ORB_D_FWHMCHISQ, ORB_D_FWHMCOV00,
+    ORB_D_FWHMCOV01, ORB_D_FWHMCOV11,  ORB_D_FWHMSCATTER, ORB_D_TAILOFF,   ORB_D_TAILSLOPE, ORB_D_TAILCHISQ,
+    ORB_D_TAILCOV00, ORB_D_TAILCOV01,  ORB_D_TAILCOV11,   ORB_D_FWHMELOW,  ORB_D_FWHMEHIGH, ORB_D_TAILELOW,
+    ORB_D_TAILEHIGH, ORB_L_FWHMPOINTS, ORB_L_TAILPOINTS};
 
 /// Values that belong to the energy calibration in force, likewise.
-constexpr std::uint32_t kEnergyCodes[] = {0x20000046, 0x20000061, 0x2000006C, 0x20000020, 0x20000021,
-                                          0x20000022, 0x20000023, 0x20000024, 0x20000025, 0x20000019,
-                                          0x20000026, 0x20000047, 0x2000001F};
+constexpr std::uint32_t kEnergyCodes[] = {ORB_X_ECALTIME,  ORB_T_ECALTYPE,  ORB_L_ECALTERMS, ORB_D_ECALOFFSET,
+                                          ORB_D_ECALGAIN,  ORB_D_ECALQUAD,  ORB_D_ECALCUBIC, ORB_D_ECALQUART,
+                                          ORB_D_ECALQUINT, ORB_D_ECALCHISQ, ORB_T_EUNIT,     ORB_D_EUNITKEV,
+                                          ORB_L_CALFLAGS};
 
-/// 0x2000024D, which lies between them, describes the file it is in and stays there.
-constexpr std::uint32_t kSettingsCodes[] = {0x20000249, 0x2000024A, 0x2000024B, 0x2000024C, 0x2000024E, 0x2000024F};
+/// ORB_D_SPBIAS, which lies between them, describes the file it is in and stays there.
+constexpr std::uint32_t kSettingsCodes[] = {ORB_D_SPRISETIME, ORB_D_SPFLATTOP, ORB_D_SPDECAY,
+                                            ORB_D_SPGAIN,     ORB_D_SPBLRTIME, ORB_D_SPLLD};
 
 /// Copies the block of a class, after creating it in the destination when it is missing there. A block that is still
 /// missing afterwards is missing in the source: then there is nothing to copy, and that is no failure.

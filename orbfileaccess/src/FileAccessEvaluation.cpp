@@ -3,6 +3,7 @@
 #include "FileAccess.h"
 #include "OpenFileCheck.h"
 #include "anautils.h"
+#include "orbparams.h"
 
 namespace com::norvale::orb {
 
@@ -12,7 +13,6 @@ using datatypes::Variant;
 namespace {
 
 constexpr SHORT kCalibrationSet = 1;
-constexpr std::uint32_t kEfficiencyModel = 0x20020028;
 
 /// A status that is not 0 ends the evaluation: thrown as it is, or passed over by the caller's wish.
 class Statuses {
@@ -66,8 +66,8 @@ Estimate<float> evaluateEfficiency(FileAccess& file, EvaluationOption option, fl
   Variant former_model;
   if (forces_model) {
     // The routine reads the model from the file, so the file selects another one for the time of the fetch.
-    statuses.check(file.getParameter(kEfficiencyModel, former_model, 1, 1));
-    statuses.check(file.setParameter(kEfficiencyModel, Variant(std::string(modelWord(option))), 1, 1));
+    statuses.check(file.getParameter(ORB_T_EFFMODEL, former_model, 1, 1));
+    statuses.check(file.setParameter(ORB_T_EFFMODEL, Variant(std::string(modelWord(option))), 1, 1));
   }
   stEfEq_T equation{};
   int n_points = 0;
@@ -83,7 +83,7 @@ Estimate<float> evaluateEfficiency(FileAccess& file, EvaluationOption option, fl
   statuses.check(static_cast<std::uint32_t>(lEffic(pt, &equation, n_points, energies, efficiencies, &value)));
   statuses.check(
       static_cast<std::uint32_t>(lEffvar(pt, value, &equation, n_points, energies, uncertainties, &relative)));
-  if (forces_model) statuses.check(file.setParameter(kEfficiencyModel, former_model, 1, 1));
+  if (forces_model) statuses.check(file.setParameter(ORB_T_EFFMODEL, former_model, 1, 1));
   return {value, value * relative};
 }
 

@@ -4,6 +4,7 @@
 #include "FileAccess.h"
 #include "OpenFileCheck.h"
 #include "anautils.h"
+#include "orbparams.h"
 
 namespace com::norvale::orb {
 
@@ -15,9 +16,6 @@ constexpr const char* kDetermination = "FileAccess::determineRegion";
 constexpr const char* kEstimation = "FileAccess::estimateRegionParameters";
 constexpr const char* kQuantification = "FileAccess::quantifyRegion";
 
-constexpr std::uint32_t kEnergyPoints = 0x200D0002;
-constexpr std::uint32_t kShapePoints = 0x20130004;
-constexpr std::uint32_t kPeakRecords = 0x20060006;
 constexpr std::uint32_t kPeakLevel = 20;
 
 constexpr std::uint32_t kFitsEnergyAndFwhm = 3;
@@ -36,33 +34,34 @@ struct Region {
 /// What the fit of a single region overwrites.
 ParameterMap overwrittenValues() {
   ParameterMap values;
-  addEmpty(values, {0x20130005, 0x20130006, 0x20130007, 0x20130008, 0x2013000B, 0x2013000C, 0x2013000D, 0x200D0002,
-                    0x200D0003, 0x200D0007, 0x200D0004, 0x200D0008});
+  addEmpty(values, {ORB_D_SRFWHM, ORB_D_SRFWHMUNC, ORB_D_SRTAIL, ORB_D_SRTAILUNC, ORB_L_SRSTATUS, ORB_L_SRFIRST,
+                    ORB_L_SRLAST, ORB_D_CRCHANNEL, ORB_D_CRENERGY, ORB_D_CRENERGYUNC, ORB_D_CRAREA, ORB_D_CRAREAUNC});
   return values;
 }
 
 ParameterMap regionResults(bool lowTail) {
   ParameterMap values;
-  addEmpty(values, {0x20130005, 0x20130006, 0x2013000B, 0x2013000C, 0x2013000D, 0x200D0002, 0x200D0003, 0x200D0007,
-                    0x200D0004, 0x200D0008, 0x20130009, 0x2013000A});
-  if (lowTail) addEmpty(values, {0x20130007, 0x20130008});
+  addEmpty(values, {ORB_D_SRFWHM, ORB_D_SRFWHMUNC, ORB_L_SRSTATUS, ORB_L_SRFIRST, ORB_L_SRLAST, ORB_D_CRCHANNEL,
+                    ORB_D_CRENERGY, ORB_D_CRENERGYUNC, ORB_D_CRAREA, ORB_D_CRAREAUNC, ORB_D_SRCHISQ, ORB_D_SRCONT});
+  if (lowTail) addEmpty(values, {ORB_D_SRTAIL, ORB_D_SRTAILUNC});
   return values;
 }
 
 void clearPeakResults(ParameterMap& values, bool lowTail) {
-  addEmpty(values, {0x2006001E, 0x2006001F, 0x2006000A, 0x20060021, 0x20060013, 0x20060031, 0x20060033, 0x20060007,
-                    0x20060008, 0x20060024, 0x20060025, 0x2006000B, 0x20060032, 0x20060034, 0x2006000C, 0x2006000D,
-                    0x20060009, 0x20060028, 0x20060010});
-  if (lowTail) addEmpty(values, {0x20060022, 0x20060023});
+  addEmpty(values, {ORB_L_PKFIRST, ORB_L_PKLAST, ORB_D_PKCENTROID, ORB_L_PKREGION, ORB_D_PKSIGNIF, ORB_D_PKRATE,
+                    ORB_D_PKTHRESHOLD, ORB_D_PKENERGY, ORB_D_PKENERGYUNC, ORB_D_PKFWHM, ORB_D_PKFWHMUNC,
+                    ORB_D_PKCENTROIDUNC, ORB_D_PKRATEUNC, ORB_D_PKLIMIT, ORB_D_PKAREA, ORB_D_PKAREAUNC, ORB_D_PKCONT,
+                    ORB_D_PKCONTUNC, ORB_D_PKCHISQ});
+  if (lowTail) addEmpty(values, {ORB_D_PKTAIL, ORB_D_PKTAILUNC});
 }
 
 /// The tables that the fit of a single region writes to, in a file that has none of their values.
 void createPointTables(FileAccess& file) {
-  file.insertItem(0x200D0008, 1, 0);
-  file.createBlock(kEnergyPoints, 0, 1, 1);
-  file.createBlock(kShapePoints, 0, 1, 1);
-  file.setParameter(kEnergyPoints, Variant(0.0), 0, 0);
-  file.setParameter(kShapePoints, Variant(0.0), 0, 0);
+  file.insertItem(ORB_D_CRAREAUNC, 1, 0);
+  file.createBlock(ORB_D_CRCHANNEL, 0, 1, 1);
+  file.createBlock(ORB_D_SRENERGY, 0, 1, 1);
+  file.setParameter(ORB_D_CRCHANNEL, Variant(0.0), 0, 0);
+  file.setParameter(ORB_D_SRENERGY, Variant(0.0), 0, 0);
 }
 
 ParameterMap estimate(FileAccess& file, const Region& region) {
@@ -71,10 +70,10 @@ ParameterMap estimate(FileAccess& file, const Region& region) {
   if (!restores) createPointTables(file);
 
   ParameterMap pars;
-  pars[0x200D000C] = Variant(1u);
-  pars[0x2013000C] = Variant(region.start);
-  pars[0x2013000D] = Variant(region.end);
-  pars[0x2000001F] = Variant(region.low_tail ? kFitsTailToo : kFitsEnergyAndFwhm);
+  pars[ORB_L_CRLINES] = Variant(1u);
+  pars[ORB_L_SRFIRST] = Variant(region.start);
+  pars[ORB_L_SRLAST] = Variant(region.end);
+  pars[ORB_L_CALFLAGS] = Variant(region.low_tail ? kFitsTailToo : kFitsEnergyAndFwhm);
   if (region.options != USE_DEFAULT_OPTIONS) addContinuum(pars, region.options, region.type, region.width);
   if (file.setParameters(pars, 1, 0, true) != 0) return {};
   if (!succeeded(file, kEstimation, "lEncal1", lEncal1(file.handle(), 1, 0, 0))) return {};
@@ -87,7 +86,7 @@ ParameterMap estimate(FileAccess& file, const Region& region) {
 
 std::vector<ParameterMap> readPeakResults(const FileAccess& file, bool low_tail) {
   std::uint16_t n_records = 0;
-  file.countItems(kPeakRecords, n_records, 0);
+  file.countItems(ORB_D_PKLOCATED, n_records, 0);
   std::vector<ParameterMap> results;
   ParameterMap peak;
   for (std::uint32_t record = 1; record <= n_records; ++record) {
@@ -100,13 +99,13 @@ std::vector<ParameterMap> readPeakResults(const FileAccess& file, bool low_tail)
 std::vector<ParameterMap> quantify(FileAccess& file, const Region& region) {
   file.deleteLevel(kPeakLevel);
   ParameterMap pars;
-  pars[0x20030008] = Variant(region.start);
-  pars[0x20030009] = Variant(region.end);
-  pars[0x20030046] = Variant(region.start);
-  pars[0x20030047] = Variant(region.end);
-  pars[0x20000059] = Variant(region.width);
-  pars[0x20030010] = Variant(1);
-  pars[0x2006007A] = Variant(1);
+  pars[ORB_L_LOCFIRST] = Variant(region.start);
+  pars[ORB_L_LOCLAST] = Variant(region.end);
+  pars[ORB_L_FITFIRST] = Variant(region.start);
+  pars[ORB_L_FITLAST] = Variant(region.end);
+  pars[ORB_F_CONTWIDTHREQ] = Variant(region.width);
+  pars[ORB_L_ONEREGION] = Variant(1);
+  pars[ORB_L_PKSCOPE] = Variant(1);
   addContinuum(pars, region.options, region.type, region.width);
   if (file.setParameters(pars, 1, 0, true) != 0) return {};
 

@@ -10,6 +10,7 @@
 #include "OpenFileCheck.h"
 #include "citypes.h"
 #include "comdefs.h"
+#include "orbparams.h"
 
 namespace com::norvale::orb {
 
@@ -20,18 +21,7 @@ namespace {
 /// The entry point of an engine: service handle, step number, two pointers that are always null.
 using PFNENGINE = LONG (*)(void*, USHORT, void*, void*);
 
-constexpr std::uint32_t kStepEngine = 0x2010006D;  // one record a step
-
 // Settings of the analysed file that a sequence does not bring along.
-constexpr std::uint32_t kPages = 0x20100075;
-constexpr std::uint32_t kLines = 0x20100076;
-constexpr std::uint32_t kCollectionTime = 0x20030015;
-constexpr std::uint32_t kBuildUp = 0x20030053;
-
-constexpr std::uint32_t kEfficiencyType = 0x20020028;
-constexpr std::uint32_t kGeometryFile = 0x20020083;
-constexpr std::uint32_t kTitle = 0x20000002;
-constexpr std::uint32_t kSequenceTitle = 0x20100005;
 
 /// The value of a header parameter; empty when it cannot be read.
 Variant valueOf(const FileAccess& file, std::uint32_t code) {
@@ -58,9 +48,9 @@ std::uint32_t copyOrCreateBlock(const FileAccess& source, FileAccess& dest, std:
 /// The destination is titled by one of the two titles of the source when the source has only that one. With both, the
 /// sequence's came along with its block.
 void copySequenceTitle(const FileAccess& source, FileAccess& dest, const Variant& title) {
-  const Variant sequence_title = valueOf(source, kSequenceTitle);
+  const Variant sequence_title = valueOf(source, ORB_T_ETITLE);
   if (title.hasValue() && sequence_title.hasValue()) return;
-  putValue(dest, kSequenceTitle, title.hasValue() ? title : sequence_title);
+  putValue(dest, ORB_T_ETITLE, title.hasValue() ? title : sequence_title);
 }
 
 /// Path of the catalogue: the value of the environment variable of that name, or the text itself.
@@ -112,7 +102,7 @@ std::uint32_t FileAccess::executeSequence(const FileAccess& asf, const std::stri
   if (!asf.isOpen()) return failed("ASF is not open", kFileNotOpen);
   if (!isOpen()) return failed("File to analyze is not open", kFileNotOpen);
   std::uint16_t nsteps = 0;
-  if (const auto status = asf.countItems(kStepEngine, nsteps, 0)) return failed("Error counting steps", status);
+  if (const auto status = asf.countItems(ORB_T_ACENGNAME, nsteps, 0)) return failed("Error counting steps", status);
   if (asf.handle() != m_handle) {
     if (const auto status = asf.copySequenceTo(*this)) return failed("Error copying sequence parameters", status);
   }
@@ -123,7 +113,7 @@ std::uint32_t FileAccess::executeSequence(const FileAccess& asf, const std::stri
   for (std::uint32_t step = 1; step <= nsteps; ++step) {
     const auto number = static_cast<std::uint16_t>(step);
     Variant value;
-    if (const auto status = asf.getParameter(kStepEngine, value, number, 0)) {
+    if (const auto status = asf.getParameter(ORB_T_ACENGNAME, value, number, 0)) {
       return failed("Error getting parameter ORB_T_ACENGNAME", status);
     }
     const std::string name = value.toString();
@@ -150,7 +140,7 @@ std::uint32_t FileAccess::copySequenceTo(FileAccess& dest) const {
   if (const auto refusal = requireOpen(*this, *this, kWhere, "Source is not open", kFileNotOpen)) return refusal;
   if (const auto refusal = requireDistinct(*this, dest, kWhere)) return refusal;
 
-  constexpr std::uint32_t kKept[] = {kPages, kLines, kCollectionTime, kBuildUp};
+  constexpr std::uint32_t kKept[] = {ORB_L_REPORTPAGES, ORB_L_REPORTLINES, ORB_D_COLLTIME, ORB_T_BUILDUP};
   Variant kept[std::size(kKept)];
   std::transform(std::begin(kKept), std::end(kKept), kept, [&](std::uint32_t code) { return valueOf(dest, code); });
 
@@ -161,11 +151,11 @@ std::uint32_t FileAccess::copySequenceTo(FileAccess& dest) const {
   if (const std::uint32_t status = copyOrCreateBlock(*this, dest, ORB_CLS_PROC)) {
     return reportFileFailure(*this, kWhere, "Failed to copy ORB_CLS_PROC", status);
   }
-  if (const std::uint32_t status = putValue(dest, kEfficiencyType, valueOf(*this, kEfficiencyType))) return status;
-  putValue(dest, kGeometryFile, valueOf(*this, kGeometryFile));
+  if (const std::uint32_t status = putValue(dest, ORB_T_EFFMODEL, valueOf(*this, ORB_T_EFFMODEL))) return status;
+  putValue(dest, ORB_T_GEOCSFILE, valueOf(*this, ORB_T_GEOCSFILE));
   for (std::size_t i = 0; i < std::size(kKept); ++i) putValue(dest, kKept[i], kept[i]);
-  const Variant title = valueOf(*this, kTitle);
-  putValue(dest, kTitle, title);
+  const Variant title = valueOf(*this, ORB_T_CTITLE);
+  putValue(dest, ORB_T_CTITLE, title);
   copySequenceTitle(*this, dest, title);
   return 0;
 }

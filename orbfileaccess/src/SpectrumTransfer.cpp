@@ -7,6 +7,7 @@
 #include "FileAccess.h"
 #include "OpenFileCheck.h"
 #include "aioproto.h"
+#include "orbparams.h"
 
 using com::norvale::datatypes::ByteStream;
 using com::norvale::datatypes::Variant;
@@ -17,7 +18,6 @@ using com::norvale::orb::reportFailure;
 
 namespace {
 
-constexpr std::uint32_t kChannelCount = 0x20000007;
 constexpr std::size_t kChannelBytes = 4;
 constexpr ULONG kFirstChannel = 1;
 constexpr const char* kReadWhere = "FileAccess::getSpectrum";
@@ -41,7 +41,7 @@ std::uint32_t getSpectrum(const FileAccess& dest, ByteStream& BS, SpectralFormat
   BS.clear();
   if (!dest.isOpen()) return reportFailure(kReadWhere, "Destination file is not open", kFileNotOpen);
   Variant channel_count;
-  if (const std::uint32_t failure = dest.getParameter(kChannelCount, channel_count, 0, 0)) return failure;
+  if (const std::uint32_t failure = dest.getParameter(ORB_L_CHANNELS, channel_count, 0, 0)) return failure;
 
   ULONG n_channels = 0;
   const std::uint32_t caught =
@@ -63,7 +63,7 @@ std::uint32_t setSpectrum(FileAccess& dest, ByteStream& BS, SpectralFormatTag Op
   };
 
   // Whether the file takes the channel count shows in the write.
-  dest.setParameter(kChannelCount, Variant(n_channels), 0, 0);
+  dest.setParameter(ORB_L_CHANNELS, Variant(n_channels), 0, 0);
   std::uint32_t status = write();
   if (status == 0) return 0;
 

@@ -290,9 +290,9 @@ class BlockCopy {
   std::unique_ptr<AioKeptBlock_T, Free> kept_;
 };
 
-/// The options of a step (0x2010006F): NAME=VALUE pairs separated by blanks, each a processing setting of class 0x2003
-/// that holds for this step alone. The settings are put into the file; takeBack() makes them again what they were, and
-/// so does the end of an object whose step failed.
+/// The options of a step (ORB_T_ACSTEPOPTS): NAME=VALUE pairs separated by blanks, each a processing setting of class
+/// 0x2003 that holds for this step alone. The settings are put into the file; takeBack() makes them again what they
+/// were, and so does the end of an object whose step failed.
 class StepOptions {
  public:
   explicit StepOptions(File& file) {
@@ -319,7 +319,7 @@ class StepOptions {
   StepOptions& operator=(const StepOptions&) = delete;
 
  private:
-  static constexpr ULONG kStepOptions = 0x2010006F;
+  static constexpr ULONG kStepOptions = ORB_T_ACSTEPOPTS;
 
   static void apply(File& file, const std::string& pair) {
     const std::size_t sign = pair.find('=');

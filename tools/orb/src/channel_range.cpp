@@ -8,15 +8,13 @@
 #include "comdefs.h"
 #include "failure.h"
 #include "plot.h"
+#include "usage_error.h"
 
 namespace orb::tool {
 
 namespace {
 
 constexpr int kLastChannel = AIO_MAX_CHANNELS;
-constexpr std::uint32_t kSettledChannels = 65535;  // what the settings of a new file cover
-constexpr std::uint32_t kSearchLast = 0x20030009;
-constexpr std::uint32_t kFitLast = 0x20030047;
 
 double channelOf(const FileAccess& file, const stAEncalEq_T& equation, double energy) {
   double channel = 0;
@@ -46,11 +44,6 @@ std::pair<int, int> channelRange(const FileAccess& file, const std::string& text
     if (std::isfinite(range.to)) range.to = channelOf(file, equation, range.to);
   }
   return {clampedChannel(range.from), clampedChannel(range.to)};
-}
-
-void coverAllChannels(FileAccess& file, std::uint32_t n_channels) {
-  if (n_channels <= kSettledChannels) return;
-  for (const std::uint32_t code : {kSearchLast, kFitLast}) putValue(file, code, Variant(static_cast<int>(n_channels)));
 }
 
 }  // namespace orb::tool

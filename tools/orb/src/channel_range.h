@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "open_file.h"
+#include "usage_error.h"
 
 namespace orb::tool {
 
@@ -11,8 +12,5 @@ namespace orb::tool {
 /// @return first and last channel, from 1
 /// @throws UsageError for anything else, Failure when energies are asked for without a calibration
 std::pair<int, int> channelRange(const FileAccess& file, const std::string& text);
-
-/// Makes the settings of a new file, which end at channel 65535, cover a longer spectrum.
-void coverAllChannels(FileAccess& file, std::uint32_t n_channels);
 
 }  // namespace orb::tool

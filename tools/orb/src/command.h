@@ -1,5 +1,5 @@
-/// What a command is made of. A command lives in one file, cmd_NAME.cpp, which defines add<Name>; a line in the table
-/// below makes it part of the program.
+/// What a command is made of. A command lives in one file, commands/NAME.cpp, which defines add<Name>; a line in the
+/// table below makes it part of the program.
 #pragma once
 #include <CLI/CLI.hpp>
 #include <functional>

@@ -8,6 +8,7 @@
 
 #include "failure.h"
 #include "terminal_text.h"
+#include "usage_error.h"
 
 namespace orb::tool {
 

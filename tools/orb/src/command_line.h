@@ -1,6 +1,7 @@
 /// From the command line to the job it asks for.
 #pragma once
 #include "command.h"
+#include "usage_error.h"
 
 namespace orb::tool {
 

@@ -2,7 +2,8 @@
 #pragma once
 #include <string>
 
-#include "FileAccess.h"
+#include "parts.h"
+#include "step_isolation.h"
 
 namespace orb::tool {
 
@@ -12,15 +13,12 @@ using com::norvale::orb::FileAccess;
 /// file beside it, whose content becomes that of the file when the process has come to its end and told the step's
 /// result. A process that ends in any other way has crashed: the step fails with ENG_CRASHED, and the file is what it
 /// was before. Of several files each may have its own, in its own thread.
-class IsolatedSteps {
+class IsolatedSteps : public StepIsolation {
  public:
   explicit IsolatedSteps(FileAccess& file);
-  ~IsolatedSteps();
-  IsolatedSteps(const IsolatedSteps&) = delete;
-  IsolatedSteps& operator=(const IsolatedSteps&) = delete;
+  ~IsolatedSteps() override;
 
-  /// How the process of the last step that crashed ended: "ended by signal 11 (Segmentation fault)".
-  const std::string& crash() const { return crash_; }
+  const std::string& crash() const override { return crash_; }
 
  private:
   std::uint32_t run(const std::string& entry_point, const std::string& library, std::uint16_t step);

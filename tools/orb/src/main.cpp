@@ -17,6 +17,7 @@
 #include "leftovers.h"
 #include "memory_shortage.h"
 #include "result_text.h"
+#include "usage_error.h"
 
 namespace {
 
@@ -86,6 +87,7 @@ int main(int argc, char** argv) {
   // SQLite counts its memory under one lock of the whole process, for which the threads of a batch would wait.
   sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
   keepFreedMemory();
+  removeLeftoversOnSignals();
   try {
     if (isIsolatedStep(argc, argv)) runIsolatedStep(argv);
     return run(argc, argv);

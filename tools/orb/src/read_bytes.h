@@ -1,9 +1,0 @@
-#pragma once
-#include <string>
-
-namespace orb::tool {
-
-/// The content of a text file. @throws Failure when it cannot be read, or is longer than formats::kMaxTextBytes
-std::string readBytes(const std::string& path);
-
-}  // namespace orb::tool
