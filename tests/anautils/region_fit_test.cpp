@@ -507,6 +507,19 @@ TEST(RegionFit, SurvivesAnyCounts) {
   }
 }
 
+// Settings that a file may bring along must not keep anybody waiting for ever.
+TEST(RegionFit, EndsWhateverIsAskedFor) {
+  constexpr int kChannels = 16384;
+  std::vector<double> counts(kChannels);
+  for (int i = 0; i < kChannels; ++i) counts[static_cast<std::size_t>(i)] = (i * 7919) % 1013;
+  FitSettings settings = settingsOf(WidthMode::Free, Continuum::Step, std::numeric_limits<int>::max());
+  settings.max_steps = std::numeric_limits<int>::max();
+  settings.convergence = std::numeric_limits<double>::min();
+  settings.residual_threshold = settings.add_significance = std::numeric_limits<double>::min();
+  const RegionFit result = fit(counts, {{4000, 600}, {9000, 600}}, settings);
+  EXPECT_LT(result.steps, 2000);
+}
+
 TEST(RegionFit, TakesTheGreatestCountsOfACounter) {
   TrueRegion region = singlet(4e10, 1e9);
   const RegionFit result = fit(expectedCounts(region), {{15, 5}}, settingsOf(WidthMode::Free));

@@ -308,6 +308,7 @@ LineScore greatestScore(const LineFit& fit) {
 void addLines(LineFit& fit) {
   const FitSettings& settings = *fit.problem.settings;
   for (int added = 0; added < settings.max_added && fit.count() < kMaxLines; ++added) {
+    if (workOf(fit.problem, fit.steps) > kMostWork) return;
     const LineScore score = greatestScore(fit);
     const bool residual_asks = score.score > settings.residual_threshold;
     if (residual_asks && takeLineOrTail(fit, score.position)) continue;

@@ -59,6 +59,7 @@ class Scoring {
  private:
   enum class Progress { Converged, Moved, Stuck };
   Progress advance();
+  bool mayStep(int steps) const;
   void prepare();
   void setInformation();
   bool tryStep(const ParameterVector& step, double expected_gain);
@@ -232,6 +233,11 @@ Scoring::Progress Scoring::advance() {
   return Progress::Stuck;
 }
 
+bool Scoring::mayStep(int steps) const {
+  const bool is_affordable = steps < kFewSteps || workOf(problem_, steps) < kMostWork;
+  return steps < problem_.settings->max_steps && is_affordable;
+}
+
 ScoringResult Scoring::run() {
   ScoringResult result;
   now_ = model_.makeEvaluation();
@@ -239,7 +245,7 @@ ScoringResult Scoring::run() {
   here_ = problem_.start;
   if (model_.evaluate(here_, now_)) {
     Progress progress = Progress::Moved;
-    while (progress == Progress::Moved && result.steps < problem_.settings->max_steps) {
+    while (progress == Progress::Moved && mayStep(result.steps)) {
       observed_ |= result.steps == kExpectedSteps;
       progress = advance();
       ++result.steps;

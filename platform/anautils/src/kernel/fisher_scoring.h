@@ -13,7 +13,18 @@ struct ScoringResult {
   bool converged = false;
 };
 
-/// Climbs the likelihood from problem.start.
+/// More work than a fit may cost, in multiplications: the greatest of measured spectra comes to 7e6. Without a bound a
+/// file may ask for steps without end in thousands of channels.
+inline constexpr double kMostWork = 1e9;
+/// What so many steps cost, roughly: a multiplication for each pair of parameters in each channel.
+inline double workOf(const RegionProblem& problem, int steps) {
+  const double parameters = problem.layout.count();
+  return steps * parameters * parameters * problem.data->n;
+}
+
+/// Climbs the likelihood from problem.start, with as many steps as the settings allow; no more than kFewSteps of them
+/// where they cost more than kMostWork.
+inline constexpr int kFewSteps = 60;
 ScoringResult maximiseLikelihood(const RegionProblem& problem);
 
 /// Inverts the part of a positive semidefinite matrix that is not left out; rows and columns left out become 0.
