@@ -11,7 +11,7 @@ namespace orb::tool {
 
 /// One difference, for people and for programs.
 struct Difference {
-  std::string text;  ///< "ORB_D_LIVETIME ORB_D_LIVETIME: 900 s | 901 s"
+  std::string text;  ///< "0x20000005 ORB_D_LIVETIME: 900 s | 901 s"
   Json json;
 };
 

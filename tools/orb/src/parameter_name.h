@@ -8,7 +8,7 @@
 
 namespace orb::tool {
 
-/// The parameter that a user means by a name (in any case) or a code ("ORB_D_LIVETIME").
+/// The parameter that a user means by a name (in any case) or a code ("0x20000005").
 /// @param file  named in the message of a failure
 /// @throws Failure; for an unknown name it says which ones are near
 AioParamInfo_T findParameter(const std::string& name_or_code, const std::string& file);

@@ -18,7 +18,7 @@ struct ValueAddress {
 
 inline void addValueAddress(CLI::App& command, ValueAddress& address) {
   command.add_option("FILE", address.file, "Data file")->required();
-  command.add_option("PARAM", address.parameter, "Parameter: its name in any case, or its code as ORB_D_LIVETIME")
+  command.add_option("PARAM", address.parameter, "Parameter: its name in any case, or its code as 0x20000005")
       ->required();
   command.add_option("--record", address.record, "Record, from 1; 0 is the working record")
       ->check(CLI::Range(0u, AIO_MAX_RECORDS))
