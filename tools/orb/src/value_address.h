@@ -5,7 +5,6 @@
 
 #include "aioproto.h"
 #include "command.h"
-#include "orbparams.h"
 
 namespace orb::tool {
 
